@@ -1,0 +1,19 @@
+#include <velmora/NotificationCenter.h>
+
+namespace velmora {
+
+NotificationCenter::NotificationCenter() = default;
+
+NotificationCenter *NotificationCenter::defaultCenter()
+{
+    // Never destroyed: hosts may post or observe during their own static teardown.
+    static NotificationCenter *center = new NotificationCenter;
+    return center;
+}
+
+void NotificationCenter::post(const QString &name, const QVariant &object)
+{
+    Q_EMIT notificationPosted(name, object);
+}
+
+} // namespace velmora

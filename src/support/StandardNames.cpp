@@ -1,0 +1,100 @@
+#include "support/StandardNames.h"
+
+#include <velmora/Support.h>
+
+#include <QFile>
+#include <QLocale>
+#include <QStringDecoder>
+
+namespace velmora {
+
+QString StandardNames::curentLocaleIdentifier()
+{
+    return curentLocaleIdentifier(QLocale::system().uiLanguages());
+}
+
+QString StandardNames::curentLocaleIdentifier(const QStringList &preferredLanguages)
+{
+    const QStringList allowed = VLMAllowLocale();
+    for (const QString &language : preferredLanguages) {
+        const QString primary = language.section(QLatin1Char('-'), 0, 0);
+        if (!allowed.contains(primary))
+            continue;
+        if (primary == QLatin1String("pt"))
+            return QStringLiteral("pt-PT");
+        if (primary == QLatin1String("zh"))
+            return QStringLiteral("zh-Hans");
+        return primary;
+    }
+    return QStringLiteral("en");
+}
+
+namespace {
+
+// Without a byte-order mark the order is guessed from where the zero bytes of ASCII text
+// fall; big-endian, the Unicode default, wins a tie.
+QStringConverter::Encoding utf16Order(const QByteArray &bytes)
+{
+    if (bytes.startsWith("\xFF\xFE"))
+        return QStringConverter::Utf16LE;
+    if (bytes.startsWith("\xFE\xFF"))
+        return QStringConverter::Utf16BE;
+    qsizetype evenZeros = 0;
+    qsizetype oddZeros = 0;
+    for (qsizetype i = 0; i < bytes.size(); ++i) {
+        if (bytes[i] == 0)
+            ++(i % 2 ? oddZeros : evenZeros);
+    }
+    return oddZeros > evenZeros ? QStringConverter::Utf16LE : QStringConverter::Utf16BE;
+}
+
+bool decodeUtf16(const QByteArray &bytes, QString *text)
+{
+    if (bytes.size() % 2 != 0)
+        return false;
+    QStringDecoder decoder(utf16Order(bytes), QStringDecoder::Flag::Stateless);
+    *text = decoder.decode(bytes);
+    return !decoder.hasError();
+}
+
+} // namespace
+
+QHash<QString, QString> StandardNames::parseStrings(const QByteArray &bytes)
+{
+    QHash<QString, QString> table;
+    QString text;
+    if (!decodeUtf16(bytes, &text))
+        return table;
+    const QString separator = QStringLiteral("= \"");
+    const QStringList lines = text.split(QLatin1Char('\n'));
+    for (const QString &line : lines) {
+        const QStringList pieces = line.split(separator);
+        if (pieces.size() != 2)
+            continue;
+        const QString &head = pieces.at(0);
+        const QString &tail = pieces.at(1);
+        const qsizetype quote = head.lastIndexOf(QLatin1Char('"'));
+        // The key sits between the opening quote (the first character) and the last one.
+        if (quote < 1 || tail.size() < 2)
+            continue;
+        table.insert(head.mid(1, quote - 1), tail.left(tail.size() - 2));
+    }
+    return table;
+}
+
+QHash<QString, QString> StandardNames::getInfoFromURL(const QUrl &url)
+{
+    QString path;
+    if (url.scheme() == QLatin1String("qrc"))
+        path = QLatin1Char(':') + url.path();
+    else if (url.isLocalFile())
+        path = url.toLocalFile();
+    else
+        return {};
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return {};
+    return parseStrings(file.readAll());
+}
+
+} // namespace velmora

@@ -1,0 +1,59 @@
+#include "TestEnvironment.h"
+
+#include <QDir>
+#include <QStandardPaths>
+#include <QTemporaryDir>
+
+#include <cstdlib>
+
+namespace velmora::test {
+
+namespace {
+QString rootPath;
+
+QTemporaryDir &ownedRoot()
+{
+    static QTemporaryDir dir(QDir::tempPath() + QStringLiteral("/velmora-test-XXXXXX"));
+    return dir;
+}
+} // namespace
+
+void TestEnvironment::prepare(const char *testName)
+{
+    const QByteArray inherited = qgetenv("VELMORA_TEST_ROOT");
+    rootPath = inherited.isEmpty() ? ownedRoot().path() : QString::fromLocal8Bit(inherited);
+    const QByteArray root = rootPath.toLocal8Bit();
+    qputenv("VELMORA_TEST_ROOT", root);
+    qputenv("HOME", root + "/home");
+    qputenv("XDG_CONFIG_HOME", root + "/config");
+    qputenv("XDG_CACHE_HOME", root + "/cache");
+    qputenv("XDG_DATA_HOME", root + "/data");
+    qputenv("XDG_RUNTIME_DIR", root + "/runtime");
+    qputenv("LC_ALL", "C.UTF-8");
+    qunsetenv("LANGUAGE");
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    for (const char *sub : { "/home", "/config", "/cache", "/data", "/runtime" })
+        QDir().mkpath(rootPath + QLatin1String(sub));
+    QFile::setPermissions(rootPath + QStringLiteral("/runtime"),
+                          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    QCoreApplication::setOrganizationName(QStringLiteral("VelmoraTests"));
+    QCoreApplication::setApplicationName(QString::fromLatin1(testName));
+}
+
+QString TestEnvironment::root()
+{
+    return rootPath;
+}
+
+QString TestEnvironment::sourcePath(const QString &relative)
+{
+    return qEnvironmentVariable("VELMORA_SOURCE_DIR", QStringLiteral(".")) + QLatin1Char('/') + relative;
+}
+
+QString TestEnvironment::binaryPath(const QString &relative)
+{
+    return qEnvironmentVariable("VELMORA_BINARY_DIR", QStringLiteral(".")) + QLatin1Char('/') + relative;
+}
+
+} // namespace velmora::test

@@ -1,0 +1,269 @@
+#include "TestEnvironment.h"
+
+#include "support/PropertyList.h"
+#include "support/StandardNames.h"
+#include "support/Switches.h"
+
+#include <velmora/Bundle.h>
+#include <velmora/Support.h>
+
+#include <QProcess>
+#include <QTemporaryDir>
+
+using namespace velmora;
+
+namespace {
+
+QByteArray utf16le(const QString &text, bool bom = true)
+{
+    QByteArray bytes = bom ? QByteArray("\xFF\xFE", 2) : QByteArray();
+    for (QChar c : text) {
+        bytes.append(char(c.unicode() & 0xFF));
+        bytes.append(char(c.unicode() >> 8));
+    }
+    return bytes;
+}
+
+QByteArray utf16be(const QString &text)
+{
+    QByteArray bytes;
+    for (QChar c : text) {
+        bytes.append(char(c.unicode() >> 8));
+        bytes.append(char(c.unicode() & 0xFF));
+    }
+    return bytes;
+}
+
+QStringList capturedLog;
+void captureLog(QtMsgType, const QMessageLogContext &context, const QString &message)
+{
+    if (qstrcmp(context.category, "velmora") == 0)
+        capturedLog << message;
+}
+
+using Table = QHash<QString, QString>;
+
+} // namespace
+
+class SupportTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void parseStrings_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<Table>("expected");
+        const Table ax { { QStringLiteral("A"), QStringLiteral("x") } };
+        QTest::newRow("comment, blank line and one entry")
+            << utf16le(QStringLiteral("/* header */\n\n\"A\" = \"x\";\n")) << ax;
+        QTest::newRow("value holding the separator is skipped")
+            << utf16le(QStringLiteral("\"B\" = \"y = \"z\";\n\"A\" = \"x\";")) << ax;
+        QTest::newRow("later line wins") << utf16le(QStringLiteral("\"A\" = \"old\";\n\"A\" = \"x\";")) << ax;
+        QTest::newRow("value shorter than its closing quote and semicolon")
+            << utf16le(QStringLiteral("\"B\" = \"\n\"A\" = \"x\";")) << ax;
+        QTest::newRow("key piece without a closing quote")
+            << utf16le(QStringLiteral("\"B = \"y\";\nB = \"y\";\n\"A\" = \"x\";")) << ax;
+        QTest::newRow("empty value") << utf16le(QStringLiteral("\"A\" = \"\";"))
+                                     << Table { { QStringLiteral("A"), QString() } };
+        QTest::newRow("no escapes are interpreted") << utf16le(QStringLiteral("\"A\" = \"a\\nb\";"))
+                                                    << Table { { QStringLiteral("A"), QStringLiteral("a\\nb") } };
+        QTest::newRow("little endian without mark") << utf16le(QStringLiteral("\"A\" = \"x\";"), false) << ax;
+        QTest::newRow("big endian without mark") << utf16be(QStringLiteral("\"A\" = \"x\";")) << ax;
+        QTest::newRow("non-ASCII text") << utf16le(QStringLiteral("\"A\" = \"Удалить рекламу\";"))
+                                        << Table { { QStringLiteral("A"), QStringLiteral("Удалить рекламу") } };
+        QTest::newRow("odd byte count") << QByteArray("\xFF\xFE\"\0A", 5) << Table {};
+        QTest::newRow("lone surrogate") << QByteArray("\xFF\xFE\x00\xD8\"\0", 6) << Table {};
+        QTest::newRow("empty file") << QByteArray() << Table {};
+    }
+
+    void parseStrings()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(Table, expected);
+        QCOMPARE(StandardNames::parseStrings(bytes), expected);
+    }
+
+    void getInfoFromURLReadsFilesAndToleratesMissingOnes()
+    {
+        QTemporaryDir dir;
+        QFile file(dir.filePath(QStringLiteral("Localizable.strings")));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(utf16le(QStringLiteral("\"RemoveAdsText\" = \"Remove ads\";\n")));
+        file.close();
+        QCOMPARE(
+            StandardNames::getInfoFromURL(QUrl::fromLocalFile(file.fileName())).value(QStringLiteral("RemoveAdsText")),
+            QStringLiteral("Remove ads"));
+        QVERIFY(StandardNames::getInfoFromURL(QUrl::fromLocalFile(dir.filePath(QStringLiteral("none")))).isEmpty());
+        QVERIFY(StandardNames::getInfoFromURL(QUrl(QStringLiteral("https://host/x.strings"))).isEmpty());
+    }
+
+    void curentLocaleIdentifier_data()
+    {
+        QTest::addColumn<QStringList>("preferred");
+        QTest::addColumn<QString>("expected");
+        QTest::newRow("fr-CA,en-US") << QStringList { "fr-CA", "en-US" } << "fr";
+        QTest::newRow("pt-BR") << QStringList { "pt-BR" } << "pt-PT";
+        QTest::newRow("zh-Hant-TW") << QStringList { "zh-Hant-TW" } << "zh-Hans";
+        QTest::newRow("sv-SE,nl-NL") << QStringList { "sv-SE", "nl-NL" } << "en";
+        QTest::newRow("sv-SE,ja-JP") << QStringList { "sv-SE", "ja-JP" } << "ja";
+        QTest::newRow("en-GB") << QStringList { "en-GB" } << "en";
+        QTest::newRow("case matters") << QStringList { "DE-de", "ko" } << "ko";
+        QTest::newRow("none") << QStringList {} << "en";
+    }
+
+    void curentLocaleIdentifier()
+    {
+        QFETCH(QStringList, preferred);
+        QFETCH(QString, expected);
+        QCOMPARE(StandardNames::curentLocaleIdentifier(preferred), expected);
+    }
+
+    // Every language the chooser can return must have a complete table.
+    void everyShippedTableHasTheThreeKeys_data()
+    {
+        QTest::addColumn<QString>("language");
+        for (const char *language : { "en", "ru", "de", "es", "fr", "it", "ko", "pt-PT", "ja", "zh-Hans" })
+            QTest::newRow(language) << QString::fromLatin1(language);
+    }
+
+    void everyShippedTableHasTheThreeKeys()
+    {
+        QFETCH(QString, language);
+        const Bundle framework = Bundle::resourseBundleForClass();
+        const QString path
+            = framework.resourcePath() + QLatin1Char('/') + language + QStringLiteral(".lproj/Localizable.strings");
+        const Table table = StandardNames::getInfoFromURL(QUrl(QStringLiteral("qrc") + path));
+        for (const char *key :
+             { "ApplicationWillBeLaunchedTextFirst", "ApplicationWillBeLaunchedTextSecond", "RemoveAdsText" }) {
+            const QString value = table.value(QString::fromLatin1(key));
+            QVERIFY2(!value.trimmed().isEmpty(), key);
+            QVERIFY2(!value.contains(QLatin1Char('"')), key);
+        }
+    }
+
+    void stringFromKey()
+    {
+        QCOMPARE(VLMStringFromKey(QStringLiteral("RemoveAdsText")), QStringLiteral("Remove ads"));
+        QCOMPARE(VLMStringFromKey(QStringLiteral("NoSuchKey")), QStringLiteral("NoSuchKey"));
+        QCOMPARE(VLMStringFromKey(QString()), QString(QLatin1String("")));
+    }
+
+    void logIsGatedByDebugModeAndAdsOff()
+    {
+        capturedLog.clear();
+        const auto previous = qInstallMessageHandler(captureLog);
+        Switches::setADSRemoved(false);
+        LOG(QStringLiteral("before debug mode"));
+        Switches::activateDebugMode();
+        LOG(QStringLiteral("in debug mode"));
+        Switches::setADSRemoved(true);
+        LOG(QStringLiteral("ads removed"));
+        Switches::setADSRemoved(false);
+        qInstallMessageHandler(previous);
+        QCOMPARE(capturedLog, QStringList { QStringLiteral("in debug mode") });
+    }
+
+    void adsRemovedIsReadFromTheStoreEachTime()
+    {
+        VLMSetObjForKey(QVariant(), QStringLiteral("adsoff"));
+        VLMUserDefaults()->remove(QStringLiteral("adsoff"));
+        QVERIFY(!Switches::isADSRemoved());
+        // Written behind the switches' back, as another part of the process would.
+        VLMSetObjForKey(true, QStringLiteral("adsoff"));
+        QVERIFY(Switches::isADSRemoved());
+        Switches::setADSRemoved(false);
+        QVERIFY(!Switches::isADSRemoved());
+    }
+
+    void storedValueIsReadBackByAnotherProcess()
+    {
+        const QString value = QStringLiteral("written at %1").arg(QDateTime::currentMSecsSinceEpoch());
+        VLMSetObjForKey(value, QStringLiteral("crossProcess"));
+        QProcess child;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("VELMORA_PRINT_KEY"), QStringLiteral("crossProcess"));
+        child.setProcessEnvironment(env);
+        child.start(QCoreApplication::applicationFilePath(), {});
+        QVERIFY(child.waitForFinished(30000));
+        QCOMPARE(QString::fromUtf8(child.readAllStandardOutput()).trimmed(), value);
+    }
+
+    void settingsWritesFromManyThreads()
+    {
+        QList<QThread *> threads;
+        for (int t = 0; t < 4; ++t) {
+            threads << QThread::create([t] {
+                for (int i = 0; i < 20; ++i)
+                    VLMSetObjForKey(i, QStringLiteral("thread%1").arg(t));
+            });
+            threads.last()->start();
+        }
+        for (QThread *thread : threads) {
+            QVERIFY(thread->wait(30000));
+            delete thread;
+        }
+        for (int t = 0; t < 4; ++t)
+            QCOMPARE(VLMObjForKey(QStringLiteral("thread%1").arg(t)).toInt(), 19);
+    }
+
+    void hostBundleReadsInfoPlistAndResources()
+    {
+        QTemporaryDir dir;
+        QDir(dir.path()).mkpath(QStringLiteral("Resources"));
+        QVERIFY(QFile::copy(velmora::test::TestEnvironment::sourcePath(QStringLiteral("tests/data/Info.plist")),
+                            dir.filePath(QStringLiteral("Resources/Info.plist"))));
+        for (const QString &name :
+             { QStringLiteral("both.mp4"), QStringLiteral("Resources/both.mp4"), QStringLiteral("top.mp4") }) {
+            QFile file(dir.filePath(name));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+        }
+        Bundle::setMainAppBundlePath(dir.path());
+        const Bundle host = VLMMainAppBundle();
+        Bundle::setMainAppBundlePath(QString());
+
+        QCOMPARE(host.objectForInfoDictionaryKey(QStringLiteral("MetrivoAppId")).toString(),
+                 QStringLiteral("mac.123456.mac-store"));
+        QCOMPARE(host.objectForInfoDictionaryKey(QStringLiteral("Count")).toInt(), 3);
+        QCOMPARE(host.objectForInfoDictionaryKey(QStringLiteral("Flags")).toList(),
+                 (QVariantList { true, false, 1.5 }));
+        QCOMPARE(host.pathForResource(QStringLiteral("both"), QStringLiteral("mp4")),
+                 dir.filePath(QStringLiteral("Resources/both.mp4")));
+        QCOMPARE(host.pathForResource(QStringLiteral("top"), QStringLiteral("mp4")),
+                 dir.filePath(QStringLiteral("top.mp4")));
+        QVERIFY(host.pathForResource(QStringLiteral("absent"), QStringLiteral("mp4")).isEmpty());
+        QVERIFY(host.URLForResource(QStringLiteral("absent"), QStringLiteral("mp4")).isEmpty());
+    }
+
+    void propertyListRejectsMalformedInput_data()
+    {
+        QTest::addColumn<QByteArray>("xml");
+        QTest::newRow("not xml") << QByteArray("hello");
+        QTest::newRow("unclosed") << QByteArray("<plist><dict><key>a</key><string>b</string>");
+        QTest::newRow("value without key") << QByteArray("<plist><dict><string>b</string></dict></plist>");
+        QTest::newRow("bad integer") << QByteArray("<plist><integer>12x</integer></plist>");
+        QTest::newRow("unknown element") << QByteArray("<plist><blob/></plist>");
+        QTest::newRow("too deep") << QByteArray("<plist>") + QByteArray("<array>").repeated(200)
+                + QByteArray("</array>").repeated(200) + QByteArray("</plist>");
+    }
+
+    void propertyListRejectsMalformedInput()
+    {
+        QFETCH(QByteArray, xml);
+        QVERIFY(!PropertyList::parse(xml).isValid());
+    }
+};
+
+int main(int argc, char **argv)
+{
+    velmora::test::TestEnvironment::prepare("SupportTest");
+    QApplication app(argc, argv);
+    // Child mode: print one stored value, as a second run of the host would see it.
+    if (const QString key = qEnvironmentVariable("VELMORA_PRINT_KEY"); !key.isEmpty()) {
+        printf("%s\n", qPrintable(VLMObjForKey(key).toString()));
+        return 0;
+    }
+    SupportTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_support.moc"

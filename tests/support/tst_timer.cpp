@@ -1,0 +1,116 @@
+#include "TestEnvironment.h"
+
+#include "support/ManualClock.h"
+
+#include <velmora/Support.h>
+#include <velmora/Timer.h>
+
+using namespace velmora;
+
+class TimerTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { Clock::install(&m_clock); }
+    void cleanup() { Clock::install(nullptr); }
+
+    void oneShotFiresOnceAtItsInstant()
+    {
+        QObject context;
+        QList<double> firedAt;
+        Timer *timer = Timer::scheduled(2.5, false, &context, [&] { firedAt << m_clock.now(); });
+        const double start = m_clock.now();
+        QCOMPARE(timer->fireDate(), start + 2.5);
+        m_clock.advance(2.4);
+        QVERIFY(firedAt.isEmpty());
+        m_clock.advance(10);
+        QCOMPARE(firedAt, QList<double> { start + 2.5 });
+        QVERIFY(!timer->isValid());
+    }
+
+    void repeatingKeepsItsGridAndStopsOnInvalidate()
+    {
+        QObject context;
+        QList<double> firedAt;
+        const double start = m_clock.now();
+        QPointer<Timer> timer = Timer::scheduled(1.0, true, &context, [&] { firedAt << m_clock.now() - start; });
+        m_clock.advance(3.5);
+        QCOMPARE(firedAt, (QList<double> { 1.0, 2.0, 3.0 }));
+        timer->invalidate();
+        m_clock.advance(5);
+        QCOMPARE(firedAt.size(), 3);
+    }
+
+    // A field that is overwritten does not cancel the timer it held.
+    void droppedPointerKeepsTimerRunning()
+    {
+        QObject context;
+        int fired = 0;
+        QPointer<Timer> field = Timer::scheduled(1.0, false, &context, [&] { ++fired; });
+        field = Timer::scheduled(2.0, false, &context, [&] { fired += 10; });
+        m_clock.advance(3);
+        QCOMPARE(fired, 11);
+    }
+
+    void timersFireInOrderIncludingOnesScheduledWhileFiring()
+    {
+        QObject context;
+        QStringList order;
+        Timer::scheduled(2.0, false, &context, [&] { order << QStringLiteral("b"); });
+        Timer::scheduled(1.0, false, &context, [&] {
+            order << QStringLiteral("a");
+            Timer::scheduled(0.5, false, &context, [&] { order << QStringLiteral("a+0.5"); });
+        });
+        m_clock.advance(5);
+        QCOMPARE(order, (QStringList { QStringLiteral("a"), QStringLiteral("a+0.5"), QStringLiteral("b") }));
+    }
+
+    void timerDiesWithItsContext()
+    {
+        int fired = 0;
+        auto *context = new QObject;
+        QPointer<Timer> timer = Timer::scheduled(1.0, true, context, [&] { ++fired; });
+        delete context;
+        QVERIFY(timer.isNull());
+        m_clock.advance(5);
+        QCOMPARE(fired, 0);
+        QCOMPARE(m_clock.pendingTimers(), 0);
+    }
+
+    void actionMayDestroyItsOwnContext()
+    {
+        auto *context = new QObject;
+        QPointer<QObject> watch = context;
+        Timer::scheduled(1.0, true, context, [&] { delete context; });
+        m_clock.advance(3);
+        QVERIFY(watch.isNull());
+    }
+
+    void godTimerMarksOnlyValidTimers()
+    {
+        QObject context;
+        Timer *timer = Timer::scheduled(1.0, true, &context, [] {});
+        QVERIFY(!timer->isGodTimer());
+        setGodTimer(timer);
+        QVERIFY(timer->isGodTimer());
+        setGodTimer(nullptr); // ignored, must not crash
+    }
+
+    void systemClockFiresPreciseTimer()
+    {
+        Clock::install(nullptr);
+        QObject context;
+        QElapsedTimer elapsed;
+        elapsed.start();
+        bool fired = false;
+        Timer::scheduled(0.05, false, &context, [&] { fired = true; });
+        QTRY_VERIFY_WITH_TIMEOUT(fired, 2000);
+        QVERIFY(elapsed.elapsed() >= 49);
+    }
+
+private:
+    ManualClock m_clock;
+};
+
+VELMORA_TEST_MAIN(TimerTest)
+#include "tst_timer.moc"
