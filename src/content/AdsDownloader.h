@@ -1,0 +1,91 @@
+#pragma once
+
+#include <velmora/velmora_export.h>
+
+#include <QObject>
+#include <QPointer>
+#include <QUrl>
+#include <QVariantMap>
+
+#include <functional>
+#include <optional>
+
+class QNetworkReply;
+
+namespace velmora {
+
+class AdsCacheInfoStorage;
+class DownloadDelegate;
+class Reachability;
+
+// The one process-wide object that keeps the current banner and video ready on disk:
+// it loads the ad table, draws ads, downloads their media into the cache folder,
+// rewrites store links and tells the banner controllers when ad data is ready.
+// Everything runs on the main thread; network replies arrive there.
+class VELMORA_EXPORT AdsDownloader : public QObject
+{
+    Q_OBJECT
+
+public:
+    using Callback = std::function<void()>;
+    // Receives the local file, or an empty URL when the download failed.
+    using FileCallback = std::function<void(const QUrl &localFile)>;
+
+    static AdsDownloader *sharedInstance();
+
+    // Delegates must be QObjects; one that is destroyed is skipped.
+    void addDelegate(DownloadDelegate *delegate);
+
+    void startUpdateAllAds();
+    void downloadAllAdsData();
+    void downloadBanner();
+    void downloadBannerWithComplitionBlock(Callback callback);
+    void downloadVideo();
+    void checkInternetConnection();
+    QNetworkReply *downloadDataToCacheDirectoryFromURL(const QUrl &remote, FileCallback callback);
+
+    // The ad server conversation.
+    QString generateRequestAcs() const;
+    void downloadJSONWithComplitionBlock(Callback callback);
+    // The ad table in force; the persisted table while offline; nothing when absent.
+    std::optional<QVariantMap> replyJSON();
+    void setReplyJSON(const std::optional<QVariantMap> &table);
+
+    // Blocking store lookup: never call on the main thread.
+    static QVariantMap JSONSearchByQuery(const QString &url);
+    // The advertised app's short name for a store link (blocking, see above).
+    static QString appNameFromMarketLink(const QString &link, bool isWeb);
+
+    // Reading videoURL draws and prepares the next video as a side effect.
+    QUrl videoURL();
+    void setVideoURL(const QUrl &url);
+    QUrl bannerURL() const;
+    void setBannerURL(const QUrl &url);
+    QUrl interstitialVideoURL() const;
+    void setInterstitialVideoURL(const QUrl &url);
+    QUrl linkVideoURL() const;
+    void setLinkVideoURL(const QUrl &url);
+    QUrl linkBannerURL() const;
+    void setLinkBannerURL(const QUrl &url);
+    QVariantMap videoInfo() const;
+    void setVideoInfo(const QVariantMap &info);
+    QVariantMap bannerInfo() const;
+    void setBannerInfo(const QVariantMap &info);
+
+    bool isUpdateAdsCurrentSession() const;
+    bool isShowBannersFromCache() const;
+    AdsCacheInfoStorage *cacheStorage() const;
+
+    // The cache folder (created on demand) and the ad server's base URL in force.
+    static QString cacheDirectory();
+    static QString acsURL();
+
+private:
+    AdsDownloader();
+    ~AdsDownloader() override;
+
+    struct Private;
+    Private *const d;
+};
+
+} // namespace velmora

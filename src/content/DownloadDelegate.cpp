@@ -1,0 +1,7 @@
+#include "content/DownloadDelegate.h"
+
+namespace velmora {
+
+DownloadDelegate::~DownloadDelegate() = default;
+
+} // namespace velmora

@@ -1,0 +1,7 @@
+#include "splash/SplashScreenControllerProtocolInput.h"
+
+namespace velmora {
+
+SplashScreenControllerProtocolInput::~SplashScreenControllerProtocolInput() = default;
+
+} // namespace velmora

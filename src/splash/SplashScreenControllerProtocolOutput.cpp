@@ -1,0 +1,7 @@
+#include "splash/SplashScreenControllerProtocolOutput.h"
+
+namespace velmora {
+
+SplashScreenControllerProtocolOutput::~SplashScreenControllerProtocolOutput() = default;
+
+} // namespace velmora
