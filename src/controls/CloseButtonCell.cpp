@@ -1,0 +1,73 @@
+#include "controls/CloseButtonCell.h"
+
+#include <QOperatingSystemVersion>
+#include <QPainter>
+#include <QPainterPath>
+
+namespace velmora {
+
+namespace {
+
+int systemMinorVersion()
+{
+    const QOperatingSystemVersion system = QOperatingSystemVersion::current();
+    // An unknown system counts as version 0.0.0.
+    if (system.type() == QOperatingSystemVersion::Unknown)
+        return 0;
+    return qMax(0, system.minorVersion());
+}
+
+} // namespace
+
+CloseButtonCell::CloseButtonCell(QWidget *parent)
+    : QPushButton(parent)
+{
+    setCursor(Qt::PointingHandCursor);
+    setFocusPolicy(Qt::NoFocus);
+    setIconSize(QSize(24, 24));
+}
+
+QSize CloseButtonCell::sizeHint() const
+{
+    return iconSize().expandedTo(QSize(24, 24));
+}
+
+QRectF CloseButtonCell::imageFrame(const QRectF &frame, int minorVersion)
+{
+    // Older systems drew the image a point too high; the button is flipped, so lower is +y.
+    return minorVersion < 11 ? frame.translated(0, 1.0) : frame;
+}
+
+void CloseButtonCell::paintEvent(QPaintEvent *)
+{
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    drawImage(painter, rect());
+}
+
+void CloseButtonCell::drawImage(QPainter &painter, const QRectF &bounds) const
+{
+    const QRectF frame = imageFrame(bounds, systemMinorVersion());
+    QPainterPath circle;
+    circle.addEllipse(frame.adjusted(0.5, 0.5, -0.5, -0.5));
+    painter.save();
+    painter.setClipPath(circle, Qt::IntersectClip);
+    if (!icon().isNull()) {
+        const QIcon::Mode mode = !isEnabled() ? QIcon::Disabled : (isDown() ? QIcon::Active : QIcon::Normal);
+        icon().paint(&painter, frame.toAlignedRect(), Qt::AlignCenter, mode);
+    } else {
+        // Without an image, a dark disc with a white cross still reads as "close".
+        painter.fillPath(circle, QColor(0, 0, 0, isDown() ? 190 : 140));
+        QPen pen(Qt::white, qMax<qreal>(1.5, frame.width() / 12));
+        pen.setCapStyle(Qt::RoundCap);
+        painter.setPen(pen);
+        const QRectF cross = frame.adjusted(frame.width() * 0.32, frame.height() * 0.32, -frame.width() * 0.32,
+                                            -frame.height() * 0.32);
+        painter.drawLine(cross.topLeft(), cross.bottomRight());
+        painter.drawLine(cross.topRight(), cross.bottomLeft());
+    }
+    painter.restore();
+}
+
+} // namespace velmora
