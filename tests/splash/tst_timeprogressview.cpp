@@ -1,0 +1,285 @@
+#include "TestEnvironment.h"
+
+#include "splash/SplashScreenLabelsView.h"
+#include "splash/TimeProgressView.h"
+#include "support/ManualClock.h"
+
+#include <velmora/Timer.h>
+
+#include <QLabel>
+#include <QtMath>
+
+using namespace velmora;
+
+namespace {
+
+// The pixel at `degrees` (counter-clockwise from three o'clock) and `radius` from the centre.
+QColor pixelAt(const QImage &image, const QPointF &centre, double degrees, double radius)
+{
+    const double angle = qDegreesToRadians(degrees);
+    const QPoint point(qFloor(centre.x() + radius * qCos(angle)), qFloor(centre.y() - radius * qSin(angle)));
+    return image.pixelColor(point);
+}
+
+} // namespace
+
+class TimeProgressViewTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { Clock::install(&m_clock); }
+    void cleanup() { Clock::install(nullptr); }
+
+    void geometry_data()
+    {
+        QTest::addColumn<QSizeF>("size");
+        QTest::addColumn<qint64>("val1");
+        QTest::addColumn<double>("radius");
+        QTest::addColumn<double>("trackRadius");
+        QTest::addColumn<double>("progressRadius");
+        QTest::addColumn<qint64>("sweep");
+        QTest::newRow("first step of a fresh ring")
+            << QSizeF(100, 100) << qint64(1) << 50.0 << 48.0 << 44.0 << qint64(3);
+        QTest::newRow("half way plus one") << QSizeF(100, 100) << qint64(51) << 50.0 << 48.0 << 44.0 << qint64(183);
+        QTest::newRow("truncates to whole degrees")
+            << QSizeF(100, 100) << qint64(99) << 50.0 << 48.0 << 44.0 << qint64(356);
+        QTest::newRow("full") << QSizeF(100, 100) << qint64(100) << 50.0 << 48.0 << 44.0 << qint64(360);
+        QTest::newRow("past the end keeps growing")
+            << QSizeF(100, 100) << qint64(151) << 50.0 << 48.0 << 44.0 << qint64(543);
+        QTest::newRow("wide view uses its height")
+            << QSizeF(80, 50) << qint64(25) << 25.0 << 23.0 << 19.0 << qint64(90);
+    }
+
+    void geometry()
+    {
+        QFETCH(QSizeF, size);
+        QFETCH(qint64, val1);
+        const auto geometry = TimeProgressView::computeGeometry(QRectF(QPointF(10, 20), size), val1, 2.0, 4.0);
+        QCOMPARE(geometry.centre, QRectF(QPointF(10, 20), size).center());
+        QTEST(geometry.radius, "radius");
+        QTEST(geometry.trackRadius, "trackRadius");
+        QTEST(geometry.progressRadius, "progressRadius");
+        QTEST(geometry.sweep, "sweep");
+    }
+
+    void diameterIsTheShorterSide()
+    {
+        TimeProgressView ring;
+        ring.resize(80, 50);
+        QCOMPARE(ring.Diametr(), 50.0);
+    }
+
+    void firstPaintAfterStartDrawsTheNextStep_data()
+    {
+        QTest::addColumn<QColor>("track");
+        QTest::addColumn<QColor>("progress");
+        QTest::addColumn<double>("widthBorder");
+        QTest::addColumn<double>("widthProgress");
+        QTest::newRow("grey track, dark progress") << QColor(128, 128, 128) << QColor(85, 85, 85) << 6.0 << 8.0;
+        QTest::newRow("thick red track, thin blue progress")
+            << QColor(220, 30, 30) << QColor(20, 60, 230) << 14.0 << 6.0;
+    }
+
+    // Started from 5 of 10 the ring holds step 50; its first paint shows step 51: 183°.
+    void firstPaintAfterStartDrawsTheNextStep()
+    {
+        QFETCH(QColor, track);
+        QFETCH(QColor, progress);
+        QFETCH(double, widthBorder);
+        QFETCH(double, widthProgress);
+        const QColor disc(255, 255, 240);
+        TimeProgressView ring;
+        ring.resize(300, 300);
+        ring.setBackgroundColor(disc);
+        ring.setBackgroundProgressColor(track);
+        ring.setProgressColor(progress);
+        ring.setWidthBorder(widthBorder);
+        ring.setWidthProgress(widthProgress);
+        ring.startTimerFromSec(5, 10);
+        QCOMPARE(ring.val1(), qint64(50));
+
+        const QImage image = ring.grab().toImage();
+        QCOMPARE(ring.val1(), qint64(51));
+        const auto geometry = TimeProgressView::computeGeometry(ring.rect(), ring.val1(), widthBorder, widthProgress);
+        QCOMPARE(geometry.sweep, qint64(183));
+
+        const QPointF c = geometry.centre;
+        const double inTrack = 150 - widthBorder / 2;
+        const double inProgressOnly = 150 - widthBorder - widthProgress / 2;
+        QCOMPARE(pixelAt(image, c, 0, 0), disc);
+        // Elapsed: clockwise from twelve o'clock to 90 - 183 = -93 degrees.
+        QCOMPARE(pixelAt(image, c, 80, inTrack), progress);
+        QCOMPARE(pixelAt(image, c, -45, inTrack), progress);
+        QCOMPARE(pixelAt(image, c, -91.5, inTrack), progress);
+        QCOMPARE(pixelAt(image, c, -91.5, inProgressOnly), progress);
+        // Not yet elapsed: the thinner track, the disc inside it.
+        QCOMPARE(pixelAt(image, c, -95, inTrack), track);
+        QCOMPARE(pixelAt(image, c, 135, inTrack), track);
+        QCOMPARE(pixelAt(image, c, 100, inTrack), track);
+        QCOMPARE(pixelAt(image, c, 135, inProgressOnly), disc);
+        // Nothing outside the disc.
+        QCOMPARE(image.pixelColor(2, 2).alpha(), 0);
+    }
+
+    void everyPaintIsOneStep()
+    {
+        TimeProgressView ring;
+        ring.resize(60, 60);
+        ring.startTimerFromSec(0, 10);
+        ring.grab();
+        ring.grab();
+        ring.grab();
+        QCOMPARE(ring.val1(), qint64(3));
+    }
+
+    void ticksAHundredTimesPerCountdownAndStopsWhenFull()
+    {
+        TimeProgressView ring;
+        ring.resize(60, 60);
+        showAndSettle(ring);
+        ring.startTimerFromSec(0, 10);
+        QVERIFY(ring.timer());
+        QVERIFY(ring.timer()->repeats());
+        QVERIFY(ring.timer()->isGodTimer());
+        QVERIFY(qFuzzyCompare(ring.timer()->timeInterval(), 0.1));
+
+        QCoreApplication::processEvents();
+        const qint64 before = ring.val1();
+        for (int tick = 0; tick < 10; ++tick) {
+            m_clock.advance(0.1);
+            QCoreApplication::processEvents();
+        }
+        QCOMPARE(ring.val1(), before + 10);
+
+        ring.setVal1(98);
+        for (int tick = 0; tick < 2; ++tick) {
+            m_clock.advance(0.1);
+            QCoreApplication::processEvents();
+        }
+        QCOMPARE(ring.val1(), qint64(100));
+        QVERIFY(!ring.timer());
+        QVERIFY(!ring.isTicking());
+        m_clock.advance(1.0);
+        QCoreApplication::processEvents();
+        QCOMPARE(ring.val1(), qint64(100));
+    }
+
+    void startPastTheEndNeverStops()
+    {
+        TimeProgressView ring;
+        ring.resize(60, 60);
+        showAndSettle(ring);
+        ring.startTimerFromSec(15, 10);
+        QCOMPARE(ring.val1(), qint64(150));
+        ring.grab();
+        QVERIFY(ring.timer());
+        QCOMPARE(TimeProgressView::computeGeometry(ring.rect(), ring.val1(), 2, 4).sweep, qint64(543));
+    }
+
+    void stopThenCompliteContinuesFromTheSameStep()
+    {
+        TimeProgressView ring;
+        ring.resize(60, 60);
+        showAndSettle(ring);
+        ring.startTimerFromSec(4, 8);
+        ring.stop();
+        QVERIFY(!ring.timer());
+        // The start itself asked for one paint.
+        QCoreApplication::processEvents();
+        QCOMPARE(ring.val1(), qint64(51));
+        m_clock.advance(5);
+        QCoreApplication::processEvents();
+        QCOMPARE(ring.val1(), qint64(51));
+
+        ring.complite();
+        QCOMPARE(ring.val1(), qint64(51));
+        QVERIFY(ring.timer());
+        QVERIFY(qFuzzyCompare(ring.timer()->timeInterval(), 0.08));
+        m_clock.advance(0.08);
+        QCoreApplication::processEvents();
+        QCOMPARE(ring.val1(), qint64(52));
+    }
+
+    void aRestartReplacesTheRunningTimer()
+    {
+        TimeProgressView ring;
+        showAndSettle(ring);
+        ring.startTimerFromSec(0, 10);
+        QPointer<Timer> first = ring.timer();
+        ring.startTimerFromSec(0, 20);
+        QVERIFY(first.isNull() || !first->isValid());
+        QVERIFY(qFuzzyCompare(ring.timer()->timeInterval(), 0.2));
+    }
+
+    void doesNotTickWhileHidden()
+    {
+        QWidget window;
+        auto *ring = new TimeProgressView(&window);
+        ring->resize(60, 60);
+        ring->startTimerFromSec(0, 10);
+        QVERIFY2(!ring->timer(), "a ring that was never shown must not tick");
+
+        showAndSettle(window);
+        QVERIFY(ring->timer());
+        window.hide();
+        QVERIFY(!ring->timer());
+        QVERIFY(ring->isTicking());
+        const qint64 step = ring->val1();
+        m_clock.advance(2);
+        QCoreApplication::processEvents();
+        QCOMPARE(ring->val1(), step);
+
+        showAndSettle(window);
+        QVERIFY(ring->timer());
+        ring->stop();
+        window.hide();
+        showAndSettle(window);
+        QVERIFY2(!ring->timer(), "showing a stopped ring must not start it");
+    }
+
+    void labelsViewWidthFollowsItsParent()
+    {
+        SplashScreenLabelsView orphan;
+        orphan.setFrame(QRect(0, 0, 200, 120));
+        QCOMPARE(orphan.widthConstraint(), 0.0);
+
+        QWidget root;
+        root.resize(400, 300);
+        auto *labels = new SplashScreenLabelsView(&root);
+        labels->setFrame(QRect(0, 40, 400, 150));
+        QCOMPARE(labels->widthConstraint(), 400.0);
+        root.resize(640, 300);
+        labels->setFrame(QRect(0, 40, 640, 150));
+        QCOMPARE(labels->widthConstraint(), 640.0);
+        QCOMPARE(labels->textCommentFieldFirst()->sizePolicy().horizontalPolicy(), QSizePolicy::Ignored);
+    }
+
+    void labelsViewHoldsItsParts()
+    {
+        SplashScreenLabelsView labels;
+        const QList<QWidget *> parts { labels.textCommentFieldFirst(), labels.textCommentFieldSecond(),
+                                       labels.timeLabel(), labels.timeProgressView() };
+        for (QWidget *part : parts) {
+            QVERIFY(part);
+            QCOMPARE(part->parentWidget(), &labels);
+        }
+        labels.timeLabel()->setText(QStringLiteral("5"));
+        labels.resize(400, 160);
+        showAndSettle(labels);
+        // The countdown text sits over its ring.
+        QVERIFY(labels.timeProgressView()->geometry().contains(labels.timeLabel()->geometry().center()));
+    }
+
+private:
+    static void showAndSettle(QWidget &widget)
+    {
+        widget.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&widget));
+        QCoreApplication::processEvents();
+    }
+
+    ManualClock m_clock;
+};
+
+VELMORA_TEST_MAIN(TimeProgressViewTest)
+#include "tst_timeprogressview.moc"
