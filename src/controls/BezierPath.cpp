@@ -17,7 +17,6 @@ void BezierPath::GradientLayer::paint(QPainter &painter, const QPointF &position
 QPainterPath BezierPath::CGPathFromPath(const QPainterPath &path)
 {
     QPainterPath copy;
-    copy.setFillRule(path.fillRule());
     const int count = path.elementCount();
     for (int i = 0; i < count; ++i) {
         const QPainterPath::Element element = path.elementAt(i);
@@ -41,6 +40,9 @@ QPainterPath BezierPath::CGPathFromPath(const QPainterPath &path)
             break;
         }
     }
+    // Set afterwards: on an empty path it would add an element.
+    if (!copy.isEmpty())
+        copy.setFillRule(path.fillRule());
     return copy;
 }
 

@@ -1,0 +1,228 @@
+#include "TestEnvironment.h"
+
+#include "ControlsTestSupport.h"
+#include "controls/BezierPath.h"
+#include "controls/CloseButtonCell.h"
+#include "controls/ColoredButtonCell.h"
+#include "controls/ColoredView.h"
+
+#include <QPainter>
+
+using namespace velmora;
+using velmora::test::Backdrop;
+
+namespace {
+
+const QColor kBlack(Qt::black);
+const QColor kFace(30, 120, 220);
+const QColor kPressed(20, 80, 160);
+const QColor kDisabled(120, 120, 120);
+
+int countNear(const QImage &image, const QColor &colour)
+{
+    int count = 0;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            count += velmora::test::near(image.pixelColor(x, y), colour, 1) ? 1 : 0;
+    return count;
+}
+
+} // namespace
+
+class SmallControlsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void coloredViewSquareTopRoundedBottom_data()
+    {
+        QTest::addColumn<QPoint>("pixel");
+        QTest::addColumn<QColor>("expected");
+        QTest::newRow("top left square") << QPoint(0, 0) << QColor(Qt::red);
+        QTest::newRow("top right square") << QPoint(99, 0) << QColor(Qt::red);
+        QTest::newRow("bottom left rounded off") << QPoint(0, 59) << kBlack;
+        QTest::newRow("bottom right rounded off") << QPoint(99, 59) << kBlack;
+        QTest::newRow("just inside the bottom left curve") << QPoint(3, 56) << QColor(Qt::red);
+        QTest::newRow("bottom edge middle") << QPoint(50, 59) << QColor(Qt::red);
+        QTest::newRow("left edge above the curve") << QPoint(0, 52) << QColor(Qt::red);
+    }
+
+    void coloredViewSquareTopRoundedBottom()
+    {
+        QFETCH(QPoint, pixel);
+        QFETCH(QColor, expected);
+        Backdrop backdrop;
+        auto *view = new ColoredView(&backdrop);
+        view->setGeometry(0, 0, 100, 60);
+        view->setColor(Qt::red);
+        VERIFY_NEAR(backdrop.render().pixelColor(pixel), expected);
+    }
+
+    void coloredViewWithoutColourDrawsNothing()
+    {
+        Backdrop backdrop;
+        auto *view = new ColoredView(&backdrop);
+        view->setGeometry(0, 0, 40, 30);
+        view->setColor(QColor());
+        QCOMPARE(countNear(backdrop.render(), kBlack), 40 * 30);
+    }
+
+    void coloredButtonBezel_data()
+    {
+        QTest::addColumn<bool>("enabled");
+        QTest::addColumn<bool>("down");
+        QTest::addColumn<bool>("circle");
+        QTest::addColumn<QColor>("centre");
+        QTest::addColumn<QColor>("corner");
+        QTest::newRow("default") << true << false << false << kFace << kFace;
+        QTest::newRow("highlighted") << true << true << false << kPressed << kPressed;
+        QTest::newRow("disabled wins over highlighted") << false << true << false << kDisabled << kDisabled;
+        QTest::newRow("circle cuts the corners") << true << false << true << kFace << kBlack;
+    }
+
+    void coloredButtonBezel()
+    {
+        QFETCH(bool, enabled);
+        QFETCH(bool, down);
+        QFETCH(bool, circle);
+        Backdrop backdrop;
+        auto *button = new ColoredButtonCell(&backdrop);
+        button->setGeometry(0, 0, 40, 40);
+        button->setCornerRadius(0);
+        button->setCircle(circle);
+        button->setDefaultColor(kFace);
+        button->setHighlightedColor(kPressed);
+        button->setDisabledColor(kDisabled);
+        button->setDown(down);
+        button->setEnabled(enabled);
+        const QImage image = backdrop.render();
+        QFETCH(QColor, centre);
+        QFETCH(QColor, corner);
+        VERIFY_NEAR(image.pixelColor(20, 20), centre);
+        VERIFY_NEAR(image.pixelColor(1, 1), corner);
+    }
+
+    void coloredButtonTitle_data()
+    {
+        QTest::addColumn<bool>("enabled");
+        QTest::addColumn<bool>("down");
+        QTest::addColumn<QColor>("expected");
+        QTest::newRow("default") << true << false << QColor(Qt::yellow);
+        QTest::newRow("highlighted") << true << true << QColor(Qt::cyan);
+        QTest::newRow("disabled") << false << true << QColor(Qt::magenta);
+    }
+
+    void coloredButtonTitle()
+    {
+        QFETCH(bool, enabled);
+        QFETCH(bool, down);
+        QFETCH(QColor, expected);
+        Backdrop backdrop;
+        auto *button = new ColoredButtonCell(QStringLiteral("HHHH"), &backdrop);
+        QFont font = button->font();
+        font.setPixelSize(24);
+        font.setBold(true);
+        button->setFont(font);
+        button->setGeometry(0, 0, 160, 40);
+        button->setDefaultColor(kBlack);
+        button->setHighlightedColor(kBlack);
+        button->setDisabledColor(kBlack);
+        button->setTitleDefaultColor(Qt::yellow);
+        button->setTitleHighlightedColor(Qt::cyan);
+        button->setTitleDisabledColor(Qt::magenta);
+        button->setDown(down);
+        button->setEnabled(enabled);
+        const QImage image = backdrop.render();
+        const QList<QColor> titles { Qt::yellow, Qt::cyan, Qt::magenta };
+        for (const QColor &title : titles) {
+            const int count = countNear(image, title);
+            if (title == expected)
+                QVERIFY2(count > 20, qPrintable(QString::number(count)));
+            else
+                QCOMPARE(count, 0);
+        }
+    }
+
+    void closeButtonNudge_data()
+    {
+        QTest::addColumn<int>("minor");
+        QTest::addColumn<double>("dy");
+        QTest::newRow("unknown or old system") << 0 << 1.0;
+        QTest::newRow("x.10") << 10 << 1.0;
+        QTest::newRow("x.11") << 11 << 0.0;
+        QTest::newRow("x.15") << 15 << 0.0;
+    }
+
+    void closeButtonNudge()
+    {
+        QFETCH(int, minor);
+        QFETCH(double, dy);
+        const QRectF frame(3, 4, 20, 20);
+        QCOMPARE(CloseButtonCell::imageFrame(frame, minor), frame.translated(0, dy));
+    }
+
+    void closeButtonDrawsItsImageInACircle()
+    {
+        QPixmap red(32, 32);
+        red.fill(Qt::red);
+        Backdrop backdrop;
+        auto *button = new CloseButtonCell(&backdrop);
+        button->setIcon(QIcon(red));
+        button->setIconSize(QSize(32, 32));
+        button->setGeometry(0, 0, 32, 32);
+        const QImage image = backdrop.render();
+        VERIFY_NEAR(image.pixelColor(16, 16), QColor(Qt::red));
+        VERIFY_NEAR(image.pixelColor(16, 4), QColor(Qt::red));
+        VERIFY_NEAR(image.pixelColor(1, 1), kBlack);
+        VERIFY_NEAR(image.pixelColor(30, 30), kBlack);
+    }
+
+    void pathConversion_data()
+    {
+        QTest::addColumn<QPainterPath>("path");
+        QTest::newRow("empty") << QPainterPath();
+        QPainterPath mixed(QPointF(1, 2));
+        mixed.lineTo(10, 2);
+        mixed.cubicTo(QPointF(12, 4), QPointF(14, 8), QPointF(10, 12));
+        mixed.closeSubpath();
+        mixed.moveTo(30, 30);
+        mixed.lineTo(40, 35);
+        QTest::newRow("move, line, curve, close, move, line") << mixed;
+        QPainterPath rounded;
+        rounded.addRoundedRect(QRectF(0, 0, 50, 20), 6, 6);
+        QTest::newRow("rounded rectangle") << rounded;
+    }
+
+    void pathConversion()
+    {
+        QFETCH(QPainterPath, path);
+        const QPainterPath copy = BezierPath::CGPathFromPath(path);
+        QCOMPARE(copy.elementCount(), path.elementCount());
+        for (int i = 0; i < path.elementCount(); ++i) {
+            QCOMPARE(copy.elementAt(i).type, path.elementAt(i).type);
+            QCOMPARE(QPointF(copy.elementAt(i)), QPointF(path.elementAt(i)));
+        }
+    }
+
+    // The layer fills its shape only, first colour at the top, at the position given.
+    void gradientLayerInTheShapeOfAPath()
+    {
+        QPainterPath square;
+        square.addRect(QRectF(0, 0, 20, 100));
+        const auto layer = BezierPath::startAnimationPathGradientFill(square, QRectF(5, 5, 40, 100), QColor(Qt::white),
+                                                                      QColor(Qt::blue));
+        QCOMPARE(layer.frame, QRectF(0, 0, 40, 100));
+        QImage image(80, 100, QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::black);
+        QPainter painter(&image);
+        layer.paint(painter, QPointF(30, 0));
+        painter.end();
+        VERIFY_NEAR(image.pixelColor(40, 0), QColor(Qt::white));
+        VERIFY_NEAR(image.pixelColor(40, 99), QColor(0, 0, 255));
+        QVERIFY(image.pixelColor(40, 50).red() > 100 && image.pixelColor(40, 50).red() < 155);
+        VERIFY_NEAR(image.pixelColor(10, 50), kBlack); // left of the moved layer
+        VERIFY_NEAR(image.pixelColor(60, 50), kBlack); // inside the frame, outside the shape
+    }
+};
+
+VELMORA_TEST_MAIN(SmallControlsTest)
+#include "tst_smallcontrols.moc"
