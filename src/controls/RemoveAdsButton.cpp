@@ -47,7 +47,7 @@ void RemoveAdsButton::init()
     m_topColor = QColor(0, 200, 0);
     m_bottomColor = QColor(0, 150, 0);
     m_stringFont = font();
-    m_stringFont.setPointSizeF(24);
+    m_stringFont.setPixelSize(24);
     QFont titleFont = font();
     titleFont.setPixelSize(15);
     titleFont.setWeight(QFont::DemiBold);
@@ -197,7 +197,7 @@ QFont RemoveAdsButton::titleFont() const
 {
     QFont titleFont = font();
     if (m_isCircle)
-        titleFont.setPointSizeF(13.0);
+        titleFont.setPixelSize(13); // a point of the original platform is one logical pixel
     return titleFont;
 }
 
