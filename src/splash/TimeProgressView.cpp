@@ -6,6 +6,8 @@
 #include <QPainter>
 #include <QPainterPath>
 
+#include <limits>
+
 namespace velmora {
 
 namespace {
@@ -27,6 +29,17 @@ QPainterPath band(const QPointF &centre, double outer, double inner, double star
     return path;
 }
 
+// Truncation towards zero as the processor does it: values out of range (an end of 0
+// gives infinity or NaN) become the "integer indefinite" value instead of undefined
+// behaviour.
+qint64 truncatedPercent(double value)
+{
+    constexpr double limit = 9223372036854775808.0; // 2^63
+    if (!(value > -limit && value < limit))
+        return std::numeric_limits<qint64>::min();
+    return static_cast<qint64>(value);
+}
+
 } // namespace
 
 TimeProgressView::Geometry TimeProgressView::computeGeometry(const QRectF &bounds, qint64 val1, double widthBorder,
@@ -37,7 +50,8 @@ TimeProgressView::Geometry TimeProgressView::computeGeometry(const QRectF &bound
     geometry.radius = qMin(bounds.width(), bounds.height()) / 2;
     geometry.trackRadius = geometry.radius - widthBorder;
     geometry.progressRadius = geometry.radius - widthBorder - widthProgress;
-    geometry.sweep = val1 * 360 / 100;
+    // Wrapping multiplication: a ring started with an end of 0 must not overflow.
+    geometry.sweep = static_cast<qint64>(static_cast<quint64>(val1) * 360u) / 100;
     return geometry;
 }
 
@@ -78,7 +92,7 @@ void TimeProgressView::startTimerFromSec(float fromSec, float endSec)
     refresh();
     m_countSec = endSec;
     stopTimer();
-    m_val1 = static_cast<qint64>(double(fromSec) / double(endSec) * 100);
+    m_val1 = truncatedPercent(double(fromSec) / double(endSec) * 100);
     startTicking();
 }
 
@@ -169,7 +183,7 @@ QSize TimeProgressView::sizeHint() const
 void TimeProgressView::paintEvent(QPaintEvent *)
 {
     // Every paint is one step of the countdown, whatever caused it.
-    ++m_val1;
+    m_val1 = static_cast<qint64>(static_cast<quint64>(m_val1) + 1u);
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     draw(painter, computeGeometry(rect(), m_val1, m_widthBorder, m_widthProgress), m_backgroundColor,

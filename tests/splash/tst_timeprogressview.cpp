@@ -200,6 +200,33 @@ private Q_SLOTS:
         QCOMPARE(ring.val1(), qint64(52));
     }
 
+    // An end of 0 divides by zero; the ring must survive it and keep ticking at once.
+    void zeroLengthCountdownsDoNotBreakTheRing_data()
+    {
+        QTest::addColumn<bool>("viaStart");
+        QTest::newRow("start 0 of 0") << true;
+        QTest::newRow("complite without a start") << false;
+    }
+
+    void zeroLengthCountdownsDoNotBreakTheRing()
+    {
+        QFETCH(bool, viaStart);
+        TimeProgressView ring;
+        ring.resize(40, 40);
+        showAndSettle(ring);
+        if (viaStart)
+            ring.startTimerFromSec(0, 0);
+        else
+            ring.complite();
+        QVERIFY(ring.timer());
+        QVERIFY(ring.timer()->timeInterval() < 0.001);
+        const QImage image = ring.grab().toImage();
+        QCOMPARE(image.size(), QSize(40, 40));
+        m_clock.advance(0.01);
+        QCoreApplication::processEvents();
+        QVERIFY(ring.timer());
+    }
+
     void aRestartReplacesTheRunningTimer()
     {
         TimeProgressView ring;
