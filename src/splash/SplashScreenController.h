@@ -148,6 +148,10 @@ public:
 
     // True while a fade of any element is running.
     bool isFading() const;
+    // Whether an element is hidden or on its way out (a fade-out counts as hidden).
+    static bool isElementHidden(const QWidget *element);
+    // Where the video picture goes inside splashScreenPlayerView.
+    QRect videoRect() const;
 
     bool canShowEnd() const { return m_canShowEnd; }
     bool withouSplash() const { return m_withouSplash; }
@@ -155,7 +159,8 @@ public:
     unsigned int oldWindowCollection() const { return m_oldWindowCollection; }
     bool oldResize() const { return m_oldResize; }
     QMediaPlayer *player() const { return m_player; }
-    QVideoWidget *playerlayer() const { return m_playerlayer; }
+    // The video widget, from showVideo until hide.
+    QVideoWidget *playerlayer() const;
 
     QImage icon() const { return m_icon; }
     QColor textColor() const { return m_textColor; }
@@ -248,6 +253,8 @@ private:
     bool m_sizeLocked = false;
 
     QImage m_icon;
+    // What iconImageView shows: the host's icon, else the application's.
+    QImage m_shownIcon;
     QColor m_textColor;
     QColor m_backgroundColor;
     QImage m_backgroundImage;

@@ -1,0 +1,1067 @@
+#include "splash/SplashScreenController.h"
+
+#include "controls/CloseButtonCell.h"
+#include "controls/ColoredView.h"
+#include "controls/RemoveAdsButton.h"
+#include "splash/SplashScreenControllerProtocolOutput.h"
+#include "splash/SplashScreenLabelsView.h"
+#include "splash/TimeProgressView.h"
+#include "ui_SplashScreenController.h"
+
+#include <velmora/Bundle.h>
+#include <velmora/Support.h>
+
+#include <QApplication>
+#include <QAudioOutput>
+#include <QEvent>
+#include <QGraphicsOpacityEffect>
+#include <QLabel>
+#include <QMainWindow>
+#include <QMediaPlayer>
+#include <QOperatingSystemVersion>
+#include <QPropertyAnimation>
+#include <QThread>
+#include <QVideoWidget>
+
+namespace velmora {
+
+namespace {
+
+const char *const kCollectionBehaviorProperty = "velmoraCollectionBehavior";
+// The hidden flag an element is fading towards.
+const char *const kHiddenTargetProperty = "velmoraHiddenTarget";
+const char *const kFadeName = "velmoraFade";
+
+// Geometry of the tree, in points.
+constexpr int kMargin = 14;
+constexpr int kRingSize = 44;
+constexpr int kCloseSize = 40;
+constexpr int kSoundSize = 40;
+constexpr int kRemoveAdsCircle = 72;
+constexpr int kRemoveAdsHeight = 44;
+constexpr int kRemoveAdsMinWidth = 200;
+constexpr int kIconGap = 22;
+// The video keeps clear of the bars that hold its controls: a window's native video
+// surface would cover anything laid over it.
+constexpr int kVideoTopBar = kRingSize + 2 * kMargin;
+constexpr int kVideoBottomBar = kRemoveAdsCircle + 2 * kMargin;
+
+// Initial constants of the two timer constraints: the video countdown text's offset from
+// its ring's centre, and the ring's distance from the top-right corner.
+constexpr double kVideoTimerTextOffset = 1.0;
+constexpr double kVideoTimerMargin = kMargin;
+
+int systemMinorVersion()
+{
+    const QOperatingSystemVersion system = QOperatingSystemVersion::current();
+    // An unknown system counts as version 0.0.0.
+    if (system.type() == QOperatingSystemVersion::Unknown)
+        return 0;
+    return qMax(0, system.minorVersion());
+}
+
+bool isOnMainThread()
+{
+    return QThread::currentThread() == qApp->thread();
+}
+
+QWidget *contentView(QWidget *window)
+{
+    if (auto *mainWindow = qobject_cast<QMainWindow *>(window); mainWindow && mainWindow->centralWidget())
+        return mainWindow->centralWidget();
+    return window;
+}
+
+QPixmap loadResourceImage(const QString &name)
+{
+    const QString path = Bundle::resourseBundleForClass(&SplashScreenController::staticMetaObject)
+                             .pathForResource(name, QStringLiteral("png"));
+    return path.isEmpty() ? QPixmap() : QPixmap(path);
+}
+
+// The image at a local (or Qt resource) URL, read at once; null when unreadable.
+QImage loadImage(const QUrl &url)
+{
+    if (url.isLocalFile())
+        return QImage(url.toLocalFile());
+    if (url.scheme() == QLatin1String("qrc"))
+        return QImage(QLatin1Char(':') + url.path());
+    return QImage();
+}
+
+// `image` fitted into `size` by a platform image-scaling value, at the screen's pixel ratio.
+QPixmap scaledPixmap(const QImage &image, QSize size, unsigned int scaling, qreal ratio)
+{
+    if (image.isNull() || size.isEmpty())
+        return QPixmap();
+    const QSize device = size * ratio;
+    QSize target = image.size() / ratio;
+    switch (scaling) {
+    case SplashScreenController::ImageScaleAxesIndependently:
+        target = device;
+        break;
+    case SplashScreenController::ImageScaleNone:
+        target = image.size();
+        break;
+    case SplashScreenController::ImageScaleProportionallyUpOrDown:
+        target = image.size().scaled(device, Qt::KeepAspectRatio);
+        break;
+    default:
+        target = image.size().width() > device.width() || image.size().height() > device.height()
+            ? image.size().scaled(device, Qt::KeepAspectRatio)
+            : image.size();
+        break;
+    }
+    QPixmap pixmap = QPixmap::fromImage(
+        image.scaled(target.expandedTo(QSize(1, 1)), Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
+    pixmap.setDevicePixelRatio(ratio);
+    return pixmap;
+}
+
+void setTextColorOf(QLabel *label, const QColor &color)
+{
+    if (!label || !color.isValid())
+        return;
+    QPalette palette = label->palette();
+    palette.setColor(QPalette::WindowText, color);
+    label->setPalette(palette);
+}
+
+// Stops an element's running fade; it may be the sender of the call that got here.
+void stopFade(QWidget *element)
+{
+    if (auto *fade = element->findChild<QPropertyAnimation *>(kFadeName, Qt::FindDirectChildrenOnly)) {
+        fade->setObjectName(QString());
+        fade->stop();
+        fade->deleteLater();
+    }
+}
+
+bool isStatusKnown(const QMediaPlayer *player)
+{
+    const QMediaPlayer::MediaStatus status = player->mediaStatus();
+    return status != QMediaPlayer::NoMedia && status != QMediaPlayer::LoadingMedia;
+}
+
+} // namespace
+
+std::unique_ptr<SplashScreenController> SplashScreenController::initSplashScreenWithWindow(QWidget *window,
+                                                                                           bool isUnityWindow)
+{
+    if (!window)
+        return nullptr;
+    auto controller = std::make_unique<SplashScreenController>();
+    controller->setIsUnityWindow(isUnityWindow);
+    controller->setWindow(window);
+    return controller;
+}
+
+QImage SplashScreenController::appIcon()
+{
+    const QIcon icon = QApplication::windowIcon();
+    if (icon.isNull())
+        return QImage();
+    const QList<QSize> sizes = icon.availableSizes();
+    QSize largest(256, 256);
+    if (!sizes.isEmpty())
+        largest = *std::max_element(sizes.begin(), sizes.end(),
+                                    [](QSize a, QSize b) { return a.width() * a.height() < b.width() * b.height(); });
+    return icon.pixmap(largest).toImage();
+}
+
+unsigned int SplashScreenController::collectionBehavior(const QWidget *window)
+{
+    if (!window)
+        return 0;
+    const QVariant kept = window->property(kCollectionBehaviorProperty);
+    if (kept.isValid())
+        return kept.toUInt();
+    return window->windowFlags().testFlag(Qt::WindowFullscreenButtonHint) ? kFullScreenPrimaryBehavior : 0;
+}
+
+bool SplashScreenController::isResizable(const QWidget *window)
+{
+    return window && window->minimumSize() != window->maximumSize();
+}
+
+SplashScreenController::SplashScreenController(QObject *parent)
+    : QObject(parent)
+    , ui(std::make_unique<Ui::SplashScreenController>())
+    , m_videoTimerTextOffset { kVideoTimerTextOffset }
+    , m_videoTimerMargin { kVideoTimerMargin }
+{
+    m_view = new ColoredView;
+    ui->setupUi(m_view);
+    m_view->setColor(Qt::white);
+    m_view->installEventFilter(this);
+    setSplashTimerConstraint(&m_videoTimerTextOffset);
+    setSpashTimerConstraint1(&m_videoTimerMargin);
+    connectActions();
+    initViewState();
+}
+
+SplashScreenController::~SplashScreenController()
+{
+    if (m_player)
+        m_player->stop();
+    if (m_container)
+        m_container->removeEventFilter(this);
+    delete m_view.data();
+}
+
+ColoredView *SplashScreenController::view() const
+{
+    return m_view;
+}
+
+QWidget *SplashScreenController::window() const
+{
+    return m_window;
+}
+
+void SplashScreenController::setOutput(SplashScreenControllerProtocolOutput *output)
+{
+    m_output = output;
+}
+
+template<typename Call> bool SplashScreenController::postToMainThread(Call call)
+{
+    if (isOnMainThread())
+        return false;
+    QMetaObject::invokeMethod(this, call, Qt::QueuedConnection);
+    return true;
+}
+
+// ---- Configuring the tree -------------------------------------------------------------
+
+void SplashScreenController::connectActions()
+{
+    connect(ui->urlButton, &QAbstractButton::clicked, this, [this] { goToURLForBanner(ui->urlButton); });
+    connect(ui->closeButton, &QAbstractButton::clicked, this, [this] { closeSplashScreen(ui->closeButton); });
+    connect(ui->removeAdsButton, &QAbstractButton::clicked, this, [this] { removeAdsAction(ui->removeAdsButton); });
+    connect(ui->removeAdsImageButton, &QAbstractButton::clicked, this,
+            [this] { removeAdsAction(ui->removeAdsImageButton); });
+    connect(ui->soundButton, &QAbstractButton::clicked, this, [this] { soundOnOff(ui->soundButton); });
+    connect(ui->soundButton, &QAbstractButton::toggled, this, &SplashScreenController::applySoundImage);
+}
+
+void SplashScreenController::initViewState()
+{
+    ui->closeButton->setIcon(QIcon(loadResourceImage(QStringLiteral("ads_close_button"))));
+    m_soundImage = loadResourceImage(QStringLiteral("ads_sound_on"));
+    m_soundAlternateImage = loadResourceImage(QStringLiteral("ads_sound_off"));
+    applySoundImage();
+
+    ui->lablesView->textCommentFieldFirst()->setText(
+        VLMStringFromKey(QStringLiteral("ApplicationWillBeLaunchedTextFirst")));
+    ui->lablesView->textCommentFieldSecond()->setText(
+        VLMStringFromKey(QStringLiteral("ApplicationWillBeLaunchedTextSecond")));
+
+    const QString removeAds = VLMStringFromKey(QStringLiteral("RemoveAdsText"));
+    ui->removeAdsButton->setText(removeAds);
+    ui->removeAdsImageButton->setText(removeAds.split(QLatin1Char(' ')).join(QLatin1Char('\n')).toUpper());
+
+    applyStackingOrder();
+
+    for (QWidget *element : { static_cast<QWidget *>(ui->closeButton), ui->splashScreenPlayerView,
+                              static_cast<QWidget *>(ui->timeVideoLabel), static_cast<QWidget *>(ui->videoProgressView),
+                              static_cast<QWidget *>(ui->soundButton) })
+        setHidden(element, true);
+
+    m_didInitState = true;
+    // Always on a later turn of the loop, so that an icon the host sets first wins.
+    QMetaObject::invokeMethod(this, &SplashScreenController::applyIconIfUnset, Qt::QueuedConnection);
+}
+
+// Z positions: 0 for the backdrop and the ad, 1 for the close button (and the start
+// countdown text over its ring), 2 for the video countdown and the buttons over the video.
+void SplashScreenController::applyStackingOrder()
+{
+    ui->lablesView->timeLabel()->raise();
+    ui->closeButton->raise();
+    ui->removeAdsImageButton->raise();
+    ui->videoProgressView->raise();
+    ui->timeVideoLabel->raise();
+    ui->removeAdsButton->raise();
+    ui->soundButton->raise();
+}
+
+void SplashScreenController::applyIconIfUnset()
+{
+    if (!m_icon.isNull())
+        return;
+    const QImage application = appIcon();
+    if (application.isNull())
+        return;
+    m_shownIcon = application;
+    layoutImages();
+}
+
+void SplashScreenController::applySoundImage()
+{
+    const QPixmap &image = ui->soundButton->isChecked() ? m_soundAlternateImage : m_soundImage;
+    ui->soundButton->setIcon(image.isNull() ? QIcon() : QIcon(image));
+}
+
+// ---- View states ----------------------------------------------------------------------
+
+void SplashScreenController::swapViewForState(int state)
+{
+    switch (state) {
+    case SplashScreenViewStateStart:
+        showStartState();
+        break;
+    case SplashScreenViewStateVideo:
+        showVideoState();
+        break;
+    case SplashScreenViewStateEnd:
+        showEndState();
+        break;
+    default:
+        break;
+    }
+}
+
+void SplashScreenController::showStartState()
+{
+    for (QWidget *element : { ui->splashScreenPlayerView, static_cast<QWidget *>(ui->timeVideoLabel),
+                              static_cast<QWidget *>(ui->videoProgressView), static_cast<QWidget *>(ui->soundButton),
+                              static_cast<QWidget *>(ui->closeButton), static_cast<QWidget *>(ui->interstitialImage),
+                              static_cast<QWidget *>(ui->removeAdsImageButton) })
+        setHidden(element, true);
+    fadeHidden(m_view, false);
+    fadeHidden(ui->removeAdsButton, m_withouSplash || m_hiddenButtonBeforeVideo);
+    fadeHidden(ui->iconImageView, m_withouSplash || m_hiddenIcon || m_hiddenIconBeforeVideo);
+    fadeHidden(ui->lablesView, m_withouSplash);
+    fadeHidden(ui->bgImage, m_withouSplash || m_hiddenBackgroundImage || m_hiddenBackgroundImageBeforeVideo);
+}
+
+void SplashScreenController::showVideoState()
+{
+    fadeHidden(ui->removeAdsButton, true);
+    fadeHidden(ui->iconImageView, true);
+    fadeHidden(ui->lablesView, true);
+    fadeHidden(ui->removeAdsButton, true);
+    fadeHidden(ui->closeButton, true);
+    fadeHidden(ui->interstitialImage, true);
+    fadeHidden(ui->bgImage, true);
+    fadeHidden(ui->removeAdsImageButton, false);
+    fadeHidden(m_view, false);
+    fadeHidden(ui->splashScreenPlayerView, false);
+    fadeHidden(ui->timeVideoLabel, false);
+    fadeHidden(ui->videoProgressView, false);
+    fadeHidden(ui->soundButton, false);
+}
+
+void SplashScreenController::showEndState()
+{
+    const bool interstitial = !m_interstitialUrl.isEmpty();
+    for (QWidget *element :
+         { ui->splashScreenPlayerView, static_cast<QWidget *>(ui->timeVideoLabel),
+           static_cast<QWidget *>(ui->videoProgressView), static_cast<QWidget *>(ui->soundButton),
+           static_cast<QWidget *>(ui->lablesView), static_cast<QWidget *>(ui->removeAdsImageButton) })
+        fadeHidden(element, true);
+    fadeHidden(m_view, false);
+    fadeHidden(ui->iconImageView, interstitial || m_hiddenIcon || m_hiddenIconAfterVideo);
+    fadeHidden(ui->removeAdsButton, interstitial || m_hiddenButtonAfterVideo);
+    fadeHidden(ui->closeButton, false);
+    fadeHidden(ui->interstitialImage, !interstitial);
+    fadeHidden(ui->bgImage, interstitial || m_hiddenBackgroundImage || m_hiddenBackgroundImageAfterVideo);
+}
+
+void SplashScreenController::setHidden(QWidget *element, bool hidden)
+{
+    if (!element)
+        return;
+    stopFade(element);
+    element->setProperty(kHiddenTargetProperty, QVariant());
+    element->setGraphicsEffect(nullptr);
+    element->setHidden(hidden);
+}
+
+// Shows or hides an element with a fade of its opacity. A fade-out keeps the element
+// visible until it ends; an element whose parent is not on screen switches at once, so
+// nothing animates while hidden.
+void SplashScreenController::fadeHidden(QWidget *element, bool hidden)
+{
+    if (!element)
+        return;
+    const QWidget *parent = element->parentWidget();
+    const QVariant target = element->property(kHiddenTargetProperty);
+    if (target.isValid() && target.toBool() == hidden)
+        return;
+    if (!parent || !parent->isVisible() || element->isHidden() == hidden) {
+        setHidden(element, hidden);
+        return;
+    }
+    stopFade(element);
+    auto *effect = qobject_cast<QGraphicsOpacityEffect *>(element->graphicsEffect());
+    if (!effect) {
+        effect = new QGraphicsOpacityEffect(element);
+        effect->setOpacity(hidden ? 1.0 : 0.0);
+        element->setGraphicsEffect(effect);
+    }
+    element->setProperty(kHiddenTargetProperty, hidden);
+    element->show();
+
+    auto *fade = new QPropertyAnimation(effect, "opacity", element);
+    fade->setObjectName(kFadeName);
+    fade->setDuration(kFadeDurationMs);
+    fade->setEndValue(hidden ? 0.0 : 1.0);
+    connect(fade, &QPropertyAnimation::finished, element, [this, element, hidden] { setHidden(element, hidden); });
+    fade->start();
+}
+
+bool SplashScreenController::isElementHidden(const QWidget *element)
+{
+    if (!element)
+        return true;
+    const QVariant target = element->property(kHiddenTargetProperty);
+    return target.isValid() ? target.toBool() : element->isHidden();
+}
+
+bool SplashScreenController::isFading() const
+{
+    return m_view && m_view->findChild<QPropertyAnimation *>(kFadeName);
+}
+
+// ---- Transitions ----------------------------------------------------------------------
+
+void SplashScreenController::showStartScreen()
+{
+    if (postToMainThread([this] { showStartScreen(); }))
+        return;
+    m_canShowEnd = true;
+    saveWindowBehavior();
+    lockWindowSize();
+    setCollectionBehavior(m_oldWindowCollection & kFullScreenAuxiliaryBehavior);
+    // Host views added since attaching must not cover the splash screen.
+    if (m_view)
+        m_view->raise();
+    swapViewForState(SplashScreenViewStateStart);
+}
+
+void SplashScreenController::showStartVideoWithoutStartScreen()
+{
+    if (postToMainThread([this] { showStartVideoWithoutStartScreen(); }))
+        return;
+    m_canShowEnd = true;
+    m_withouSplash = true;
+    saveWindowBehavior();
+    lockWindowSize();
+    setCollectionBehavior(m_oldWindowCollection & kFullScreenAuxiliaryBehavior);
+    if (m_view)
+        m_view->raise();
+    swapViewForState(SplashScreenViewStateStart);
+}
+
+void SplashScreenController::showVideo()
+{
+    if (postToMainThread([this] { showVideo(); }))
+        return;
+    m_canShowEnd = false;
+    initVideoLayer();
+    swapViewForState(SplashScreenViewStateVideo);
+    m_audio->setMuted(m_muted);
+    m_player->setPosition(0);
+    ui->soundButton->setChecked(m_muted);
+    fadeHidden(ui->splashScreenPlayerView, false);
+    m_player->play();
+}
+
+void SplashScreenController::showEndScreen()
+{
+    if (postToMainThread([this] { showEndScreen(); }))
+        return;
+    if (!m_canShowEnd) {
+        // The video plays on; only its close button appears.
+        fadeHidden(ui->closeButton, false);
+        fadeHidden(ui->timeVideoLabel, true);
+        fadeHidden(ui->videoProgressView, true);
+        return;
+    }
+    if (!m_interstitialUrl.isEmpty()) {
+        m_interstitialPicture = loadImage(m_interstitialUrl);
+        layoutImages();
+    }
+    m_withouSplash = false;
+    swapViewForState(SplashScreenViewStateEnd);
+}
+
+void SplashScreenController::didVideoEnded()
+{
+    m_canShowEnd = true;
+    if (m_output)
+        m_output->didVideoEnded();
+}
+
+// ---- Video ----------------------------------------------------------------------------
+
+void SplashScreenController::initVideoLayer()
+{
+    if (m_player) {
+        m_player->stop();
+        m_player->deleteLater();
+    }
+    for (QVideoWidget *earlier : ui->splashScreenPlayerView->findChildren<QVideoWidget *>())
+        earlier->deleteLater();
+
+    m_player = new QMediaPlayer(this);
+    m_audio = new QAudioOutput(m_player);
+    m_player->setAudioOutput(m_audio);
+    m_playerlayer = new QVideoWidget(ui->splashScreenPlayerView);
+    m_playerlayer->setAspectRatioMode(Qt::KeepAspectRatio);
+    m_playerlayer->setAttribute(Qt::WA_TransparentForMouseEvents);
+    m_playerlayer->setGeometry(videoRect());
+    m_playerlayer->show();
+    m_player->setVideoOutput(m_playerlayer);
+
+    QMediaPlayer *player = m_player;
+    connect(player, &QMediaPlayer::mediaStatusChanged, this, [this, player](QMediaPlayer::MediaStatus status) {
+        if (player != m_player)
+            return;
+        if (status == QMediaPlayer::EndOfMedia) {
+            didVideoEnded();
+            return;
+        }
+        // A player that finished loading after its splash screen was hidden stays silent.
+        if (!m_playerlayer && (status == QMediaPlayer::LoadedMedia || status == QMediaPlayer::BufferedMedia))
+            player->pause();
+    });
+    connect(player, &QMediaPlayer::errorOccurred, this, [player](QMediaPlayer::Error, const QString &message) {
+        LOG(QStringLiteral("video %1: %2").arg(player->source().toString(), message));
+    });
+    m_player->setSource(m_videoUrl);
+}
+
+QVideoWidget *SplashScreenController::playerlayer() const
+{
+    return m_playerlayer;
+}
+
+void SplashScreenController::removeVideoLayer()
+{
+    if (m_player)
+        m_player->setVideoOutput(static_cast<QObject *>(nullptr));
+    delete m_playerlayer.data();
+    m_playerlayer = nullptr;
+}
+
+void SplashScreenController::setMuted(bool muted)
+{
+    m_muted = muted;
+    if (m_player && isStatusKnown(m_player))
+        m_audio->setMuted(muted);
+}
+
+bool SplashScreenController::isMuted() const
+{
+    return m_muted;
+}
+
+// ---- Pause and resume -----------------------------------------------------------------
+
+void SplashScreenController::pauseShowVideo()
+{
+    if (m_player)
+        m_player->pause();
+    pauseProgressViews();
+}
+
+void SplashScreenController::continueShowVideo()
+{
+    if (m_player)
+        m_player->play();
+    compliteProgressViews();
+}
+
+void SplashScreenController::pauseShow()
+{
+    pauseProgressViews();
+}
+
+void SplashScreenController::continueShow()
+{
+    compliteProgressViews();
+}
+
+void SplashScreenController::pauseProgressViews()
+{
+    ui->lablesView->timeProgressView()->stop();
+    ui->videoProgressView->stop();
+}
+
+void SplashScreenController::compliteProgressViews()
+{
+    ui->lablesView->timeProgressView()->complite();
+    ui->videoProgressView->complite();
+}
+
+// ---- Teardown -------------------------------------------------------------------------
+
+void SplashScreenController::hide()
+{
+    if (m_player && isStatusKnown(m_player))
+        m_player->pause();
+    if (m_player)
+        m_player->setVideoOutput(static_cast<QObject *>(nullptr));
+    // The video widget stays in its view until the next one replaces it.
+    m_playerlayer = nullptr;
+    if (m_oldResize)
+        restoreWindowSize();
+    setCollectionBehavior(kFullScreenPrimaryBehavior);
+    fadeHidden(m_view, true);
+}
+
+void SplashScreenController::removeFromWindow()
+{
+    if (m_container)
+        m_container->removeEventFilter(this);
+    m_container = nullptr;
+    if (m_view)
+        m_view->setParent(nullptr);
+}
+
+// ---- Button actions -------------------------------------------------------------------
+
+void SplashScreenController::closeSplashScreen(QAbstractButton *)
+{
+    m_withouSplash = false;
+    if (m_output)
+        m_output->didClickClose();
+}
+
+void SplashScreenController::removeAdsAction(QAbstractButton *)
+{
+    if (m_output)
+        m_output->didClickRemoveAds();
+}
+
+void SplashScreenController::goToURLForBanner(QAbstractButton *)
+{
+    const bool onAd = !isElementHidden(ui->splashScreenPlayerView) || !isElementHidden(ui->interstitialImage)
+        || !isElementHidden(ui->closeButton);
+    if (onAd && m_output)
+        m_output->didClickOnVideo();
+}
+
+void SplashScreenController::soundOnOff(QAbstractButton *sender)
+{
+    if (m_output && sender)
+        m_output->didChangeMuted(sender->isChecked());
+}
+
+// ---- Window ---------------------------------------------------------------------------
+
+void SplashScreenController::setWindow(QWidget *window)
+{
+    m_window = window;
+    if (postToMainThread([this, guarded = QPointer<QWidget>(window)] { setWindow(guarded); }))
+        return;
+    QWidget *container = window ? contentView(window) : nullptr;
+    if (!container || !m_view)
+        return;
+    if (m_container)
+        m_container->removeEventFilter(this);
+    m_container = container;
+    // Added last, so it lies above the host's own views, and hidden until the first state.
+    m_view->setParent(container);
+    m_view->hide();
+    m_view->raise();
+    container->installEventFilter(this);
+    applyFrame();
+}
+
+void SplashScreenController::setTopInset(double inset)
+{
+    m_topInset = inset;
+    applyFrame();
+}
+
+// Covers the container but a strip of topInset points at its top.
+void SplashScreenController::applyFrame()
+{
+    if (!m_container || !m_view)
+        return;
+    const QRect frame = m_container->rect();
+    const int inset = qRound(m_topInset);
+    m_view->setGeometry(frame.x(), frame.y() + inset, frame.width(), frame.height() - inset);
+}
+
+void SplashScreenController::saveWindowBehavior()
+{
+    m_oldWindowCollection = collectionBehavior(m_window);
+    // While our own lock holds, the window is as resizable as it was before it.
+    if (!m_sizeLocked)
+        m_oldResize = isResizable(m_window);
+}
+
+void SplashScreenController::lockWindowSize()
+{
+    if (!m_window)
+        return;
+    if (!m_sizeLocked) {
+        m_savedMinimumSize = m_window->minimumSize();
+        m_savedMaximumSize = m_window->maximumSize();
+    }
+    m_sizeLocked = true;
+    m_window->setFixedSize(m_window->size());
+}
+
+void SplashScreenController::restoreWindowSize()
+{
+    if (!m_window || !m_sizeLocked)
+        return;
+    m_sizeLocked = false;
+    m_window->setMinimumSize(m_savedMinimumSize);
+    m_window->setMaximumSize(m_savedMaximumSize);
+}
+
+// The value is kept on the window; its full-screen-primary bit maps to the full-screen
+// button hint. Changing window flags re-creates a shown native window (a flicker and a
+// focus change that would pause the splash screen), so the hint is only changed where
+// the platform has such a button or before the window exists natively.
+void SplashScreenController::setCollectionBehavior(unsigned int behavior)
+{
+    if (!m_window)
+        return;
+    m_window->setProperty(kCollectionBehaviorProperty, behavior);
+    const bool primary = behavior & kFullScreenPrimaryBehavior;
+    const bool canChange
+        = QGuiApplication::platformName() == QLatin1String("cocoa") || !m_window->testAttribute(Qt::WA_WState_Created);
+    if (canChange && m_window->windowFlags().testFlag(Qt::WindowFullscreenButtonHint) != primary) {
+        const bool wasVisible = m_window->isVisible();
+        m_window->setWindowFlag(Qt::WindowFullscreenButtonHint, primary);
+        if (wasVisible)
+            m_window->show();
+    }
+}
+
+bool SplashScreenController::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::Resize) {
+        if (watched == m_container)
+            applyFrame();
+        else if (watched == m_view)
+            layoutViews();
+    }
+    return QObject::eventFilter(watched, event);
+}
+
+// ---- Timer constraints ----------------------------------------------------------------
+
+// Both setters adjust the first constraint: on systems before x.11 it ends 2 points lower
+// once both are loaded, the second one unchanged.
+void SplashScreenController::setSplashTimerConstraint(LayoutConstraint *constraint)
+{
+    m_splashTimerConstraint = constraint;
+    if (m_splashTimerConstraint && systemMinorVersion() < 11)
+        m_splashTimerConstraint->constant -= 1.0;
+}
+
+void SplashScreenController::setSpashTimerConstraint1(LayoutConstraint *constraint)
+{
+    m_spashTimerConstraint1 = constraint;
+    if (m_splashTimerConstraint && systemMinorVersion() < 11)
+        m_splashTimerConstraint->constant -= 1.0;
+}
+
+// ---- Layout ---------------------------------------------------------------------------
+
+QRect SplashScreenController::videoRect() const
+{
+    if (!m_view)
+        return {};
+    const QRect bounds = m_view->rect();
+    return bounds.adjusted(0, kVideoTopBar, 0, -kVideoBottomBar);
+}
+
+void SplashScreenController::layoutViews()
+{
+    if (!m_view)
+        return;
+    const QRect bounds = m_view->rect();
+    const int width = bounds.width();
+    const int height = bounds.height();
+
+    ui->bgImage->setGeometry(bounds);
+    ui->urlButton->setGeometry(bounds);
+    ui->splashScreenPlayerView->setGeometry(bounds);
+    if (m_playerlayer)
+        m_playerlayer->setGeometry(videoRect());
+
+    // Start and end screens: icon and texts centred above the remove-ads button.
+    const int buttonWidth
+        = qMin(width - 2 * kMargin, qMax(kRemoveAdsMinWidth, ui->removeAdsButton->sizeHint().width()));
+    const int buttonTop = height - 2 * kMargin - kRemoveAdsHeight;
+    ui->removeAdsButton->setGeometry((width - buttonWidth) / 2, buttonTop, buttonWidth, kRemoveAdsHeight);
+    const int iconSize = qBound(72, qMin(width, height) / 5, 144);
+    const int labelsHeight = ui->lablesView->heightForWidth(width) > 0 ? ui->lablesView->heightForWidth(width)
+                                                                       : ui->lablesView->sizeHint().height();
+    const int blockHeight = iconSize + kIconGap + labelsHeight;
+    const int blockTop = qMax(kMargin, (buttonTop - kMargin - blockHeight) / 2);
+    ui->iconImageView->setGeometry((width - iconSize) / 2, blockTop, iconSize, iconSize);
+    ui->lablesView->setGeometry(0, blockTop + iconSize + kIconGap, width, labelsHeight);
+
+    // Over the video: countdown top right (where the close button appears), sound and
+    // remove-ads at the bottom corners.
+    const int ringMargin = m_spashTimerConstraint1 ? qRound(m_spashTimerConstraint1->constant) : kMargin;
+    const QRect ring(width - ringMargin - kRingSize, ringMargin, kRingSize, kRingSize);
+    ui->videoProgressView->setGeometry(ring);
+    const int textOffset = m_splashTimerConstraint ? qRound(m_splashTimerConstraint->constant) : 0;
+    ui->timeVideoLabel->setGeometry(ring.translated(0, textOffset));
+    QRect close(0, 0, kCloseSize, kCloseSize);
+    close.moveCenter(ring.center());
+    ui->closeButton->setGeometry(close);
+    ui->soundButton->setGeometry(kMargin, height - kMargin - kSoundSize - (kRemoveAdsCircle - kSoundSize) / 2,
+                                 kSoundSize, kSoundSize);
+    ui->removeAdsImageButton->setGeometry(width - kMargin - kRemoveAdsCircle, height - kMargin - kRemoveAdsCircle,
+                                          kRemoveAdsCircle, kRemoveAdsCircle);
+
+    // End screen: the interstitial picture below the close button's bar.
+    ui->interstitialImage->setGeometry(bounds.adjusted(kMargin, kVideoTopBar, -kMargin, -kMargin).intersected(bounds));
+    layoutImages();
+}
+
+void SplashScreenController::layoutImages()
+{
+    if (!m_view)
+        return;
+    const qreal ratio = m_view->devicePixelRatioF();
+    ui->bgImage->setPixmap(scaledPixmap(m_backgroundImage, ui->bgImage->size(), m_backgroundImageScaling, ratio));
+    ui->iconImageView->setPixmap(
+        scaledPixmap(m_shownIcon, ui->iconImageView->size(), ImageScaleProportionallyUpOrDown, ratio));
+    ui->interstitialImage->setPixmap(
+        scaledPixmap(m_interstitialPicture, ui->interstitialImage->size(), ImageScaleProportionallyUpOrDown, ratio));
+}
+
+// ---- Appearance -----------------------------------------------------------------------
+
+void SplashScreenController::setVideoUrl(const QUrl &url)
+{
+    m_videoUrl = url;
+}
+
+QUrl SplashScreenController::videoUrl() const
+{
+    return m_videoUrl;
+}
+
+void SplashScreenController::setInterstitialUrl(const QUrl &url)
+{
+    m_interstitialUrl = url;
+}
+
+QUrl SplashScreenController::interstitialUrl() const
+{
+    return m_interstitialUrl;
+}
+
+void SplashScreenController::setFocus(bool focus)
+{
+    m_focus = focus;
+}
+
+bool SplashScreenController::isFocus() const
+{
+    return m_focus;
+}
+
+void SplashScreenController::setTimerText(const QString &text)
+{
+    ui->lablesView->timeLabel()->setText(text);
+}
+
+void SplashScreenController::setVideoTimerText(const QString &text)
+{
+    ui->timeVideoLabel->setText(text);
+}
+
+void SplashScreenController::startTimerViewFromSec(int fromSec, int endSec)
+{
+    ui->lablesView->timeProgressView()->startTimerFromSec(float(fromSec), float(endSec));
+}
+
+void SplashScreenController::startVideoTimerViewFromSec(int fromSec, int endSec)
+{
+    ui->videoProgressView->startTimerFromSec(float(fromSec), float(endSec));
+}
+
+void SplashScreenController::setBackgroundColor(const QColor &color)
+{
+    m_backgroundColor = color;
+    m_view->setColor(color);
+}
+
+void SplashScreenController::setBackgroundImage(const QImage &image)
+{
+    m_backgroundImage = image;
+    layoutImages();
+}
+
+void SplashScreenController::setBackgroundImageScaling(unsigned int scaling)
+{
+    m_backgroundImageScaling = scaling;
+    layoutImages();
+}
+
+void SplashScreenController::setIcon(const QImage &icon)
+{
+    m_icon = icon;
+    m_shownIcon = icon;
+    layoutImages();
+}
+
+void SplashScreenController::setTextColor(const QColor &color)
+{
+    m_textColor = color;
+    setTextColorOf(ui->lablesView->textCommentFieldFirst(), color);
+    setTextColorOf(ui->lablesView->textCommentFieldSecond(), color);
+}
+
+void SplashScreenController::setTimerTextColor(const QColor &color)
+{
+    m_timerTextColor = color;
+    setTextColorOf(ui->lablesView->timeLabel(), color);
+    setTextColorOf(ui->timeVideoLabel, color);
+}
+
+// The rings pick up their new colours and widths at their next redraw.
+void SplashScreenController::setTimerBackgroundColor(const QColor &color)
+{
+    m_timerBackgroundColor = color;
+    ui->videoProgressView->setBackgroundColor(color);
+    ui->lablesView->timeProgressView()->setBackgroundColor(color);
+}
+
+void SplashScreenController::setTimerBorderColor(const QColor &color)
+{
+    m_timerBorderColor = color;
+    ui->videoProgressView->setBackgroundProgressColor(color);
+    ui->lablesView->timeProgressView()->setBackgroundProgressColor(color);
+}
+
+void SplashScreenController::setTimerProgressColor(const QColor &color)
+{
+    m_timerProgressColor = color;
+    ui->videoProgressView->setProgressColor(color);
+    ui->lablesView->timeProgressView()->setProgressColor(color);
+}
+
+void SplashScreenController::setTimerBorderWidth(double width)
+{
+    m_timerBorderWidth = width;
+    ui->videoProgressView->setWidthBorder(width);
+    ui->lablesView->timeProgressView()->setWidthBorder(width);
+}
+
+void SplashScreenController::setTimerProgressWidth(double width)
+{
+    m_timerProgressWidth = width;
+    ui->videoProgressView->setWidthProgress(width);
+    ui->lablesView->timeProgressView()->setWidthProgress(width);
+}
+
+void SplashScreenController::setHiddenIcon(bool hidden)
+{
+    m_hiddenIcon = hidden;
+}
+
+void SplashScreenController::setHiddenIconBeforeVideo(bool hidden)
+{
+    m_hiddenIconBeforeVideo = hidden;
+}
+
+void SplashScreenController::setHiddenIconAfterVideo(bool hidden)
+{
+    m_hiddenIconAfterVideo = hidden;
+}
+
+void SplashScreenController::setHiddenBackgroundImage(bool hidden)
+{
+    m_hiddenBackgroundImage = hidden;
+}
+
+void SplashScreenController::setHiddenBackgroundImageBeforeVideo(bool hidden)
+{
+    m_hiddenBackgroundImageBeforeVideo = hidden;
+}
+
+void SplashScreenController::setHiddenBackgroundImageAfterVideo(bool hidden)
+{
+    m_hiddenBackgroundImageAfterVideo = hidden;
+}
+
+void SplashScreenController::setHiddenButtonBeforeVideo(bool hidden)
+{
+    m_hiddenButtonBeforeVideo = hidden;
+}
+
+void SplashScreenController::setHiddenButtonAfterVideo(bool hidden)
+{
+    m_hiddenButtonAfterVideo = hidden;
+}
+
+// ---- Outlets --------------------------------------------------------------------------
+
+QWidget *SplashScreenController::splashScreenPlayerView() const
+{
+    return ui->splashScreenPlayerView;
+}
+
+SplashScreenLabelsView *SplashScreenController::lablesView() const
+{
+    return ui->lablesView;
+}
+
+QLabel *SplashScreenController::iconImageView() const
+{
+    return ui->iconImageView;
+}
+
+QLabel *SplashScreenController::bgImage() const
+{
+    return ui->bgImage;
+}
+
+QLabel *SplashScreenController::timeVideoLabel() const
+{
+    return ui->timeVideoLabel;
+}
+
+TimeProgressView *SplashScreenController::videoProgressView() const
+{
+    return ui->videoProgressView;
+}
+
+QAbstractButton *SplashScreenController::urlButton() const
+{
+    return ui->urlButton;
+}
+
+QAbstractButton *SplashScreenController::closeButton() const
+{
+    return ui->closeButton;
+}
+
+QAbstractButton *SplashScreenController::removeAdsButton() const
+{
+    return ui->removeAdsButton;
+}
+
+QAbstractButton *SplashScreenController::removeAdsImageButton() const
+{
+    return ui->removeAdsImageButton;
+}
+
+QAbstractButton *SplashScreenController::soundButton() const
+{
+    return ui->soundButton;
+}
+
+QLabel *SplashScreenController::interstitialImage() const
+{
+    return ui->interstitialImage;
+}
+
+} // namespace velmora
