@@ -27,6 +27,18 @@ int countNear(const QImage &image, const QColor &colour)
     return count;
 }
 
+class PaintCounter : public QObject {
+public:
+    int paints = 0;
+
+protected:
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        paints += event->type() == QEvent::Paint ? 1 : 0;
+        return false;
+    }
+};
+
 } // namespace
 
 class SmallControlsTest : public QObject {
@@ -64,6 +76,19 @@ private Q_SLOTS:
         view->setGeometry(0, 0, 40, 30);
         view->setColor(QColor());
         QCOMPARE(countNear(backdrop.render(), kBlack), 40 * 30);
+    }
+
+    void coloredViewRepaintsWhenItsColourChanges()
+    {
+        ColoredView view;
+        view.resize(40, 30);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        QCoreApplication::processEvents();
+        PaintCounter counter;
+        view.installEventFilter(&counter);
+        view.setColor(Qt::blue);
+        QTRY_VERIFY(counter.paints > 0);
     }
 
     void coloredButtonBezel_data()
