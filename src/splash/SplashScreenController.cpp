@@ -390,10 +390,14 @@ void SplashScreenController::fadeHidden(QWidget *element, bool hidden)
     const QVariant target = element->property(kHiddenTargetProperty);
     if (target.isValid() && target.toBool() == hidden)
         return;
-    if (!parent || !parent->isVisible() || element->isHidden() == hidden) {
+    // Opacity effects do not nest: while the root fades, its elements switch at once.
+    const bool rootFading = element != m_view && m_view && m_view->graphicsEffect();
+    if (!parent || !parent->isVisible() || element->isHidden() == hidden || rootFading) {
         setHidden(element, hidden);
         return;
     }
+    if (element == m_view)
+        finishElementFades();
     stopFade(element);
     auto *effect = qobject_cast<QGraphicsOpacityEffect *>(element->graphicsEffect());
     if (!effect) {
@@ -410,6 +414,15 @@ void SplashScreenController::fadeHidden(QWidget *element, bool hidden)
     fade->setEndValue(hidden ? 0.0 : 1.0);
     connect(fade, &QPropertyAnimation::finished, element, [this, element, hidden] { setHidden(element, hidden); });
     fade->start();
+}
+
+void SplashScreenController::finishElementFades()
+{
+    for (QPropertyAnimation *fade : m_view->findChildren<QPropertyAnimation *>(kFadeName)) {
+        auto *element = qobject_cast<QWidget *>(fade->parent());
+        if (element && element != m_view)
+            setHidden(element, element->property(kHiddenTargetProperty).toBool());
+    }
 }
 
 bool SplashScreenController::isElementHidden(const QWidget *element)

@@ -207,6 +207,7 @@ private:
     void showEndState();
     void setHidden(QWidget *element, bool hidden);
     void fadeHidden(QWidget *element, bool hidden);
+    void finishElementFades();
     void saveWindowBehavior();
     void lockWindowSize();
     void restoreWindowSize();

@@ -1,0 +1,650 @@
+#include "TestEnvironment.h"
+
+#include "controls/ColoredView.h"
+#include "splash/SplashScreenController.h"
+#include "splash/SplashScreenControllerProtocolOutput.h"
+#include "splash/SplashScreenLabelsView.h"
+#include "splash/TimeProgressView.h"
+
+#include <QAbstractButton>
+#include <QAudioOutput>
+#include <QDir>
+#include <QLabel>
+#include <QMainWindow>
+#include <QMediaPlayer>
+#include <QOperatingSystemVersion>
+#include <QPainter>
+#include <QToolBar>
+#include <QVideoFrame>
+#include <QVideoSink>
+#include <QVideoWidget>
+
+using namespace velmora;
+
+namespace {
+
+class RecordingOutput : public SplashScreenControllerProtocolOutput {
+public:
+    void didClickOnVideo() override { calls << QStringLiteral("didClickOnVideo"); }
+    void didChangeMuted(bool muted) override { calls << QStringLiteral("didChangeMuted:%1").arg(int(muted)); }
+    void didClickRemoveAds() override { calls << QStringLiteral("didClickRemoveAds"); }
+    void didClickClose() override { calls << QStringLiteral("didClickClose"); }
+    void didVideoEnded() override { calls << QStringLiteral("didVideoEnded"); }
+
+    QStringList calls;
+};
+
+QUrl media(const QString &name)
+{
+    return QUrl::fromLocalFile(test::TestEnvironment::sourcePath(QStringLiteral("tests/data/media/") + name));
+}
+
+// The elements whose hidden flag is clear, the root view included.
+QStringList shownElements(const SplashScreenController &controller)
+{
+    const QList<QPair<QString, QWidget *>> elements = {
+        { QStringLiteral("root"), controller.view() },
+        { QStringLiteral("splashScreenPlayerView"), controller.splashScreenPlayerView() },
+        { QStringLiteral("lablesView"), controller.lablesView() },
+        { QStringLiteral("iconImageView"), controller.iconImageView() },
+        { QStringLiteral("bgImage"), controller.bgImage() },
+        { QStringLiteral("timeVideoLabel"), controller.timeVideoLabel() },
+        { QStringLiteral("videoProgressView"), controller.videoProgressView() },
+        { QStringLiteral("urlButton"), controller.urlButton() },
+        { QStringLiteral("closeButton"), controller.closeButton() },
+        { QStringLiteral("removeAdsButton"), controller.removeAdsButton() },
+        { QStringLiteral("removeAdsImageButton"), controller.removeAdsImageButton() },
+        { QStringLiteral("soundButton"), controller.soundButton() },
+        { QStringLiteral("interstitialImage"), controller.interstitialImage() },
+    };
+    QStringList shown;
+    for (const auto &[name, widget] : elements) {
+        if (!widget->isHidden())
+            shown << name;
+    }
+    shown.sort();
+    return shown;
+}
+
+QStringList sorted(QStringList list)
+{
+    list.sort();
+    return list;
+}
+
+void setFlag(SplashScreenController &controller, const QString &flag)
+{
+    const QHash<QString, void (SplashScreenController::*)(bool)> setters = {
+        { QStringLiteral("hiddenIcon"), &SplashScreenController::setHiddenIcon },
+        { QStringLiteral("hiddenIconBeforeVideo"), &SplashScreenController::setHiddenIconBeforeVideo },
+        { QStringLiteral("hiddenIconAfterVideo"), &SplashScreenController::setHiddenIconAfterVideo },
+        { QStringLiteral("hiddenBackgroundImage"), &SplashScreenController::setHiddenBackgroundImage },
+        { QStringLiteral("hiddenBackgroundImageBeforeVideo"),
+          &SplashScreenController::setHiddenBackgroundImageBeforeVideo },
+        { QStringLiteral("hiddenBackgroundImageAfterVideo"),
+          &SplashScreenController::setHiddenBackgroundImageAfterVideo },
+        { QStringLiteral("hiddenButtonBeforeVideo"), &SplashScreenController::setHiddenButtonBeforeVideo },
+        { QStringLiteral("hiddenButtonAfterVideo"), &SplashScreenController::setHiddenButtonAfterVideo },
+    };
+    QVERIFY2(setters.contains(flag), qPrintable(flag));
+    (controller.*setters.value(flag))(true);
+}
+
+// Runs named steps of a showing and lets every fade end.
+void runSteps(SplashScreenController &controller, const QStringList &steps)
+{
+    for (const QString &step : steps) {
+        if (step == QLatin1String("start"))
+            controller.showStartScreen();
+        else if (step == QLatin1String("startWithoutSplash"))
+            controller.showStartVideoWithoutStartScreen();
+        else if (step == QLatin1String("video"))
+            controller.showVideo();
+        else if (step == QLatin1String("ended"))
+            controller.didVideoEnded();
+        else if (step == QLatin1String("end"))
+            controller.showEndScreen();
+        else if (step == QLatin1String("hide"))
+            controller.hide();
+        else
+            QFAIL(qPrintable(QStringLiteral("unknown step ") + step));
+    }
+    QTRY_VERIFY(!controller.isFading());
+}
+
+QImage filledImage(QSize size, const QColor &color)
+{
+    QImage image(size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(color);
+    return image;
+}
+
+// A host icon in the style of an application icon: a rounded gradient tile with a glyph.
+QImage sampleIcon()
+{
+    QImage image(256, 256, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    QLinearGradient gradient(0, 0, 0, 256);
+    gradient.setColorAt(0, QColor(0x4f, 0x8c, 0xff));
+    gradient.setColorAt(1, QColor(0x2a, 0x4d, 0xc9));
+    painter.setBrush(gradient);
+    painter.setPen(Qt::NoPen);
+    painter.drawRoundedRect(QRectF(8, 8, 240, 240), 52, 52);
+    QFont font = painter.font();
+    font.setPixelSize(150);
+    font.setBold(true);
+    painter.setFont(font);
+    painter.setPen(Qt::white);
+    painter.drawText(image.rect(), Qt::AlignCenter, QStringLiteral("V"));
+    return image;
+}
+
+// What lies outside `outer` or cannot show its whole content: empty when nothing is clipped.
+QStringList clippedElements(const QWidget *root)
+{
+    QStringList clipped;
+    for (const QWidget *child : root->findChildren<QWidget *>(Qt::FindDirectChildrenOnly)) {
+        if (child->isHidden())
+            continue;
+        if (!root->rect().contains(child->geometry()))
+            clipped << child->objectName();
+    }
+    for (const QLabel *label : root->findChildren<QLabel *>()) {
+        if (!label->isVisibleTo(root) || label->text().isEmpty())
+            continue;
+        const QSize needed = label->wordWrap() ? QSize(0, label->heightForWidth(label->width())) : label->sizeHint();
+        if (needed.width() > label->width() || needed.height() > label->height())
+            clipped << label->objectName();
+    }
+    return clipped;
+}
+
+} // namespace
+
+class SplashScreenControllerTest : public QObject {
+    Q_OBJECT
+
+private:
+    std::unique_ptr<QWidget> m_window;
+    std::unique_ptr<SplashScreenController> m_controller;
+    RecordingOutput m_output;
+
+    SplashScreenController &attach(QSize size = QSize(800, 600))
+    {
+        m_window = std::make_unique<QWidget>();
+        m_window->resize(size);
+        m_window->show();
+        m_controller = SplashScreenController::initSplashScreenWithWindow(m_window.get(), false);
+        m_controller->setOutput(&m_output);
+        return *m_controller;
+    }
+
+private Q_SLOTS:
+    void cleanup()
+    {
+        m_controller.reset();
+        m_window.reset();
+        m_output.calls.clear();
+    }
+
+    void attachesHiddenOverTheContent_data()
+    {
+        QTest::addColumn<bool>("mainWindow");
+        QTest::addColumn<double>("inset");
+
+        QTest::newRow("plain window") << false << 0.0;
+        QTest::newRow("plain window, top inset") << false << 28.0;
+        QTest::newRow("main window's central widget") << true << 0.0;
+        QTest::newRow("main window, top inset") << true << 40.0;
+        QTest::newRow("negative inset reaches above") << false << -10.0;
+    }
+
+    void attachesHiddenOverTheContent()
+    {
+        QFETCH(bool, mainWindow);
+        QFETCH(double, inset);
+
+        QWidget *content = nullptr;
+        if (mainWindow) {
+            auto *window = new QMainWindow;
+            window->addToolBar(QStringLiteral("tools"))->addAction(QStringLiteral("Open"));
+            window->setCentralWidget(new QWidget);
+            new QWidget(window->centralWidget()); // a host view already in place
+            content = window->centralWidget();
+            m_window.reset(window);
+        } else {
+            m_window = std::make_unique<QWidget>();
+            new QWidget(m_window.get());
+            content = m_window.get();
+        }
+        m_window->resize(700, 500);
+        m_window->show();
+        m_controller = SplashScreenController::initSplashScreenWithWindow(m_window.get(), false);
+        QWidget *view = m_controller->view();
+
+        QCOMPARE(view->parentWidget(), content);
+        QVERIFY(view->isHidden());
+        QCOMPARE(content->children().last(), view); // above the host's own views
+
+        m_controller->setTopInset(inset);
+        const auto expected = [&] { return QRect(0, int(inset), content->width(), content->height() - int(inset)); };
+        QCOMPARE(view->geometry(), expected());
+
+        m_window->resize(1000, 760);
+        QTRY_COMPARE(view->geometry(), expected());
+        QCOMPARE(content->width(), mainWindow ? content->width() : 1000);
+
+        m_controller->removeFromWindow();
+        QVERIFY(view->parentWidget() == nullptr);
+    }
+
+    void noWindowGivesNoController() { QVERIFY(!SplashScreenController::initSplashScreenWithWindow(nullptr, false)); }
+
+    void viewStates_data()
+    {
+        QTest::addColumn<QStringList>("steps");
+        QTest::addColumn<QStringList>("flags");
+        QTest::addColumn<bool>("interstitial");
+        QTest::addColumn<QStringList>("shown");
+
+        const QStringList allFlags = { "hiddenIcon",
+                                       "hiddenIconBeforeVideo",
+                                       "hiddenIconAfterVideo",
+                                       "hiddenBackgroundImage",
+                                       "hiddenBackgroundImageBeforeVideo",
+                                       "hiddenBackgroundImageAfterVideo",
+                                       "hiddenButtonBeforeVideo",
+                                       "hiddenButtonAfterVideo" };
+        const QStringList start = { "root", "bgImage", "iconImageView", "lablesView", "removeAdsButton", "urlButton" };
+        const QStringList video = { "root",        "splashScreenPlayerView", "timeVideoLabel", "videoProgressView",
+                                    "soundButton", "removeAdsImageButton",   "urlButton" };
+        const QStringList end = { "root", "bgImage", "iconImageView", "removeAdsButton", "closeButton", "urlButton" };
+        const auto without = [](QStringList list, const QStringList &gone) {
+            for (const QString &name : gone)
+                list.removeAll(name);
+            return list;
+        };
+
+        QTest::newRow("attached: root hidden")
+            << QStringList {} << QStringList {} << false << without(start, { "root" });
+        QTest::newRow("start") << QStringList { "start" } << QStringList {} << false << start;
+        QTest::newRow("start, hiddenIcon")
+            << QStringList { "start" } << QStringList { "hiddenIcon" } << false << without(start, { "iconImageView" });
+        QTest::newRow("start, hiddenIconBeforeVideo")
+            << QStringList { "start" } << QStringList { "hiddenIconBeforeVideo" } << false
+            << without(start, { "iconImageView" });
+        QTest::newRow("start ignores after-video flags")
+            << QStringList { "start" }
+            << QStringList { "hiddenIconAfterVideo", "hiddenBackgroundImageAfterVideo", "hiddenButtonAfterVideo" }
+            << false << start;
+        QTest::newRow("start, hiddenBackgroundImage")
+            << QStringList { "start" } << QStringList { "hiddenBackgroundImage" } << false
+            << without(start, { "bgImage" });
+        QTest::newRow("start, hiddenBackgroundImageBeforeVideo")
+            << QStringList { "start" } << QStringList { "hiddenBackgroundImageBeforeVideo" } << false
+            << without(start, { "bgImage" });
+        QTest::newRow("start, hiddenButtonBeforeVideo")
+            << QStringList { "start" } << QStringList { "hiddenButtonBeforeVideo" } << false
+            << without(start, { "removeAdsButton" });
+        QTest::newRow("withouSplash: only the colour")
+            << QStringList { "startWithoutSplash" } << QStringList {} << false << QStringList { "root", "urlButton" };
+        QTest::newRow("video") << QStringList { "start", "video" } << allFlags << false << video;
+        QTest::newRow("video without splash")
+            << QStringList { "startWithoutSplash", "video" } << QStringList {} << false << video;
+        QTest::newRow("close button during the video")
+            << QStringList { "start", "video", "end" } << QStringList {} << false
+            << without(video, { "timeVideoLabel", "videoProgressView" }) + QStringList { "closeButton" };
+        QTest::newRow("end after the video ended")
+            << QStringList { "start", "video", "ended", "end" } << QStringList {} << false << end;
+        QTest::newRow("end without a video") << QStringList { "start", "end" } << QStringList {} << false << end;
+        QTest::newRow("end ignores before-video flags")
+            << QStringList { "start", "end" }
+            << QStringList { "hiddenIconBeforeVideo", "hiddenBackgroundImageBeforeVideo", "hiddenButtonBeforeVideo" }
+            << false << end;
+        QTest::newRow("end, hiddenIcon") << QStringList { "start", "end" } << QStringList { "hiddenIcon" } << false
+                                         << without(end, { "iconImageView" });
+        QTest::newRow("end, hiddenIconAfterVideo")
+            << QStringList { "start", "end" } << QStringList { "hiddenIconAfterVideo" } << false
+            << without(end, { "iconImageView" });
+        QTest::newRow("end, hiddenBackgroundImageAfterVideo")
+            << QStringList { "start", "end" } << QStringList { "hiddenBackgroundImageAfterVideo" } << false
+            << without(end, { "bgImage" });
+        QTest::newRow("end, hiddenButtonAfterVideo")
+            << QStringList { "start", "end" } << QStringList { "hiddenButtonAfterVideo" } << false
+            << without(end, { "removeAdsButton" });
+        const QStringList interstitialEnd = { "root", "closeButton", "interstitialImage", "urlButton" };
+        QTest::newRow("end with interstitial")
+            << QStringList { "start", "video", "ended", "end" } << QStringList {} << true << interstitialEnd;
+        QTest::newRow("end with interstitial, whatever the flags")
+            << QStringList { "start", "end" } << allFlags << true << interstitialEnd;
+        QTest::newRow("end after withouSplash")
+            << QStringList { "startWithoutSplash", "end" } << QStringList {} << false << end;
+        QTest::newRow("hidden") << QStringList { "start", "end", "hide" } << QStringList {} << false
+                                << without(end, { "root" });
+        QTest::newRow("start again after the end")
+            << QStringList { "start", "end", "hide", "start" } << QStringList {} << true << start;
+    }
+
+    void viewStates()
+    {
+        QFETCH(QStringList, steps);
+        QFETCH(QStringList, flags);
+        QFETCH(bool, interstitial);
+        QFETCH(QStringList, shown);
+
+        SplashScreenController &controller = attach();
+        for (const QString &flag : flags)
+            setFlag(controller, flag);
+        controller.setVideoUrl(media(QStringLiteral("missing.mp4")));
+        if (interstitial)
+            controller.setInterstitialUrl(media(QStringLiteral("still.jpg")));
+        runSteps(controller, steps);
+
+        QCOMPARE(shownElements(controller), sorted(shown));
+    }
+
+    void otherViewStatesChangeNothing_data()
+    {
+        QTest::addColumn<int>("state");
+        QTest::newRow("0") << 0;
+        QTest::newRow("4") << 4;
+        QTest::newRow("-1") << -1;
+    }
+
+    void otherViewStatesChangeNothing()
+    {
+        QFETCH(int, state);
+        SplashScreenController &controller = attach();
+        runSteps(controller, { "start" });
+        const QStringList before = shownElements(controller);
+        controller.swapViewForState(state);
+        QVERIFY(!controller.isFading());
+        QCOMPARE(shownElements(controller), before);
+    }
+
+    void fadesRunOnlyOnScreen()
+    {
+        SplashScreenController &controller = attach();
+        controller.showStartScreen();
+        QVERIFY(controller.isFading());
+        QTRY_VERIFY(!controller.isFading());
+
+        m_window->hide();
+        controller.showEndScreen();
+        QVERIFY(!controller.isFading());
+        QVERIFY(!controller.closeButton()->isHidden());
+    }
+
+    void clickOnTheAd_data()
+    {
+        QTest::addColumn<QStringList>("steps");
+        QTest::addColumn<bool>("interstitial");
+        QTest::addColumn<bool>("sent");
+
+        QTest::newRow("start screen") << QStringList { "start" } << false << false;
+        QTest::newRow("start without splash") << QStringList { "startWithoutSplash" } << false << false;
+        QTest::newRow("video") << QStringList { "start", "video" } << false << true;
+        QTest::newRow("close button over the video") << QStringList { "start", "video", "end" } << false << true;
+        QTest::newRow("end screen, no interstitial") << QStringList { "start", "end" } << false << true;
+        QTest::newRow("end screen, interstitial") << QStringList { "start", "end" } << true << true;
+    }
+
+    void clickOnTheAd()
+    {
+        QFETCH(QStringList, steps);
+        QFETCH(bool, interstitial);
+        QFETCH(bool, sent);
+
+        SplashScreenController &controller = attach();
+        controller.setVideoUrl(media(QStringLiteral("missing.mp4")));
+        if (interstitial)
+            controller.setInterstitialUrl(media(QStringLiteral("still.jpg")));
+        runSteps(controller, steps);
+
+        // A real click in the middle of the splash screen lands on the click area.
+        QWidget *view = controller.view();
+        QWidget *hit = view->childAt(view->rect().center());
+        QVERIFY(hit);
+        QTest::mouseClick(hit, Qt::LeftButton, {}, hit->mapFrom(view, view->rect().center()));
+        QCOMPARE(m_output.calls, sent ? QStringList { "didClickOnVideo" } : QStringList {});
+    }
+
+    void buttonsReportToTheOutput()
+    {
+        SplashScreenController &controller = attach();
+        controller.setVideoUrl(media(QStringLiteral("missing.mp4")));
+        runSteps(controller, { "startWithoutSplash", "video" });
+
+        QTest::mouseClick(controller.soundButton(), Qt::LeftButton);
+        QTest::mouseClick(controller.soundButton(), Qt::LeftButton);
+        QTest::mouseClick(controller.removeAdsImageButton(), Qt::LeftButton);
+        runSteps(controller, { "end" });
+        QVERIFY(controller.withouSplash());
+        QTest::mouseClick(controller.closeButton(), Qt::LeftButton);
+        QVERIFY(!controller.withouSplash());
+        runSteps(controller, { "hide", "start" });
+        QTest::mouseClick(controller.removeAdsButton(), Qt::LeftButton);
+
+        QCOMPARE(m_output.calls,
+                 QStringList({ "didChangeMuted:1", "didChangeMuted:0", "didClickRemoveAds", "didClickClose",
+                               "didClickRemoveAds" }));
+        // The controller leaves muting to the presenter's answer.
+        QVERIFY(!controller.isMuted());
+    }
+
+    void windowBehaviour_data()
+    {
+        QTest::addColumn<bool>("resizable");
+        QTest::addColumn<uint>("behaviour");
+        QTest::addColumn<uint>("whileShown");
+
+        QTest::newRow("resizable, no behaviour") << true << 0u << 0u;
+        QTest::newRow("resizable, primary and auxiliary") << true << 0x180u << 0x100u;
+        QTest::newRow("fixed size, primary") << false << 0x80u << 0u;
+        QTest::newRow("fixed size, other bits") << false << 0x2007u << 0u;
+    }
+
+    void windowBehaviour()
+    {
+        QFETCH(bool, resizable);
+        QFETCH(uint, behaviour);
+        QFETCH(uint, whileShown);
+
+        SplashScreenController &controller = attach(QSize(640, 480));
+        if (!resizable)
+            m_window->setFixedSize(640, 480);
+        else
+            m_window->setMinimumSize(320, 240);
+        m_window->setProperty("velmoraCollectionBehavior", behaviour);
+        const QSize minimum = m_window->minimumSize();
+        const QSize maximum = m_window->maximumSize();
+
+        runSteps(controller, { "start" });
+        QVERIFY(!SplashScreenController::isResizable(m_window.get()));
+        QCOMPARE(SplashScreenController::collectionBehavior(m_window.get()), whileShown);
+        QCOMPARE(controller.oldWindowCollection(), behaviour);
+        QCOMPARE(controller.oldResize(), resizable);
+
+        // A second start during the showing must not forget that the window was resizable.
+        runSteps(controller, { "start", "end", "hide" });
+        QCOMPARE(SplashScreenController::isResizable(m_window.get()), resizable);
+        QCOMPARE(m_window->minimumSize(), minimum);
+        QCOMPARE(m_window->maximumSize(), maximum);
+        QCOMPARE(SplashScreenController::collectionBehavior(m_window.get()), 0x80u);
+    }
+
+    void timerConstraints()
+    {
+        SplashScreenController &controller = attach();
+        SplashScreenController::LayoutConstraint first { 10 };
+        SplashScreenController::LayoutConstraint second { 20 };
+        controller.setSplashTimerConstraint(&first);
+        controller.setSpashTimerConstraint1(&second);
+
+        const QOperatingSystemVersion system = QOperatingSystemVersion::current();
+        const int minor = system.type() == QOperatingSystemVersion::Unknown ? 0 : qMax(0, system.minorVersion());
+        QCOMPARE(first.constant, minor < 11 ? 8.0 : 10.0);
+        QCOMPARE(second.constant, 20.0);
+        m_controller.reset(); // before the constraints go
+    }
+
+    void hostIconWinsOverTheApplicationIcon_data()
+    {
+        QTest::addColumn<bool>("hostIcon");
+        QTest::addColumn<QColor>("shown");
+        QTest::newRow("application icon") << false << QColor(Qt::red);
+        QTest::newRow("host icon set first") << true << QColor(Qt::blue);
+    }
+
+    void hostIconWinsOverTheApplicationIcon()
+    {
+        QFETCH(bool, hostIcon);
+        QFETCH(QColor, shown);
+
+        QApplication::setWindowIcon(QIcon(QPixmap::fromImage(filledImage(QSize(64, 64), Qt::red))));
+        SplashScreenController &controller = attach();
+        if (hostIcon)
+            controller.setIcon(filledImage(QSize(64, 64), Qt::blue));
+        runSteps(controller, { "start" });
+        QApplication::setWindowIcon(QIcon());
+
+        const QImage pixels = controller.iconImageView()->grab().toImage();
+        QCOMPARE(pixels.pixelColor(pixels.rect().center()), shown);
+    }
+
+    void playsTheVideoToItsEnd()
+    {
+        const QUrl video = media(QStringLiteral("test-video-short.mp4"));
+        if (!QFile::exists(video.toLocalFile()))
+            QSKIP("test media not in the tree");
+        SplashScreenController &controller = attach();
+        controller.setMuted(true);
+        controller.setVideoUrl(video);
+        runSteps(controller, { "start", "video" });
+
+        QVERIFY(!controller.canShowEnd());
+        QVERIFY(controller.player()->audioOutput()->isMuted());
+        QVERIFY(controller.soundButton()->isChecked());
+        QTRY_COMPARE_WITH_TIMEOUT(m_output.calls, QStringList { "didVideoEnded" }, 15000);
+        QVERIFY(controller.canShowEnd());
+    }
+
+    void unplayableVideoNeverEnds_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::newRow("missing") << QStringLiteral("missing.mp4");
+        QTest::newRow("not a video") << QStringLiteral("not-a-video.mp4");
+    }
+
+    void unplayableVideoNeverEnds()
+    {
+        QFETCH(QString, file);
+        SplashScreenController &controller = attach();
+        controller.setVideoUrl(media(file));
+        runSteps(controller, { "start", "video" });
+
+        QTRY_VERIFY_WITH_TIMEOUT(controller.player()->mediaStatus() == QMediaPlayer::InvalidMedia
+                                     || controller.player()->error() != QMediaPlayer::NoError,
+                                 10000);
+        QTest::qWait(300);
+        QCOMPARE(m_output.calls, QStringList {});
+        // The presenter's close-button step still works, and teardown is safe.
+        runSteps(controller, { "end", "hide" });
+        QVERIFY(!controller.closeButton()->isHidden());
+        QVERIFY(controller.view()->isHidden());
+    }
+
+    void mutingBeforeTheVideoWaitsForIt()
+    {
+        SplashScreenController &controller = attach();
+        controller.setMuted(true);
+        QVERIFY(!controller.player());
+        controller.setVideoUrl(media(QStringLiteral("missing.mp4")));
+        controller.showVideo();
+        QVERIFY(controller.player()->audioOutput()->isMuted());
+    }
+
+    void hideKeepsAStillLoadingPlayerSilent()
+    {
+        const QUrl video = media(QStringLiteral("test-video.mp4"));
+        if (!QFile::exists(video.toLocalFile()))
+            QSKIP("test media not in the tree");
+        SplashScreenController &controller = attach();
+        controller.setVideoUrl(video);
+        controller.showVideo();
+        controller.hide();
+        QTRY_VERIFY_WITH_TIMEOUT(controller.player()->mediaStatus() != QMediaPlayer::LoadingMedia, 10000);
+        QTRY_VERIFY(controller.player()->playbackState() != QMediaPlayer::PlayingState);
+        QVERIFY(!controller.playerlayer());
+    }
+
+    void screenshots_data()
+    {
+        QTest::addColumn<QSize>("size");
+        QTest::newRow("1024x768") << QSize(1024, 768);
+        QTest::newRow("640x480") << QSize(640, 480);
+    }
+
+    // Writes the three screens as PNG files into the build folder and checks that nothing
+    // is cut off at that size.
+    void screenshots()
+    {
+        QFETCH(QSize, size);
+        const QString folder = test::TestEnvironment::binaryPath(QStringLiteral("screenshots"));
+        QVERIFY(QDir().mkpath(folder));
+        const QString suffix = QStringLiteral("-%1x%2.png").arg(size.width()).arg(size.height());
+
+        SplashScreenController &controller = attach(size);
+        controller.setIcon(sampleIcon());
+        controller.setTimerText(QStringLiteral("7"));
+        controller.setVideoTimerText(QStringLiteral("4"));
+        controller.setVideoUrl(media(QStringLiteral("test-video.mp4")));
+        controller.setInterstitialUrl(media(QStringLiteral("still.jpg")));
+        ColoredView *view = controller.view();
+
+        runSteps(controller, { "start" });
+        controller.startTimerViewFromSec(3, 10);
+        QCOMPARE(clippedElements(view), QStringList {});
+        QVERIFY(view->grab().save(folder + QStringLiteral("/controller-start") + suffix));
+
+        // The video picture lives in a native surface grab() cannot see; paint its frame in.
+        QImage frame;
+        runSteps(controller, { "video" });
+        connect(controller.playerlayer()->videoSink(), &QVideoSink::videoFrameChanged, this,
+                [&frame](const QVideoFrame &videoFrame) { frame = videoFrame.toImage(); });
+        controller.startVideoTimerViewFromSec(2, 5);
+        if (QFile::exists(controller.videoUrl().toLocalFile()))
+            QTRY_VERIFY_WITH_TIMEOUT(!frame.isNull(), 10000);
+        controller.pauseShowVideo();
+        QCOMPARE(clippedElements(view), QStringList {});
+        QPixmap shot = view->grab();
+        if (!frame.isNull()) {
+            QPainter painter(&shot);
+            const QRect area = controller.videoRect();
+            QRect picture(QPoint(), frame.size().scaled(area.size(), Qt::KeepAspectRatio));
+            picture.moveCenter(area.center());
+            painter.drawImage(picture, frame);
+            painter.end();
+            QPainter overlay(&shot);
+            for (QWidget *element : { static_cast<QWidget *>(controller.videoProgressView()),
+                                      static_cast<QWidget *>(controller.timeVideoLabel()),
+                                      static_cast<QWidget *>(controller.soundButton()),
+                                      static_cast<QWidget *>(controller.removeAdsImageButton()) })
+                overlay.drawPixmap(element->geometry().topLeft(), element->grab());
+        }
+        QVERIFY(shot.save(folder + QStringLiteral("/controller-video") + suffix));
+
+        runSteps(controller, { "ended", "end" });
+        QCOMPARE(clippedElements(view), QStringList {});
+        QVERIFY(view->grab().save(folder + QStringLiteral("/controller-end") + suffix));
+
+        controller.setInterstitialUrl(QUrl());
+        runSteps(controller, { "end" });
+        QVERIFY(view->grab().save(folder + QStringLiteral("/controller-end-plain") + suffix));
+    }
+};
+
+VELMORA_TEST_MAIN(SplashScreenControllerTest)
+#include "tst_controller.moc"
