@@ -1,0 +1,545 @@
+#include "TestEnvironment.h"
+#include "tst_presenter_fixture.h"
+
+#include <velmora/Notifications.h>
+#include <velmora/Timer.h>
+
+#include <QDesktopServices>
+
+using namespace velmora;
+using namespace velmora::test;
+
+namespace {
+
+using P = SplashScreenPresenter;
+
+QString name(const char *constant)
+{
+    return QString::fromLatin1(constant);
+}
+
+const QUrl kVideo(QStringLiteral("file:///cache/video.mp4"));
+const QUrl kFallbackVideo(QStringLiteral("file:///host/fallback.mp4"));
+const QUrl kNullVideo(QStringLiteral("file:///cache/(null)"));
+const QUrl kInterstitial(QStringLiteral("file:///cache/still.png"));
+const QUrl kLink(QStringLiteral("velmora-test://store/app/id11"));
+const QUrl kFallbackLink(QStringLiteral("velmora-test://store/app/id22"));
+
+} // namespace
+
+class PresenterTest : public QObject {
+    Q_OBJECT
+
+public Q_SLOTS:
+    // Where QDesktopServices sends the test scheme's links.
+    void openedUrl(const QUrl &url) { m_opened << url; }
+
+private Q_SLOTS:
+    void initTestCase() { QDesktopServices::setUrlHandler(QStringLiteral("velmora-test"), this, "openedUrl"); }
+    void cleanupTestCase() { QDesktopServices::unsetUrlHandler(QStringLiteral("velmora-test")); }
+    void init()
+    {
+        f.setUp();
+        m_opened.clear();
+    }
+    void cleanup() { f.tearDown(); }
+
+    void sequencePostsEveryNotificationInOrder()
+    {
+        RecordingController *c = f.addWindow();
+        f.presenter->needForceShowSplashScreens();
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateStart));
+        // Nothing is shown before will-show; did-show comes after the start screens.
+        const qsizetype willShow = f.journal.indexOf(QStringLiteral("post:") + name(VLMsplashScreenWillShow));
+        const qsizetype ring = f.journal.indexOf(QStringLiteral("c0:startTimerViewFromSec 0 10"));
+        const qsizetype start = f.journal.indexOf(QStringLiteral("c0:showStartScreen"));
+        const qsizetype didShow = f.journal.indexOf(QStringLiteral("post:") + name(VLMsplashScreenDidShow));
+        QVERIFY(willShow >= 0 && willShow < ring && ring < start && start < didShow);
+
+        f.clock->advance(4.9);
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateStart));
+        f.clock->advance(0.1);
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideo));
+        f.clock->advance(5);
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideoCloseButton));
+        c->output->didVideoEnded();
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateEnd));
+        c->output->didClickClose();
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateClosed));
+        QVERIFY(!f.presenter->isShow());
+        QCOMPARE(c->calls.last(), QStringLiteral("hide"));
+
+        f.presenter->needForceShowSplashScreens();
+        QCOMPARE(f.posts(),
+                 (QStringList { name(VLMsplashScreenWillShow), name(VLMsplashScreenDidShow), name(VLMadsVideoDidStart),
+                                name(VLMadsVideoDidStop), name(VLMsplashScreenDidClose), name(VLMsplashScreenWillShow),
+                                name(VLMsplashScreenDidShow), name(VLMsplashScreenShowMoreOne) }));
+        QCOMPARE(f.presenter->splashScreenStartCount(), qint64(2));
+    }
+
+    void countdownTexts_data()
+    {
+        QTest::addColumn<qint64>("loadTime");
+        QTest::addColumn<bool>("withoutSplash");
+        QTest::addColumn<QString>("firstText");
+        QTest::addColumn<double>("videoAt");
+        QTest::addColumn<QStringList>("textsAtVideo");
+        QTest::addColumn<double>("closeAt");
+        QTest::addColumn<QStringList>("textsAtClose");
+        const QStringList zeros { QStringLiteral("0"), QStringLiteral("0") };
+        const QStringList fives { QStringLiteral("5"), QStringLiteral("5") };
+        QTest::newRow("load time 5: 10 and 5 down to 0") << qint64(5) << false << "10" << 5.0 << fives << 10.0 << zeros;
+        QTest::newRow("load time 8 counts from 13") << qint64(8) << false << "13" << 8.0 << fives << 13.0 << zeros;
+        QTest::newRow("load time 0") << qint64(0) << false << "5" << 0.001 << fives << 5.001 << zeros;
+        QTest::newRow("without splash: video at once")
+            << qint64(5) << true << "10" << 0.001 << QStringList { QStringLiteral("10"), QStringLiteral("5") } << 5.001
+            << QStringList { QStringLiteral("5"), QStringLiteral("0") };
+    }
+
+    void countdownTexts()
+    {
+        QFETCH(qint64, loadTime);
+        QFETCH(bool, withoutSplash);
+        AdsDownloader::sharedInstance()->setVideoURL(kVideo);
+        f.presenter->setLoadTime(loadTime);
+        f.presenter->setWithoutSplash(withoutSplash);
+        RecordingController *c = f.addWindow();
+        f.presenter->needForceShowSplashScreens();
+        QTEST(c->lastTimerText(), "firstText");
+
+        QFETCH(double, videoAt);
+        f.clock->advance(videoAt);
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideo));
+        QTEST((QStringList { c->lastTimerText(), c->lastVideoTimerText() }), "textsAtVideo");
+
+        QFETCH(double, closeAt);
+        f.clock->advance(closeAt - videoAt);
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideoCloseButton));
+        QTEST((QStringList { c->lastTimerText(), c->lastVideoTimerText() }), "textsAtClose");
+
+        // Ticks run on in the end phase; no text ever goes below zero.
+        f.clock->advance(20);
+        QCOMPARE(c->lastTimerText(), QStringLiteral("0"));
+        QCOMPARE(c->lastVideoTimerText(), QStringLiteral("0"));
+        for (const QString &text : c->timerTexts + c->videoTimerTexts) {
+            bool ok = false;
+            QVERIFY2(text.toInt(&ok) >= 0 && ok, qPrintable(text));
+        }
+    }
+
+    void videoEnd_data()
+    {
+        QTest::addColumn<double>("endAt");
+        QTest::addColumn<int>("endScreensAtEnd");
+        QTest::addColumn<qint64>("stateAfterTen");
+        QTest::newRow("3 s into the video: end screens wait for the timer")
+            << 8.0 << 0 << qint64(P::SplashScreenStateVideoCloseButton);
+        QTest::newRow("after the close button: end screens at once") << 12.0 << 2 << qint64(P::SplashScreenStateEnd);
+    }
+
+    void videoEnd()
+    {
+        QFETCH(double, endAt);
+        AdsDownloader::sharedInstance()->setVideoURL(kVideo);
+        AdsDownloader::sharedInstance()->setInterstitialVideoURL(kInterstitial);
+        RecordingController *c = f.addWindow();
+        f.presenter->needForceShowSplashScreens();
+        f.clock->advance(endAt);
+        c->output->didVideoEnded();
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateEnd));
+        QVERIFY(f.presenter->isShowEnd());
+        QVERIFY(!f.presenter->isShowVideo());
+        QCOMPARE(f.posts().last(), name(VLMadsVideoDidStop));
+        QTEST(int(c->callsStartingWith(QStringLiteral("showEndScreen")).size()), "endScreensAtEnd");
+
+        f.clock->advance(std::max(0.0, 10.0 - endAt) + 0.5);
+        QTEST(f.presenter->stateSplashScreen(), "stateAfterTen");
+        QVERIFY(c->calls.contains(QStringLiteral("setInterstitialUrl ") + kInterstitial.toString()));
+        QVERIFY(c->calls.contains(QStringLiteral("showEndScreen")));
+    }
+
+    void videoEndWhileHiddenIsIgnored()
+    {
+        RecordingController *c = f.addWindow();
+        c->output->didVideoEnded();
+        QVERIFY(!f.presenter->isShowEnd());
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateStart));
+        QVERIFY(f.posts().isEmpty());
+    }
+
+    void pauseAndResume_data()
+    {
+        QTest::addColumn<double>("pauseAt");
+        QTest::addColumn<double>("firstTickAfterResume");
+        QTest::addColumn<double>("videoAfterResume"); // negative: already playing
+        QTest::addColumn<double>("closeAfterResume");
+        QTest::newRow("2.4 s into the start screen") << 2.4 << 0.6 << 2.6 << 7.6;
+        QTest::newRow("2.3 s into the video") << 7.3 << 0.7 << -1.0 << 2.7;
+        QTest::newRow("on a whole second") << 3.0 << 0.0 << 2.0 << 7.0;
+    }
+
+    void pauseAndResume()
+    {
+        QFETCH(double, pauseAt);
+        QFETCH(double, firstTickAfterResume);
+        QFETCH(double, videoAfterResume);
+        QFETCH(double, closeAfterResume);
+        const double eps = 0.001;
+        RecordingController *c = f.addWindow();
+        f.presenter->needForceShowSplashScreens();
+        f.clock->advance(pauseAt);
+        const qint64 state = f.presenter->stateSplashScreen();
+        f.presenter->pauseSplashScreens();
+        QVERIFY(f.presenter->needsResumeSplashScreen());
+        QCOMPARE(c->calls.mid(c->calls.size() - 2),
+                 (QStringList { QStringLiteral("pauseShow"), QStringLiteral("pauseShowVideo") }));
+        const qint64 passed = f.presenter->passedTime();
+
+        // Paused time does not count.
+        f.clock->advance(100);
+        QCOMPARE(f.presenter->passedTime(), passed);
+        QCOMPARE(f.presenter->stateSplashScreen(), state);
+
+        f.presenter->resumeSplashScreen();
+        QVERIFY(!f.presenter->needsResumeSplashScreen());
+        double elapsed = 0;
+        if (firstTickAfterResume > eps) {
+            f.clock->advance(firstTickAfterResume - eps);
+            elapsed += firstTickAfterResume - eps;
+            QCOMPARE(f.presenter->passedTime(), passed);
+        }
+        f.clock->advance(2 * eps);
+        elapsed += 2 * eps;
+        QCOMPARE(f.presenter->passedTime(), passed + 1);
+        f.clock->advance(1.0);
+        elapsed += 1.0;
+        QCOMPARE(f.presenter->passedTime(), passed + 2);
+
+        if (videoAfterResume > 0) {
+            f.clock->advance(videoAfterResume - eps - elapsed);
+            QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateStart));
+            f.clock->advance(2 * eps);
+            QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideo));
+            elapsed = videoAfterResume + eps;
+        }
+        f.clock->advance(closeAfterResume - eps - elapsed);
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideo));
+        f.clock->advance(2 * eps);
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideoCloseButton));
+    }
+
+    void resumeWhileAdsRemovedDoesNothing()
+    {
+        f.addWindow();
+        f.presenter->needForceShowSplashScreens();
+        f.clock->advance(1.5);
+        f.presenter->pauseSplashScreens();
+        Switches::setADSRemoved(true);
+        f.presenter->resumeSplashScreen();
+        QVERIFY(!f.presenter->needsResumeSplashScreen());
+        f.clock->advance(60);
+        QCOMPARE(f.presenter->passedTime(), qint64(1));
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateStart));
+    }
+
+    void forcedShowCancelsGateTimersFirst_data()
+    {
+        QTest::addColumn<bool>("key");
+        QTest::newRow("show starts") << true;
+        QTest::newRow("show refused for lack of focus") << false;
+    }
+
+    // The first-start and waiting timers are cancelled before the guards, so a refused
+    // forced show leaves the gate shut until refreshWaitAgain.
+    void forcedShowCancelsGateTimersFirst()
+    {
+        QFETCH(bool, key);
+        f.presenter->setDelayForFirstStart(30);
+        RecordingController *c = f.addWindow(key);
+        f.presenter->refreshWaitAgain();
+        QVERIFY(f.presenter->firstStartTimer()->isValid());
+        QVERIFY(f.presenter->prepareTimer()->isValid());
+        f.presenter->needForceShowSplashScreens();
+        QCOMPARE(f.presenter->isShow(), key);
+        f.clock->advance(1000);
+        QVERIFY(!f.presenter->isWaitTimeLeft());
+        if (key) {
+            c->output->didClickClose();
+            f.clock->advance(119.9);
+            QVERIFY(!f.presenter->isWaitTimeLeft());
+            f.clock->advance(0.2);
+        } else {
+            QCOMPARE(f.presenter->splashScreenStartCount(), qint64(0));
+            f.presenter->refreshWaitAgain();
+            f.clock->advance(120.1);
+        }
+        QVERIFY(f.presenter->isWaitTimeLeft());
+    }
+
+    void refusedShowsPostAndCountNothing_data()
+    {
+        QTest::addColumn<QString>("why");
+        for (const char *why : { "ads removed", "already shown", "no focus", "no windows" })
+            QTest::newRow(why) << QString::fromLatin1(why);
+    }
+
+    void refusedShowsPostAndCountNothing()
+    {
+        QFETCH(QString, why);
+        RecordingController *c = f.addWindow(why != QLatin1String("no focus"));
+        if (why == QLatin1String("ads removed"))
+            Switches::setADSRemoved(true);
+        if (why == QLatin1String("already shown"))
+            f.presenter->needForceShowSplashScreens();
+        if (why == QLatin1String("no windows"))
+            f.presenter->removeSplashScreenWithWindow(c->window());
+        const QStringList journal = f.journal;
+        const qint64 count = f.presenter->splashScreenStartCount();
+        f.presenter->needForceShowSplashScreens();
+        f.presenter->setWithoutSplash(true);
+        f.presenter->needForceShowSplashScreens();
+        QCOMPARE(f.journal, journal);
+        QCOMPARE(f.presenter->splashScreenStartCount(), count);
+    }
+
+    void softShowWaitsForTheFirstStartDelay()
+    {
+        f.presenter->setDelayForFirstStart(30);
+        f.addWindow();
+        f.presenter->showSplashScreens();
+        QVERIFY(!f.presenter->isShow());
+        QVERIFY(!f.presenter->isNeedShow());
+        f.clock->advance(30);
+        QVERIFY(f.presenter->isAdsReady());
+        f.presenter->showSplashScreens();
+        QVERIFY(f.presenter->isShow());
+        QVERIFY(!f.presenter->isAdsReady());
+    }
+
+    void softShowWithoutKeyWindowIsKept()
+    {
+        f.addWindow(false);
+        f.clock->advance(1);
+        f.presenter->showSplashScreens();
+        QVERIFY(!f.presenter->isShow());
+        QVERIFY(f.presenter->isNeedShow());
+        QVERIFY(f.posts().isEmpty());
+    }
+
+    void windowJoiningRunningSequence_data()
+    {
+        QTest::addColumn<double>("joinAt");
+        QTest::addColumn<bool>("videoEnded");
+        QTest::addColumn<QStringList>("shown");
+        const QString start = QStringLiteral("showStartScreen");
+        QTest::newRow("start screen at passedTime 3: ring 3 to 10")
+            << 3.0 << false << QStringList { start, QStringLiteral("startTimerViewFromSec 3 10") };
+        QTest::newRow("video phase: start view, never the video")
+            << 9.5 << false << QStringList { start, QStringLiteral("startTimerViewFromSec 9 10") };
+        QTest::newRow("close button: end view with the interstitial")
+            << 13.5 << false
+            << QStringList { QStringLiteral("setInterstitialUrl ") + kInterstitial.toString(),
+                             QStringLiteral("showEndScreen") };
+        QTest::newRow("video ended: nothing") << 13.5 << true << QStringList {};
+    }
+
+    void windowJoiningRunningSequence()
+    {
+        QFETCH(double, joinAt);
+        QFETCH(bool, videoEnded);
+        AdsDownloader::sharedInstance()->setVideoURL(kVideo);
+        AdsDownloader::sharedInstance()->setInterstitialVideoURL(kInterstitial);
+        f.presenter->setLoadTime(8);
+        RecordingController *first = f.addWindow();
+        f.presenter->needForceShowSplashScreens();
+        QVERIFY(first->calls.contains(QStringLiteral("startTimerViewFromSec 0 13")));
+        f.clock->advance(joinAt);
+        if (videoEnded)
+            first->output->didVideoEnded();
+        RecordingController *joined = f.addWindow(false);
+        QStringList shown;
+        for (const QString &call : joined->calls) {
+            if (call.startsWith(QLatin1String("show")) || call.startsWith(QLatin1String("start"))
+                || call.startsWith(QLatin1String("setInterstitial")))
+                shown << call;
+        }
+        QTEST(shown, "shown");
+        QCOMPARE(joined->lastTimerText(), first->lastTimerText());
+    }
+
+    void removingTheVideoWindowKeepsTheSequence()
+    {
+        AdsDownloader::sharedInstance()->setVideoURL(kVideo);
+        RecordingController *video = f.addWindow();
+        RecordingController *other = f.addWindow(false);
+        f.presenter->needForceShowSplashScreens();
+        QCOMPARE(f.presenter->splashScreenControllerWithVideo(), video);
+        f.clock->advance(2);
+        f.presenter->removeSplashScreenWithWindow(video->window());
+        QCOMPARE(video->calls.mid(video->calls.size() - 2),
+                 (QStringList { QStringLiteral("hide"), QStringLiteral("removeFromWindow") }));
+        QCOMPARE(f.presenter->SSControllers(), QList<P::Controller *> { other });
+        QVERIFY(!f.presenter->splashScreenControllerWithVideo());
+        QVERIFY(f.presenter->isShow());
+
+        f.clock->advance(3);
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideo));
+        QCOMPARE(f.posts().last(), name(VLMadsVideoDidStart));
+        QVERIFY(!other->calls.contains(QStringLiteral("showVideo")));
+        f.clock->advance(5);
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideoCloseButton));
+        QVERIFY(other->calls.contains(QStringLiteral("showEndScreen")));
+    }
+
+    void choiceOfVideo_data()
+    {
+        QTest::addColumn<QUrl>("downloaded");
+        QTest::addColumn<QUrl>("fallback");
+        QTest::addColumn<QUrl>("played"); // empty: no video, the start ring runs on
+        QTest::newRow("downloaded video") << kVideo << kFallbackVideo << kVideo;
+        QTest::newRow("(null) in the path: the fallback") << kNullVideo << kFallbackVideo << kFallbackVideo;
+        QTest::newRow("nothing downloaded: the fallback") << QUrl() << kFallbackVideo << kFallbackVideo;
+        QTest::newRow("downloaded is the fallback") << kFallbackVideo << kFallbackVideo << kFallbackVideo;
+        QTest::newRow("(null) without fallback: no video") << kNullVideo << QUrl() << QUrl();
+        QTest::newRow("nothing at all: no video") << QUrl() << QUrl() << QUrl();
+    }
+
+    void choiceOfVideo()
+    {
+        QFETCH(QUrl, downloaded);
+        QFETCH(QUrl, fallback);
+        QFETCH(QUrl, played);
+        AdsDownloader::sharedInstance()->setVideoURL(downloaded);
+        f.presenter->setDefaultVideoWithURL(fallback, kFallbackLink);
+        RecordingController *c = f.addWindow();
+        f.presenter->needForceShowSplashScreens();
+        f.clock->advance(5);
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideo));
+        QCOMPARE(f.posts().last(), name(VLMadsVideoDidStart));
+        const QStringList sinceStart = c->calls.mid(c->calls.lastIndexOf(QStringLiteral("pauseShow")));
+        if (played.isEmpty()) {
+            QVERIFY(!c->calls.contains(QStringLiteral("showVideo")));
+            QVERIFY(sinceStart.contains(QStringLiteral("startTimerViewFromSec 5 10")));
+        } else {
+            QCOMPARE(c->videoUrl(), played);
+            QCOMPARE(sinceStart.mid(1, 3),
+                     (QStringList { QStringLiteral("setVideoUrl ") + played.toString(), QStringLiteral("showVideo"),
+                                    QStringLiteral("startVideoTimerViewFromSec 5 10") }));
+        }
+        f.clock->advance(5);
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideoCloseButton));
+    }
+
+    void clickOnVideo_data()
+    {
+        QTest::addColumn<QUrl>("link");
+        QTest::addColumn<QUrl>("fallbackLink");
+        QTest::addColumn<QVariantMap>("info");
+        QTest::addColumn<QUrl>("opened"); // empty: nothing happens
+        QTest::addColumn<QVariant>("object");
+        const QVariantMap named { { QStringLiteral("VLMAppName"), QStringLiteral("Puzzler") } };
+        const QVariantMap unnamed { { QStringLiteral("VLMPriority"), 3 } };
+        QTest::newRow("the ad's link and name")
+            << kLink << kFallbackLink << named << kLink << QVariant(QStringLiteral("Puzzler"));
+        QTest::newRow("link equal to the fallback video: fallback link")
+            << kFallbackVideo << kFallbackLink << named << kFallbackLink << QVariant(QStringLiteral("Puzzler"));
+        QTest::newRow("info without a name: no object") << kLink << kFallbackLink << unnamed << kLink << QVariant();
+        QTest::newRow("only the fallback link")
+            << QUrl() << kFallbackLink << named << kFallbackLink << QVariant(QStringLiteral("Puzzler"));
+        QTest::newRow("no link at all: ignored") << QUrl() << QUrl() << named << QUrl() << QVariant();
+    }
+
+    void clickOnVideo()
+    {
+        QFETCH(QUrl, link);
+        QFETCH(QUrl, fallbackLink);
+        QFETCH(QVariantMap, info);
+        QFETCH(QUrl, opened);
+        AdsDownloader::sharedInstance()->setVideoURL(kVideo);
+        AdsDownloader::sharedInstance()->setLinkVideoURL(link);
+        AdsDownloader::sharedInstance()->setVideoInfo(info);
+        f.presenter->setDefaultVideoWithURL(kFallbackVideo, fallbackLink);
+        RecordingController *c = f.addWindow();
+        f.presenter->needForceShowSplashScreens();
+        f.clock->advance(6);
+        const qint64 state = f.presenter->stateSplashScreen();
+        const QStringList before = f.posts();
+        c->output->didClickOnVideo();
+        QCOMPARE(f.presenter->stateSplashScreen(), state);
+        if (opened.isEmpty()) {
+            QVERIFY(m_opened.isEmpty());
+            QCOMPARE(f.posts(), before);
+            return;
+        }
+        QCOMPARE(m_opened, QList<QUrl> { opened });
+        QCOMPARE(f.posts().last(), name(VLMclickForVideo));
+        QTEST(f.postedObjects.last(), "object");
+    }
+
+    void muteReachesEveryWindow()
+    {
+        RecordingController *a = f.addWindow();
+        RecordingController *b = f.addWindow(false);
+        b->output->didChangeMuted(true);
+        QVERIFY(f.presenter->isMuted());
+        QVERIFY(a->isMuted() && b->isMuted());
+        a->output->didChangeMuted(false);
+        QVERIFY(!f.presenter->isMuted());
+        QVERIFY(!a->isMuted() && !b->isMuted());
+    }
+
+    void removeAdsClickOnlyPosts()
+    {
+        RecordingController *c = f.addWindow();
+        f.presenter->needForceShowSplashScreens();
+        const QStringList calls = c->calls;
+        c->output->didClickRemoveAds();
+        QCOMPARE(f.posts().last(), name(VLMtryRemoveAds));
+        QCOMPARE(c->calls, calls);
+        QVERIFY(f.presenter->isShow());
+    }
+
+    void registeringTwiceCreatesNothing()
+    {
+        RecordingController *c = f.addWindow();
+        QVERIFY(!f.presenter->addSplashScreenForWindow(c->window(), true));
+        QCOMPARE(f.controllers.size(), 1);
+    }
+
+    void firstStartDelayRunsFromTheFirstWindow()
+    {
+        f.presenter->setDelayForFirstStart(30);
+        f.addWindow();
+        f.clock->advance(20);
+        f.addWindow(false); // does not restart the delay
+        f.clock->advance(10);
+        QVERIFY(f.presenter->isAdsReady());
+
+        f.presenter->refreshWaitAgain();
+        f.presenter->removeAllSplashScreens();
+        f.clock->advance(120);
+        QVERIFY(f.presenter->isAdsReady()); // removing all stops no timer
+        f.presenter->refreshWaitAgain();
+        f.presenter->setWaitTime(1000);
+        f.presenter->refreshWaitAgain();
+        f.addWindow(); // an empty list starts the delay again
+        f.clock->advance(30);
+        QVERIFY(f.presenter->isAdsReady());
+    }
+
+    void timersAreRegisteredForTracking()
+    {
+        f.addWindow();
+        f.presenter->needForceShowSplashScreens();
+        QVERIFY(f.presenter->tickTimer()->isGodTimer());
+        QVERIFY(f.presenter->videoTimer()->isGodTimer());
+        QVERIFY(f.presenter->firstStartTimer()->isGodTimer());
+    }
+
+private:
+    PresenterFixture f;
+    QList<QUrl> m_opened;
+};
+
+VELMORA_TEST_MAIN(PresenterTest)
+#include "tst_presenter.moc"
