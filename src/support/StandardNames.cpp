@@ -1,9 +1,13 @@
 #include "support/StandardNames.h"
 
+#include "BuildConfig.h"
+
+#include <velmora/Bundle.h>
 #include <velmora/Support.h>
 
 #include <QFile>
 #include <QLocale>
+#include <QMovie>
 #include <QStringDecoder>
 
 namespace velmora {
@@ -95,6 +99,62 @@ QHash<QString, QString> StandardNames::getInfoFromURL(const QUrl &url)
     if (!file.open(QIODevice::ReadOnly))
         return {};
     return parseStrings(file.readAll());
+}
+
+namespace {
+
+struct HouseBanner {
+    const char *identifier;
+    const char *storeId;
+    // Resource name of the GIF, relative to the framework's resource folder.
+    const char *picture;
+};
+
+constexpr HouseBanner houseBanners[] = {
+    { "mac.000001.mac-store", "0000000001", "banners/house_banner_1" },
+    { "mac.000002.mac-store", "0000000002", "banners/house_banner_2" },
+    { "mac.000003.mac-store", "0000000003", "banners/house_banner_3" },
+    { "mac.000004.mac-store", "0000000004", "banners/house_banner_4" },
+};
+
+QString storeLink(const char *storeId)
+{
+    return QStringLiteral("macappstores://%1/app/id%2")
+        .arg(QLatin1String(VELMORA_STORE_HOST_DEFAULT), QLatin1String(storeId));
+}
+
+// A house banner's GIF by its table name; any other identifier by "<identifier>.gif".
+QString pictureName(const QString &identifier)
+{
+    for (const HouseBanner &banner : houseBanners) {
+        if (identifier == QLatin1String(banner.identifier))
+            return QLatin1String(banner.picture);
+    }
+    return identifier;
+}
+
+} // namespace
+
+QMap<QString, QString> StandardNames::standardBanners()
+{
+    QMap<QString, QString> table;
+    for (const HouseBanner &banner : houseBanners)
+        table.insert(QLatin1String(banner.identifier), storeLink(banner.storeId));
+    return table;
+}
+
+std::unique_ptr<QMovie> StandardNames::bannerFromName(const QString &identifier)
+{
+    if (identifier.isEmpty())
+        return nullptr;
+    const QString path
+        = Bundle::resourseBundleForClass().pathForResource(pictureName(identifier), QStringLiteral("gif"));
+    if (path.isEmpty())
+        return nullptr;
+    auto picture = std::make_unique<QMovie>(path);
+    if (!picture->isValid())
+        return nullptr;
+    return picture;
 }
 
 } // namespace velmora

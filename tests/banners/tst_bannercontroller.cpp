@@ -1,0 +1,616 @@
+#include "AdServerProcess.h"
+#include "GifWriter.h"
+#include "TestEnvironment.h"
+
+#include "content/AdsDownloader.h"
+#include "controls/BannerImageView.h"
+#include "support/ManualClock.h"
+#include "support/StandardNames.h"
+#include "support/Switches.h"
+
+#include <velmora/BannerController.h>
+#include <velmora/Bundle.h>
+#include <velmora/NotificationCenter.h>
+#include <velmora/Notifications.h>
+#include <velmora/Timer.h>
+
+#include <QAbstractButton>
+#include <QDesktopServices>
+#include <QDir>
+#include <QJsonDocument>
+#include <QLabel>
+#include <QMainWindow>
+#include <QMovie>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+
+using namespace velmora;
+using velmora::test::TestEnvironment;
+
+// Receives the URLs the framework asks the desktop to open.
+class UrlCatcher : public QObject {
+    Q_OBJECT
+
+public:
+    QList<QUrl> opened;
+
+public Q_SLOTS:
+    void open(const QUrl &url) { opened << url; }
+};
+
+namespace {
+
+const QString kStoreScheme = QStringLiteral("macappstores");
+
+struct Posted {
+    QString name;
+    QVariant object;
+};
+
+// A host window whose central widget is the banner's container.
+std::unique_ptr<QMainWindow> hostWindow(QSize size, bool show = true)
+{
+    auto window = std::make_unique<QMainWindow>();
+    auto *content = new QLabel(QStringLiteral("Host application content"));
+    content->setAlignment(Qt::AlignCenter);
+    content->setAutoFillBackground(true);
+    QPalette palette = content->palette();
+    palette.setColor(QPalette::Window, QColor(0xf2, 0xf2, 0xf5));
+    content->setPalette(palette);
+    window->setCentralWidget(content);
+    window->resize(size);
+    if (show) {
+        window->show();
+        if (!QTest::qWaitForWindowExposed(window.get()))
+            return nullptr;
+    }
+    return window;
+}
+
+void writeInfoPlist(const QString &folder, const QString &identifier)
+{
+    QDir().mkpath(folder);
+    QFile plist(folder + QStringLiteral("/Info.plist"));
+    if (!plist.open(QIODevice::WriteOnly))
+        return;
+    plist.write(QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+                               "<key>MetrivoAppId</key><string>%1</string></dict></plist>\n")
+                    .arg(identifier)
+                    .toUtf8());
+}
+
+bool near(const QRectF &actual, const QRectF &expected)
+{
+    auto close = [](double a, double b) { return qAbs(a - b) < 0.01; };
+    return close(actual.x(), expected.x()) && close(actual.y(), expected.y()) && close(actual.width(), expected.width())
+        && close(actual.height(), expected.height());
+}
+
+QString describe(const QRectF &r)
+{
+    return QStringLiteral("(%1, %2, %3 x %4)").arg(r.x()).arg(r.y()).arg(r.width()).arg(r.height());
+}
+
+} // namespace
+
+class BannerControllerTest : public QObject {
+    Q_OBJECT
+
+private:
+    ManualClock m_clock;
+    QTemporaryDir m_dir;
+    test::AdServerProcess m_server;
+    UrlCatcher m_urls;
+    QList<Posted> m_posted;
+    AdsDownloader *m_downloader = nullptr;
+
+    QString media(const QString &name) const { return m_dir.filePath(QStringLiteral("ads/media/") + name); }
+
+    QString bannerGif(const QString &name, QSize size = QSize(728, 90))
+    {
+        const QString path = media(name);
+        if (!QFile::exists(path))
+            test::writeGif(path, size, { QColor(0x2a, 0x6f, 0xdb), QColor(0xff, 0xc8, 0x3d) }, 2,
+                           [](int frame, int x, int) { return (x / 40 + frame) % 2; });
+        return path;
+    }
+
+    QString errorPage(const QString &name)
+    {
+        const QString path = media(name);
+        QFile page(path);
+        if (page.open(QIODevice::WriteOnly))
+            page.write("<!DOCTYPE html><html><body><h1>502 Bad Gateway</h1></body></html>\n");
+        return path;
+    }
+
+    // Puts a downloaded banner in place, as a finished download leaves it.
+    void setDownloadedBanner(const QString &file, const QVariantMap &info, const QUrl &link)
+    {
+        m_downloader->setBannerURL(QUrl::fromLocalFile(file));
+        m_downloader->setBannerInfo(info);
+        m_downloader->setLinkBannerURL(link);
+    }
+
+    QList<Posted> postedNamed(const char *name) const
+    {
+        QList<Posted> found;
+        for (const Posted &posted : m_posted) {
+            if (posted.name == QLatin1String(name))
+                found << posted;
+        }
+        return found;
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        QDir().mkpath(m_dir.filePath(QStringLiteral("ads/media")));
+        QFile manifest(m_dir.filePath(QStringLiteral("ads/manifest.json")));
+        QVERIFY(manifest.open(QIODevice::WriteOnly));
+        manifest.write(R"({"standard": [], "video": []})");
+        manifest.close();
+        QVERIFY2(m_server.start(m_dir.filePath(QStringLiteral("ads"))), qPrintable(m_server.errorString()));
+        qputenv("VELMORA_AD_SERVER_URL", m_server.baseUrl().toString().toUtf8());
+
+        writeInfoPlist(m_dir.filePath(QStringLiteral("host")), QStringLiteral("mac.000000.mac-store"));
+        Bundle::setMainAppBundlePath(m_dir.filePath(QStringLiteral("host")));
+        Clock::install(&m_clock);
+        QDesktopServices::setUrlHandler(kStoreScheme, &m_urls, "open");
+        connect(NotificationCenter::defaultCenter(), &NotificationCenter::notificationPosted, this,
+                [this](const QString &name, const QVariant &object) {
+                    m_posted << Posted { name, object };
+                });
+
+        // The first banner starts the process's one ad-table request; once that cycle has
+        // ended, later banners start none and each test drives the cycle itself.
+        auto window = hostWindow(QSize(900, 300));
+        QVERIFY(window);
+        BannerController *banner = BannerController::addBannerToWindow(window.get());
+        QSignalSpy firstCycle(banner, &BannerController::bannerChanged);
+        QVERIFY(firstCycle.wait(10000));
+        m_downloader = AdsDownloader::sharedInstance();
+        QVERIFY(m_downloader->isUpdateAdsCurrentSession());
+    }
+
+    void cleanupTestCase()
+    {
+        QDesktopServices::unsetUrlHandler(kStoreScheme);
+        Clock::install(nullptr);
+    }
+
+    void init()
+    {
+        // No ad table: a pull keeps whatever banner the test put in place.
+        m_downloader->setReplyJSON(std::nullopt);
+        m_downloader->setBannerURL(QUrl());
+        m_downloader->setBannerInfo({});
+        m_downloader->setLinkBannerURL(QUrl());
+        m_urls.opened.clear();
+        m_posted.clear();
+    }
+
+    void swapsEveryFifteenSecondsOnlyWhileVisible()
+    {
+        auto window = hostWindow(QSize(1000, 300));
+        QVERIFY(window);
+        BannerController *banner = BannerController::addBannerToWindow(window.get());
+        QSignalSpy changed(banner, &BannerController::bannerChanged);
+        banner->endDownloadСonfiguration();
+        QTRY_COMPARE(changed.count(), 1);
+        QVERIFY(banner->bannerSwapTimer());
+        QCOMPARE(banner->bannerSwapTimer()->fireDate(), m_clock.now() + 15.0);
+        QVERIFY(banner->bannerSwapTimer()->isGodTimer());
+        QVERIFY(!banner->bannerSwapTimer()->repeats());
+
+        m_clock.advance(14.9);
+        QCOMPARE(changed.count(), 1);
+        m_clock.advance(0.1);
+        QTRY_COMPARE(changed.count(), 2);
+        m_clock.advance(30);
+        QTRY_COMPARE(changed.count(), 4);
+
+        // Hidden at the moment of a swap: the chain ends and does not resume on its own.
+        window->hide();
+        m_clock.advance(15);
+        QVERIFY(!banner->bannerSwapTimer());
+        window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        m_clock.advance(60);
+        QTest::qWait(20);
+        QCOMPARE(changed.count(), 4);
+        QCOMPARE(m_clock.pendingTimers(), 0);
+
+        // The next end of a download cycle starts it again.
+        m_downloader->downloadBanner();
+        QTRY_COMPARE(changed.count(), 5);
+        m_clock.advance(15);
+        QTRY_COMPARE(changed.count(), 6);
+    }
+
+    void minimisedWindowRestsTheChain()
+    {
+        auto window = hostWindow(QSize(1000, 300));
+        QVERIFY(window);
+        BannerController *banner = BannerController::addBannerToWindow(window.get());
+        QSignalSpy changed(banner, &BannerController::bannerChanged);
+        banner->endDownloadСonfiguration();
+        QTRY_COMPARE(changed.count(), 1);
+        window->setWindowState(Qt::WindowMinimized);
+        m_clock.advance(15);
+        QTest::qWait(20);
+        QCOMPARE(changed.count(), 1);
+        QVERIFY(!banner->bannerSwapTimer());
+    }
+
+    void delegatesAreToldInRegistrationOrder()
+    {
+        auto first = hostWindow(QSize(800, 200));
+        auto second = hostWindow(QSize(800, 200));
+        QVERIFY(first && second);
+        BannerController *a = BannerController::addBannerToWindow(first.get());
+        BannerController *b = BannerController::addBannerToWindow(second.get());
+        QStringList order;
+        connect(a, &BannerController::bannerChanged, this, [&] { order << QStringLiteral("first"); });
+        connect(b, &BannerController::bannerChanged, this, [&] { order << QStringLiteral("second"); });
+        m_downloader->downloadBanner();
+        QTRY_COMPARE(order.size(), 2);
+        QCOMPARE(order, (QStringList { QStringLiteral("first"), QStringLiteral("second") }));
+        QVERIFY(a->bannerSwapTimer() && b->bannerSwapTimer());
+    }
+
+    // House banners are drawn from the table without the host's own row, and a click
+    // opens the drawn banner's store link and names it.
+    void houseBannersNeverShowTheHostsOwn_data()
+    {
+        QTest::addColumn<int>("ownRow");
+        QTest::newRow("host owns no house banner") << -1;
+        QTest::newRow("host is the first house app") << 0;
+        QTest::newRow("host is the last house app") << 3;
+    }
+
+    void houseBannersNeverShowTheHostsOwn()
+    {
+        QFETCH(int, ownRow);
+        const QMap<QString, QString> table = StandardNames::standardBanners();
+        const QString own = ownRow < 0 ? QStringLiteral("mac.000000.mac-store") : table.keys().at(ownRow);
+        const QString hostFolder = m_dir.filePath(QStringLiteral("host-%1").arg(ownRow + 1));
+        writeInfoPlist(hostFolder, own);
+        Bundle::setMainAppBundlePath(hostFolder);
+        auto window = hostWindow(QSize(1000, 300));
+        QVERIFY(window);
+        BannerController *banner = BannerController::addBannerToWindow(window.get());
+        Bundle::setMainAppBundlePath(m_dir.filePath(QStringLiteral("host")));
+        QRandomGenerator random(4242);
+        banner->setRandomGenerator(&random);
+        QCOMPARE(banner->standardBanners().size(), ownRow < 0 ? 4 : 3);
+        QVERIFY(!banner->standardBanners().contains(own));
+
+        QSignalSpy changed(banner, &BannerController::bannerChanged);
+        banner->endDownloadСonfiguration();
+        QSet<QString> seen;
+        for (int swap = 1; swap <= 40; ++swap) {
+            QTRY_COMPARE(changed.count(), swap);
+            const QString shown = banner->selectBanner();
+            QVERIFY2(shown != own, qPrintable(shown));
+            QVERIFY2(table.contains(shown), qPrintable(shown));
+            QCOMPARE(banner->currentURL(), QUrl(table.value(shown)));
+            QVERIFY(banner->view()->isVisible());
+            seen << shown;
+            m_clock.advance(15);
+        }
+        QCOMPARE(seen.size(), int(banner->standardBanners().size()));
+
+        QTest::mouseClick(banner->bannerImage(), Qt::LeftButton);
+        QCOMPARE(m_urls.opened, QList<QUrl> { QUrl(table.value(banner->selectBanner())) });
+        const QList<Posted> clicks = postedNamed(VLMclickForBanner);
+        QCOMPARE(clicks.size(), 1);
+        QCOMPARE(clicks.first().object.toString(), banner->selectBanner());
+    }
+
+    void downloadedBannerClickNamesIt_data()
+    {
+        QTest::addColumn<QVariantMap>("info");
+        QTest::addColumn<QString>("posted");
+        QTest::newRow("named ad") << QVariantMap { { QStringLiteral("name"), QStringLiteral("Photo Editor") } }
+                                  << QStringLiteral("Photo Editor");
+        QTest::newRow("ad without a name")
+            << QVariantMap { { QStringLiteral("banner_id"), 7 } } << QStringLiteral("Web Banner");
+        QTest::newRow("empty name") << QVariantMap { { QStringLiteral("name"), QString() } }
+                                    << QStringLiteral("Web Banner");
+    }
+
+    void downloadedBannerClickNamesIt()
+    {
+        QFETCH(QVariantMap, info);
+        QFETCH(QString, posted);
+        const QUrl link(QStringLiteral("macappstores://apps.velmora.example/app/id1000000042"));
+        setDownloadedBanner(bannerGif(QStringLiteral("downloaded.gif")), info, link);
+        auto window = hostWindow(QSize(1000, 300));
+        QVERIFY(window);
+        BannerController *banner = BannerController::addBannerToWindow(window.get());
+        QSignalSpy changed(banner, &BannerController::bannerChanged);
+        banner->endDownloadСonfiguration();
+        QTRY_COMPARE(changed.count(), 1);
+        QCOMPARE(banner->bannerImage()->imageSize(), QSize(728, 90));
+        QCOMPARE(banner->bannerInfo(), info);
+
+        QTest::mouseClick(banner->bannerImage(), Qt::LeftButton);
+        QCOMPARE(m_urls.opened, QList<QUrl> { link });
+        const QList<Posted> clicks = postedNamed(VLMclickForBanner);
+        QCOMPARE(clicks.size(), 1);
+        QCOMPARE(clicks.first().object.toString(), posted);
+    }
+
+    // A path built from a missing file name, or a stored error page, is no banner: a house
+    // banner stands in.
+    void unusableDownloadFallsBackToHouseBanner_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::newRow("path from a missing name") << m_dir.filePath(QStringLiteral("ads/media/(null)"));
+        QTest::newRow("HTML error page stored as media") << errorPage(QStringLiteral("error-page.gif"));
+        QTest::newRow("file that does not exist") << media(QStringLiteral("never-downloaded.gif"));
+    }
+
+    void unusableDownloadFallsBackToHouseBanner()
+    {
+        QFETCH(QString, file);
+        setDownloadedBanner(file, { { QStringLiteral("name"), QStringLiteral("Broken") } },
+                            QUrl(QStringLiteral("macappstores://apps.velmora.example/app/id1")));
+        auto window = hostWindow(QSize(1000, 300));
+        QVERIFY(window);
+        BannerController *banner = BannerController::addBannerToWindow(window.get());
+        QSignalSpy changed(banner, &BannerController::bannerChanged);
+        banner->endDownloadСonfiguration();
+        QTRY_COMPARE(changed.count(), 1);
+        QVERIFY(StandardNames::standardBanners().contains(banner->selectBanner()));
+        QCOMPARE(banner->currentURL(), QUrl(StandardNames::standardBanners().value(banner->selectBanner())));
+        QVERIFY(banner->bannerImage()->image());
+        QVERIFY(banner->view()->isVisible());
+    }
+
+    void errorPageShownDirectlyHidesTheBanner()
+    {
+        auto window = hostWindow(QSize(1000, 300));
+        QVERIFY(window);
+        BannerController *banner = BannerController::addBannerToWindow(window.get());
+        banner->setBannerGifImageWithURL(QUrl::fromLocalFile(bannerGif(QStringLiteral("downloaded.gif"))));
+        QVERIFY(banner->view()->isVisible());
+        banner->setBannerGifImageWithURL(QUrl::fromLocalFile(errorPage(QStringLiteral("error-page-2.gif"))));
+        QVERIFY(!banner->view()->isVisible());
+        QVERIFY(!banner->bannerImage()->image());
+        QVERIFY(!window->grab().isNull());
+    }
+
+    // A whole cycle over loopback HTTP: the ad table names a banner, the downloader fetches
+    // its GIF from the ad server, and the banner shows it, or a house banner when the
+    // server's file is not a picture.
+    void showsBannerDownloadedFromAdServer_data()
+    {
+        QTest::addColumn<QString>("file");
+        QTest::addColumn<bool>("isPicture");
+        QTest::newRow("GIF banner") << QStringLiteral("photo-editor.gif") << true;
+        QTest::newRow("error page served as the GIF") << QStringLiteral("bad-gateway.gif") << false;
+    }
+
+    void showsBannerDownloadedFromAdServer()
+    {
+        QFETCH(QString, file);
+        QFETCH(bool, isPicture);
+        if (isPicture)
+            bannerGif(file);
+        else
+            errorPage(file);
+        static int bannerId = 100;
+        const QVariantMap ad { { QStringLiteral("banner_id"), ++bannerId },
+                               { QStringLiteral("name"), QStringLiteral("Photo Editor") },
+                               { QStringLiteral("priority"), 1 },
+                               { QStringLiteral("market_url"),
+                                 QStringLiteral("https://apps.velmora.example/app/id100001") },
+                               { QStringLiteral("image_728x90"), QStringLiteral("/media/") + file } };
+        m_downloader->setReplyJSON(QVariantMap { { QStringLiteral("standard"), QVariantList { ad } },
+                                                 { QStringLiteral("video"), QVariantList() } });
+        auto window = hostWindow(QSize(1000, 300));
+        QVERIFY(window);
+        BannerController *banner = BannerController::addBannerToWindow(window.get());
+        QSignalSpy changed(banner, &BannerController::bannerChanged);
+        banner->endDownloadСonfiguration();
+        QTRY_VERIFY_WITH_TIMEOUT(changed.count() >= 1, 10000);
+
+        bool fetched = false;
+        for (const QJsonObject &line : m_server.logLines())
+            fetched = fetched || line.value(QStringLiteral("path")).toString() == QStringLiteral("/media/") + file;
+        QVERIFY2(fetched, "the banner's media was requested from the ad server");
+        if (isPicture) {
+            QCOMPARE(banner->selectBanner(), QStringLiteral("Photo Editor"));
+            QCOMPARE(banner->bannerImage()->imageSize(), QSize(728, 90));
+            QCOMPARE(banner->currentURL().scheme(), kStoreScheme);
+            QVERIFY(banner->currentURL().path().endsWith(QStringLiteral("/app/id100001")));
+        } else {
+            QVERIFY(StandardNames::standardBanners().contains(banner->selectBanner()));
+        }
+        QVERIFY(banner->view()->isVisible());
+    }
+
+    void placement_data()
+    {
+        QTest::addColumn<QSize>("container");
+        QTest::addColumn<double>("height");
+        QTest::addColumn<double>("bottomInset");
+        QTest::addColumn<double>("centerXInset");
+        QTest::addColumn<QRectF>("frame");
+        const double large = 100.0 * 728 / 90; // 808.9
+        const double small = 60.0 * 728 / 90;
+        QTest::newRow("728x90 at 100 is 808.9 wide, one shadow depth up")
+            << QSize(1000, 600) << 100.0 << 0.0 << 0.0 << QRectF((1000 - large) / 2, 600 - 4 - 100, large, 100);
+        QTest::newRow("bottom inset 10 over a shadow of 4")
+            << QSize(1000, 600) << 100.0 << 10.0 << 0.0 << QRectF((1000 - large) / 2, 600 - 14 - 100, large, 100);
+        QTest::newRow("small banner") << QSize(1000, 600) << 60.0 << 0.0 << 0.0
+                                      << QRectF((1000 - small) / 2, 600 - 4 - 60, small, 60);
+        QTest::newRow("positive centre inset moves right")
+            << QSize(1000, 600) << 100.0 << 0.0 << 50.0 << QRectF((1000 - large) / 2 + 50, 496, large, 100);
+        QTest::newRow("negative centre inset moves left")
+            << QSize(1000, 600) << 100.0 << 0.0 << -50.0 << QRectF((1000 - large) / 2 - 50, 496, large, 100);
+        QTest::newRow("offset past the trailing edge stops at it")
+            << QSize(1000, 600) << 100.0 << 0.0 << 400.0 << QRectF(1000 - large, 496, large, 100);
+        QTest::newRow("container narrower than the banner keeps the trailing edge")
+            << QSize(600, 400) << 100.0 << 0.0 << 0.0 << QRectF(600 - large, 296, large, 100);
+    }
+
+    void placement()
+    {
+        QFETCH(QSize, container);
+        QFETCH(double, height);
+        QFETCH(double, bottomInset);
+        QFETCH(double, centerXInset);
+        QFETCH(QRectF, frame);
+        auto window = hostWindow(container);
+        QVERIFY(window);
+        BannerController *banner = BannerController::addBannerToWindow(window.get());
+        QCOMPARE(banner->view()->parentWidget(), window->centralWidget());
+        banner->setHeight(height);
+        banner->setBottomInset(bottomInset);
+        banner->setCenterXInset(centerXInset);
+        banner->setBannerGifImageWithURL(QUrl::fromLocalFile(bannerGif(QStringLiteral("downloaded.gif"))));
+
+        QVERIFY2(near(banner->bannerFrame(), frame), qPrintable(describe(banner->bannerFrame())));
+        QCOMPARE(banner->bottomInset(), bottomInset);
+        QCOMPARE(banner->centerXInset(), centerXInset);
+        const QRect geometry = banner->view()->geometry();
+        QVERIFY2(qAbs(geometry.x() - frame.x()) <= 0.5 && qAbs(geometry.width() - frame.width()) <= 0.5,
+                 qPrintable(describe(geometry)));
+        QCOMPARE(geometry.y() + geometry.height(), qRound(frame.bottom()));
+        QVERIFY(geometry.right() < container.width());
+    }
+
+    void followsTheContainersSize_data()
+    {
+        QTest::addColumn<bool>("mainWindow");
+        QTest::newRow("main window: central widget") << true;
+        QTest::newRow("plain window") << false;
+    }
+
+    void followsTheContainersSize()
+    {
+        QFETCH(bool, mainWindow);
+        std::unique_ptr<QWidget> window
+            = mainWindow ? std::unique_ptr<QWidget>(hostWindow(QSize(1000, 400))) : std::make_unique<QWidget>();
+        QVERIFY(window);
+        if (!mainWindow) {
+            window->resize(1000, 400);
+            window->show();
+            QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        }
+        BannerController *banner = BannerController::addBannerToWindow(window.get());
+        banner->setBottomInset(10);
+        banner->setBannerGifImageWithURL(QUrl::fromLocalFile(bannerGif(QStringLiteral("downloaded.gif"))));
+        window->resize(1400, 700);
+        QTRY_COMPARE(banner->view()->parentWidget()->size(), QSize(1400, 700));
+        const QRect geometry = banner->view()->geometry();
+        QVERIFY2(qAbs(geometry.center().x() + 0.5 - 700) <= 1, qPrintable(describe(geometry)));
+        QCOMPARE(geometry.y() + geometry.height(), 700 - 14);
+        window->resize(500, 300);
+        QTRY_COMPARE(banner->view()->geometry().right(), 499);
+        QCOMPARE(banner->view()->geometry().bottom() + 1, 300 - 14);
+    }
+
+    void viewControllerOutsideAnyWindowGetsTheBanner()
+    {
+        QWidget viewController;
+        auto *view = new QWidget(&viewController);
+        BannerController *banner = BannerController::addBannerToViewController(&viewController, view);
+        QCOMPARE(banner->view()->parentWidget(), view);
+        QCOMPARE(banner->parent(), &viewController);
+        QSignalSpy changed(banner, &BannerController::bannerChanged);
+        banner->endDownloadСonfiguration();
+        QTest::qWait(20);
+        QCOMPARE(changed.count(), 0);
+        QVERIFY(!banner->bannerSwapTimer());
+    }
+
+    void adsRemovedBeforeLoadingKeepsBannerHidden()
+    {
+        Switches::setADSRemoved(true);
+        auto window = hostWindow(QSize(1000, 300));
+        QVERIFY(window);
+        BannerController *banner = BannerController::addBannerToWindow(window.get());
+        Switches::setADSRemoved(false);
+        QVERIFY(!banner->view()->isVisible());
+        QVERIFY(!banner->view()->parentWidget());
+        QVERIFY(banner->bannerFrame().isNull());
+        QVERIFY(!banner->bannerSwapTimer());
+    }
+
+    void closeButtonAsksHostToRemoveAds()
+    {
+        auto window = hostWindow(QSize(1000, 300));
+        QVERIFY(window);
+        BannerController *banner = BannerController::addBannerToWindow(window.get());
+        banner->setBannerGifImageWithURL(QUrl::fromLocalFile(bannerGif(QStringLiteral("downloaded.gif"))));
+        QVERIFY(banner->closeButton()->isVisible());
+        QTest::mouseClick(banner->closeButton(), Qt::LeftButton);
+        const QList<Posted> asks = postedNamed(VLMtryRemoveAds);
+        QCOMPARE(asks.size(), 1);
+        QVERIFY(asks.first().object.isNull());
+        QVERIFY(banner->view()->isVisible());
+        QVERIFY(postedNamed(VLMclickForBanner).isEmpty());
+    }
+
+    void removeAdsFadesOutAndStopsRotation()
+    {
+        auto window = hostWindow(QSize(1000, 300));
+        QVERIFY(window);
+        BannerController *banner = BannerController::addBannerToWindow(window.get());
+        QSignalSpy changed(banner, &BannerController::bannerChanged);
+        banner->endDownloadСonfiguration();
+        QTRY_COMPARE(changed.count(), 1);
+        banner->removeADS();
+        QVERIFY(!banner->bannerSwapTimer());
+        QVERIFY2(banner->view(), "the view fades before it goes");
+        QTRY_VERIFY(!banner->view());
+        m_downloader->downloadBanner();
+        m_clock.advance(30);
+        QTest::qWait(20);
+        QCOMPARE(changed.count(), 1);
+        banner->setHeight(60);
+        banner->setBannerHidden(false);
+    }
+
+    // Screenshots of a house banner at the bottom of a host window, large and small.
+    void screenshots_data()
+    {
+        QTest::addColumn<double>("height");
+        QTest::addColumn<QString>("file");
+        QTest::newRow("large") << 100.0 << QStringLiteral("banner-large.png");
+        QTest::newRow("small") << 60.0 << QStringLiteral("banner-small.png");
+    }
+
+    void screenshots()
+    {
+        QFETCH(double, height);
+        QFETCH(QString, file);
+        auto window = hostWindow(QSize(1000, 360));
+        QVERIFY(window);
+        window->setWindowTitle(QStringLiteral("Host"));
+        BannerController *banner = BannerController::addBannerToWindow(window.get());
+        banner->setHeight(height);
+        banner->setBottomInset(8);
+        QRandomGenerator random(7);
+        banner->setRandomGenerator(&random);
+        QSignalSpy changed(banner, &BannerController::bannerChanged);
+        banner->endDownloadСonfiguration();
+        QTRY_COMPARE(changed.count(), 1);
+        QTest::qWait(150);
+        const QImage shot = window->grab().toImage();
+        const QRect frame = banner->view()->geometry();
+        // The banner's middle shows the picture, not the host's background.
+        QVERIFY(shot.pixelColor(frame.center()) != QColor(0xf2, 0xf2, 0xf5));
+        const QString folder = TestEnvironment::binaryPath(QStringLiteral("screenshots"));
+        QDir().mkpath(folder);
+        QVERIFY(shot.save(folder + QLatin1Char('/') + file));
+    }
+};
+
+VELMORA_TEST_MAIN(BannerControllerTest)
+#include "tst_bannercontroller.moc"
