@@ -256,7 +256,7 @@ void BannerController::showImage(std::unique_ptr<QMovie> image)
     if (!d->view)
         return;
     d->ui->bannerImage->setImage(std::move(image));
-    d->view->setHidden(!d->ui->bannerImage->image());
+    setBannerHidden(!d->ui->bannerImage->image());
     updateBannerConstraint();
     Q_EMIT bannerChanged();
 }
@@ -300,7 +300,8 @@ void BannerController::removeADS()
 
 void BannerController::setBannerHidden(bool hidden)
 {
-    if (d->view)
+    // A view that was never placed would show as a window of its own.
+    if (d->view && (hidden || d->view->parentWidget()))
         d->view->setHidden(hidden);
 }
 

@@ -540,6 +540,13 @@ private Q_SLOTS:
         QVERIFY(!banner->view()->parentWidget());
         QVERIFY(banner->bannerFrame().isNull());
         QVERIFY(!banner->bannerSwapTimer());
+
+        // Ads back on: pictures still arrive, but the never-placed view does not pop up as
+        // a window of its own.
+        QSignalSpy changed(banner, &BannerController::bannerChanged);
+        banner->endDownloadСonfiguration();
+        QTRY_COMPARE(changed.count(), 1);
+        QVERIFY(!banner->view()->isVisible());
     }
 
     void closeButtonAsksHostToRemoveAds()
