@@ -37,7 +37,7 @@ constexpr int kMargin = 14;
 constexpr int kRingSize = 44;
 constexpr int kCloseSize = 40;
 constexpr int kSoundSize = 40;
-constexpr int kRemoveAdsCircle = 72;
+constexpr int kRemoveAdsCircle = 80;
 constexpr int kRemoveAdsHeight = 44;
 constexpr int kRemoveAdsMinWidth = 200;
 constexpr int kIconGap = 22;
@@ -190,22 +190,57 @@ SplashScreenController::SplashScreenController(QObject *parent)
     , m_videoTimerTextOffset { kVideoTimerTextOffset }
     , m_videoTimerMargin { kVideoTimerMargin }
 {
-    m_view = new ColoredView;
-    ui->setupUi(m_view);
-    m_view->setColor(Qt::white);
-    m_view->installEventFilter(this);
     setSplashTimerConstraint(&m_videoTimerTextOffset);
     setSpashTimerConstraint1(&m_videoTimerMargin);
+    loadView();
+}
+
+// Builds the view tree. When the host deletes its window (and with it the tree), a fresh
+// detached tree takes its place, so that every later call finds its elements.
+void SplashScreenController::loadView()
+{
+    m_view = new ColoredView;
+    ui->setupUi(m_view);
+    m_view->setColor(m_backgroundColor.isValid() ? m_backgroundColor : QColor(Qt::white));
+    m_view->installEventFilter(this);
+    connect(m_view, &QObject::destroyed, this, &SplashScreenController::loadView);
+    // Deleting a video widget that still renders a player crashes the media backend. This
+    // first child of the player view goes before any video widget, also when the host
+    // deletes its window, and detaches the player in time.
+    auto *videoGuard = new QObject(ui->splashScreenPlayerView);
+    connect(videoGuard, &QObject::destroyed, this, &SplashScreenController::detachVideoOutput);
     connectActions();
     initViewState();
+    applyAppearance();
+}
+
+void SplashScreenController::applyAppearance()
+{
+    setTextColor(m_textColor);
+    setTimerTextColor(m_timerTextColor);
+    for (const auto &[color, setter] :
+         { std::pair { m_timerBackgroundColor, &SplashScreenController::setTimerBackgroundColor },
+           std::pair { m_timerBorderColor, &SplashScreenController::setTimerBorderColor },
+           std::pair { m_timerProgressColor, &SplashScreenController::setTimerProgressColor } }) {
+        if (color.isValid())
+            (this->*setter)(color);
+    }
+    if (m_timerBorderWidth > 0)
+        setTimerBorderWidth(m_timerBorderWidth);
+    if (m_timerProgressWidth > 0)
+        setTimerProgressWidth(m_timerProgressWidth);
+    layoutImages();
 }
 
 SplashScreenController::~SplashScreenController()
 {
+    detachVideoOutput();
     if (m_player)
         m_player->stop();
     if (m_container)
         m_container->removeEventFilter(this);
+    if (m_view)
+        disconnect(m_view, &QObject::destroyed, this, nullptr);
     delete m_view.data();
 }
 
@@ -318,8 +353,9 @@ void SplashScreenController::swapViewForState(int state)
         showEndState();
         break;
     default:
-        break;
+        return;
     }
+    layoutViews();
 }
 
 void SplashScreenController::showStartState()
@@ -513,6 +549,7 @@ void SplashScreenController::didVideoEnded()
 void SplashScreenController::initVideoLayer()
 {
     if (m_player) {
+        detachVideoOutput();
         m_player->stop();
         m_player->deleteLater();
     }
@@ -552,10 +589,15 @@ QVideoWidget *SplashScreenController::playerlayer() const
     return m_playerlayer;
 }
 
-void SplashScreenController::removeVideoLayer()
+void SplashScreenController::detachVideoOutput()
 {
     if (m_player)
         m_player->setVideoOutput(static_cast<QObject *>(nullptr));
+}
+
+void SplashScreenController::removeVideoLayer()
+{
+    detachVideoOutput();
     delete m_playerlayer.data();
     m_playerlayer = nullptr;
 }
@@ -616,8 +658,7 @@ void SplashScreenController::hide()
 {
     if (m_player && isStatusKnown(m_player))
         m_player->pause();
-    if (m_player)
-        m_player->setVideoOutput(static_cast<QObject *>(nullptr));
+    detachVideoOutput();
     // The video widget stays in its view until the next one replaces it.
     m_playerlayer = nullptr;
     if (m_oldResize)
@@ -811,7 +852,9 @@ void SplashScreenController::layoutViews()
     const int iconSize = qBound(72, qMin(width, height) / 5, 144);
     const int labelsHeight = ui->lablesView->heightForWidth(width) > 0 ? ui->lablesView->heightForWidth(width)
                                                                        : ui->lablesView->sizeHint().height();
-    const int blockHeight = iconSize + kIconGap + labelsHeight;
+    // The end screen has no texts: its icon alone is centred.
+    const bool withTexts = !isElementHidden(ui->lablesView);
+    const int blockHeight = iconSize + (withTexts ? kIconGap + labelsHeight : 0);
     const int blockTop = qMax(kMargin, (buttonTop - kMargin - blockHeight) / 2);
     ui->iconImageView->setGeometry((width - iconSize) / 2, blockTop, iconSize, iconSize);
     ui->lablesView->setGeometry(0, blockTop + iconSize + kIconGap, width, labelsHeight);

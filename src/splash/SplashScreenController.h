@@ -200,6 +200,8 @@ protected:
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
+    void loadView();
+    void applyAppearance();
     void connectActions();
     void applyStackingOrder();
     void showStartState();
@@ -217,6 +219,7 @@ private:
     void layoutViews();
     void layoutImages();
     void applySoundImage();
+    void detachVideoOutput();
     void applyIconIfUnset();
     template<typename Call> bool postToMainThread(Call call);
 

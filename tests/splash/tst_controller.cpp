@@ -580,6 +580,22 @@ private Q_SLOTS:
         QVERIFY(!controller.playerlayer());
     }
 
+    void hostDeletesItsWindowDuringTheVideo()
+    {
+        const QUrl video = media(QStringLiteral("test-video.mp4"));
+        if (!QFile::exists(video.toLocalFile()))
+            QSKIP("test media not in the tree");
+        SplashScreenController &controller = attach();
+        controller.setVideoUrl(video);
+        runSteps(controller, { "start", "video" });
+        QTRY_COMPARE_WITH_TIMEOUT(controller.player()->playbackState(), QMediaPlayer::PlayingState, 10000);
+
+        m_window.reset();
+        QVERIFY(controller.view() && !controller.view()->parentWidget()); // a fresh, detached tree
+        QVERIFY(!controller.window());
+        runSteps(controller, { "end", "hide", "start" });
+    }
+
     void screenshots_data()
     {
         QTest::addColumn<QSize>("size");
@@ -612,7 +628,8 @@ private Q_SLOTS:
         // The video picture lives in a native surface grab() cannot see; paint its frame in.
         QImage frame;
         runSteps(controller, { "video" });
-        connect(controller.playerlayer()->videoSink(), &QVideoSink::videoFrameChanged, this,
+        QObject frameContext;
+        connect(controller.playerlayer()->videoSink(), &QVideoSink::videoFrameChanged, &frameContext,
                 [&frame](const QVideoFrame &videoFrame) { frame = videoFrame.toImage(); });
         controller.startVideoTimerViewFromSec(2, 5);
         if (QFile::exists(controller.videoUrl().toLocalFile()))
