@@ -204,11 +204,11 @@ Response AdServer::handle(const HttpRequest &request)
     }
     response.headOnly = request.method == "HEAD";
     if (fault != m_faults.cend())
-        applyFault(*fault, response);
+        applyFault(*fault, request.path, response);
     return response;
 }
 
-void AdServer::applyFault(const Fault &fault, Response &response)
+void AdServer::applyFault(const Fault &fault, const QByteArray &path, Response &response)
 {
     const bool replacesBody = fault.hasBody || fault.repeatBody >= 0;
     if (fault.status) {
@@ -219,7 +219,10 @@ void AdServer::applyFault(const Fault &fault, Response &response)
             setHeader(response, "Content-Type", "text/html; charset=utf-8");
         }
     } else if (replacesBody && fault.redirect.isEmpty()) {
-        response.status = 200; // the fault stands in for the resource, present or not
+        // The fault stands in for the resource, present or not.
+        if (response.status == 404)
+            setHeader(response, "Content-Type", contentTypeFor(QString::fromUtf8(path)));
+        response.status = 200;
     }
     if (fault.hasBody) {
         response.body = fault.body;

@@ -71,7 +71,7 @@ private:
     void log(const HttpRequest &request);
     Response serveFile(const HttpRequest &request);
     QString resolve(const QByteArray &rawPath) const;
-    static void applyFault(const Fault &fault, Response &response);
+    static void applyFault(const Fault &fault, const QByteArray &path, Response &response);
 
     QDir m_root;
     QString m_canonicalRoot;

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <QJsonObject>
+#include <QList>
+#include <QProcess>
+#include <QSslCertificate>
+#include <QString>
+#include <QTemporaryDir>
+#include <QUrl>
+
+namespace velmora::test {
+
+// Runs velmora-adserver (path from $VELMORA_ADSERVER) as a child process for a test:
+// serves one ad folder on 127.0.0.1, logs every request to a private file the test can
+// read back, and lets the test change the fault table while it runs.
+class AdServerProcess {
+public:
+    struct Options {
+        bool https = false;
+        QString certFile; // PEM, needed with https
+        QString keyFile;
+        QString faultsFile; // initial fault table, optional
+        quint16 port = 0; // 0: any free port
+    };
+
+    AdServerProcess() = default;
+    ~AdServerProcess();
+    AdServerProcess(const AdServerProcess &) = delete;
+    AdServerProcess &operator=(const AdServerProcess &) = delete;
+
+    // Starts the server and waits for its "listening on" line. False with errorString().
+    bool start(const QString &rootDir, const Options &options);
+    bool start(const QString &rootDir) { return start(rootDir, Options()); }
+    void stop();
+
+    bool isRunning() const { return m_process.state() == QProcess::Running; }
+    quint16 port() const { return m_port; }
+    QUrl baseUrl() const { return m_baseUrl; } // no trailing slash
+    QUrl url(const QString &path) const; // path begins with "/"
+    QString logPath() const;
+    QString errorString() const { return m_error; }
+
+    // Requests received so far, oldest first.
+    QList<QJsonObject> logLines() const;
+    // Replace or clear the fault table through the server's control endpoint.
+    bool setFaults(const QJsonObject &faults);
+    bool resetFaults();
+
+    // The server's own certificates (from certFile). A client may ignore TLS errors for
+    // exactly these instead of trusting a CA.
+    QList<QSslCertificate> serverCertificates() const { return m_certificates; }
+
+private:
+    bool control(const QString &path, const QByteArray &body);
+
+    QProcess m_process;
+    QTemporaryDir m_dir;
+    quint16 m_port = 0;
+    QUrl m_baseUrl;
+    QString m_error;
+    QList<QSslCertificate> m_certificates;
+};
+
+} // namespace velmora::test

@@ -1,0 +1,598 @@
+#include "AdServerProcess.h"
+#include "TestEnvironment.h"
+
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QSslConfiguration>
+#include <QTcpSocket>
+#include <QtTest>
+
+#include <csignal>
+
+using velmora::test::AdServerProcess;
+using velmora::test::TestEnvironment;
+
+namespace {
+
+struct Fetched {
+    int status = 0;
+    QNetworkReply::NetworkError error = QNetworkReply::NoError;
+    QByteArray body;
+    QByteArray contentType;
+    qint64 elapsedMs = 0;
+    bool sslErrors = false;
+};
+
+// The request the framework posts: one line, explicit Content-Length, nothing else.
+const QByteArray kFrameworkRequest
+    = R"({"inner_id" : "mac.123456.mac-store","language" : "EN","placements" : [ "standard","video" ]})";
+
+// Deliberately not in QJsonDocument's own formatting, so any re-serialisation shows.
+const QByteArray kManifest = "{ \"standard\" : [ {\"banner_id\":101, \"name\":\"Caf\xc3\xa9\", \"priority\":\"3\","
+                             " \"image_728x90\":\"/media/a.gif\", \"updated\":\"2026-11-01\"} ],\n"
+                             "  \"video\": [],\n  \"extra\": 1.50 }\n";
+
+QByteArray bytesOf(int size, int seed)
+{
+    QByteArray data(size, '\0');
+    for (int i = 0; i < size; ++i)
+        data[i] = char((i * 31 + seed) & 0xff); // every byte value, zeros included
+    return data;
+}
+
+void writeFile(const QString &path, const QByteArray &data)
+{
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    QVERIFY2(file.open(QIODevice::WriteOnly), qPrintable(path));
+    file.write(data);
+}
+
+// Sends raw bytes and collects everything until the server closes or the time is up.
+QByteArray rawExchange(quint16 port, const QByteArray &request, bool *closedByServer = nullptr)
+{
+    QTcpSocket socket;
+    socket.connectToHost(QHostAddress::LocalHost, port);
+    if (!socket.waitForConnected(5000))
+        return {};
+    socket.write(request);
+    QByteArray received;
+    QElapsedTimer timer;
+    timer.start();
+    bool closed = false;
+    while (timer.elapsed() < 3000) {
+        if (socket.waitForReadyRead(200))
+            received += socket.readAll();
+        if (socket.state() == QAbstractSocket::UnconnectedState) {
+            received += socket.readAll();
+            closed = true;
+            break;
+        }
+    }
+    if (closedByServer)
+        *closedByServer = closed;
+    return received;
+}
+
+int statusOf(const QByteArray &response)
+{
+    if (!response.startsWith("HTTP/1.1 "))
+        return 0;
+    return response.mid(9, 3).toInt();
+}
+
+QByteArray bodyOf(const QByteArray &response)
+{
+    const qsizetype end = response.indexOf("\r\n\r\n");
+    return end < 0 ? QByteArray() : response.mid(end + 4);
+}
+
+} // namespace
+
+class TestAdServer : public QObject {
+    Q_OBJECT
+
+private:
+    Fetched fetch(const QUrl &url, const QByteArray &method = "GET", const QByteArray &body = {},
+                  const QSslConfiguration *ssl = nullptr);
+    QString root() const { return m_root; }
+
+    QNetworkAccessManager m_manager;
+    AdServerProcess m_server;
+    QString m_root;
+    QHash<QString, QByteArray> m_media;
+
+private slots:
+    void initTestCase();
+    void init();
+
+    void bannersAnswerTheManifestAndLogTheRequest_data();
+    void bannersAnswerTheManifestAndLogTheRequest();
+    void manifestIsReadOnEveryRequest();
+    void mediaServedWithTypeAndExactBytes_data();
+    void mediaServedWithTypeAndExactBytes();
+    void nothingOutsideTheRootIsServed_data();
+    void nothingOutsideTheRootIsServed();
+    void malformedRequestsGet4xxAndServerSurvives_data();
+    void malformedRequestsGet4xxAndServerSurvives();
+    void keepAliveAndPipelining();
+    void faults_data();
+    void faults();
+    void truncationKeepsFullContentLength();
+    void delayedAnswerDoesNotBlockOthers();
+    void controlResetAndInvalidTable();
+    void faultsFileAppliesFromStart();
+    void https();
+    void commandLine_data();
+    void commandLine();
+    void stopsCleanlyOnSignal_data();
+    void stopsCleanlyOnSignal();
+};
+
+Fetched TestAdServer::fetch(const QUrl &url, const QByteArray &method, const QByteArray &body,
+                            const QSslConfiguration *ssl)
+{
+    QNetworkRequest request(url);
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
+    if (ssl)
+        request.setSslConfiguration(*ssl);
+    if (method == "POST") {
+        // Exactly what the framework sets; Qt would otherwise invent a form content type.
+        request.setHeader(QNetworkRequest::ContentLengthHeader, body.size());
+        request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/octet-stream"));
+    }
+    Fetched result;
+    QElapsedTimer timer;
+    timer.start();
+    QNetworkReply *reply = m_manager.sendCustomRequest(request, method, body);
+    connect(reply, &QNetworkReply::sslErrors, reply, [&result] { result.sslErrors = true; });
+    QEventLoop loop;
+    connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    QTimer::singleShot(20000, &loop, &QEventLoop::quit);
+    loop.exec();
+    result.elapsedMs = timer.elapsed();
+    if (!reply->isFinished()) {
+        reply->abort();
+        result.error = QNetworkReply::TimeoutError;
+    } else {
+        result.error = reply->error();
+    }
+    result.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    result.body = reply->readAll();
+    result.contentType = reply->header(QNetworkRequest::ContentTypeHeader).toByteArray();
+    delete reply;
+    return result;
+}
+
+void TestAdServer::initTestCase()
+{
+    m_root = TestEnvironment::root() + QStringLiteral("/ads");
+    writeFile(m_root + QStringLiteral("/manifest.json"), kManifest);
+    const QStringList names { QStringLiteral("/media/a.gif"),    QStringLiteral("/media/v.mp4"),
+                              QStringLiteral("/media/v.webm"),   QStringLiteral("/media/v.jpg"),
+                              QStringLiteral("/media/b.png"),    QStringLiteral("/media/table.json"),
+                              QStringLiteral("/media/blob.bin"), QStringLiteral("/media/sub dir/c.gif") };
+    for (int i = 0; i < names.size(); ++i) {
+        m_media.insert(names[i], bytesOf(1000 + 517 * i, i));
+        writeFile(m_root + names[i], m_media.value(names[i]));
+    }
+    writeFile(TestEnvironment::root() + QStringLiteral("/outside.txt"), "SECRET");
+    QVERIFY(
+        QFile::link(TestEnvironment::root() + QStringLiteral("/outside.txt"), m_root + QStringLiteral("/escape.txt")));
+    QVERIFY(QFile::link(m_root + QStringLiteral("/media/a.gif"), m_root + QStringLiteral("/inside.gif")));
+    QVERIFY2(m_server.start(m_root), qPrintable(m_server.errorString()));
+}
+
+void TestAdServer::init()
+{
+    if (m_server.isRunning())
+        QVERIFY2(m_server.resetFaults(), qPrintable(m_server.errorString()));
+}
+
+void TestAdServer::bannersAnswerTheManifestAndLogTheRequest_data()
+{
+    QTest::addColumn<QByteArray>("body");
+    QTest::newRow("framework request") << kFrameworkRequest;
+    QTest::newRow("raw quote and non-ASCII") << QByteArray(R"({"inner_id" : "a"b\xff\x00z"})", 22);
+    QTest::newRow("empty") << QByteArray();
+}
+
+void TestAdServer::bannersAnswerTheManifestAndLogTheRequest()
+{
+    QFETCH(QByteArray, body);
+    const Fetched reply = fetch(m_server.url(QStringLiteral("/api/v1/banners")), "POST", body);
+    QCOMPARE(reply.error, QNetworkReply::NoError);
+    QCOMPARE(reply.status, 200);
+    QCOMPARE(reply.body, kManifest);
+    QCOMPARE(reply.contentType, QByteArray("application/json"));
+
+    const QJsonObject line = m_server.logLines().last();
+    QCOMPARE(line.value("method").toString(), QStringLiteral("POST"));
+    QCOMPARE(line.value("path").toString(), QStringLiteral("/api/v1/banners"));
+    QCOMPARE(QByteArray::fromBase64(line.value("bodyBase64").toString().toLatin1()), body);
+    QCOMPARE(line.value("body").toString(), QString::fromUtf8(body));
+    const QJsonObject headers = line.value("headers").toObject();
+    QCOMPARE(headers.value("content-length").toString(), QString::number(body.size()));
+    QCOMPARE(headers.value("content-type").toString(), QStringLiteral("application/octet-stream"));
+    QCOMPARE(headers.value("host").toString(), QStringLiteral("127.0.0.1:%1").arg(m_server.port()));
+    QVERIFY(QDateTime::fromString(line.value("time").toString(), Qt::ISODateWithMs).isValid());
+}
+
+void TestAdServer::manifestIsReadOnEveryRequest()
+{
+    const QString path = m_root + QStringLiteral("/manifest.json");
+    writeFile(path, "{\"standard\":[]}");
+    const Fetched changed = fetch(m_server.url(QStringLiteral("/api/v1/banners")), "POST");
+    writeFile(path, kManifest);
+    QCOMPARE(changed.body, QByteArray("{\"standard\":[]}"));
+    QCOMPARE(fetch(m_server.url(QStringLiteral("/api/v1/banners")), "POST").body, kManifest);
+}
+
+void TestAdServer::mediaServedWithTypeAndExactBytes_data()
+{
+    QTest::addColumn<QString>("urlPath");
+    QTest::addColumn<QString>("file");
+    QTest::addColumn<QByteArray>("contentType");
+    QTest::newRow("gif") << "/media/a.gif"
+                         << "/media/a.gif" << QByteArray("image/gif");
+    QTest::newRow("mp4") << "/media/v.mp4"
+                         << "/media/v.mp4" << QByteArray("video/mp4");
+    QTest::newRow("webm") << "/media/v.webm"
+                          << "/media/v.webm" << QByteArray("video/webm");
+    QTest::newRow("jpg") << "/media/v.jpg"
+                         << "/media/v.jpg" << QByteArray("image/jpeg");
+    QTest::newRow("png") << "/media/b.png"
+                         << "/media/b.png" << QByteArray("image/png");
+    QTest::newRow("json") << "/media/table.json"
+                          << "/media/table.json" << QByteArray("application/json");
+    QTest::newRow("other") << "/media/blob.bin"
+                           << "/media/blob.bin" << QByteArray("application/octet-stream");
+    QTest::newRow("escaped space") << "/media/sub%20dir/c.gif"
+                                   << "/media/sub dir/c.gif" << QByteArray("image/gif");
+}
+
+void TestAdServer::mediaServedWithTypeAndExactBytes()
+{
+    QFETCH(QString, urlPath);
+    QFETCH(QString, file);
+    QFETCH(QByteArray, contentType);
+    const Fetched reply = fetch(QUrl(m_server.baseUrl().toString() + urlPath, QUrl::StrictMode));
+    QCOMPARE(reply.status, 200);
+    QCOMPARE(reply.contentType, contentType);
+    QCOMPARE(reply.body, m_media.value(file));
+}
+
+void TestAdServer::nothingOutsideTheRootIsServed_data()
+{
+    QTest::addColumn<QByteArray>("target");
+    QTest::addColumn<int>("status");
+    // Raw targets: QUrl would normalise most of these before they left the client.
+    QTest::newRow("control: plain file") << QByteArray("/media/a.gif") << 200;
+    QTest::newRow("control: symlink inside") << QByteArray("/inside.gif") << 200;
+    QTest::newRow("dot-dot") << QByteArray("/../outside.txt") << 404;
+    QTest::newRow("dot-dot deeper") << QByteArray("/media/../../outside.txt") << 404;
+    QTest::newRow("encoded dots") << QByteArray("/%2e%2e/outside.txt") << 404;
+    QTest::newRow("encoded slash") << QByteArray("/media/..%2F..%2Foutside.txt") << 404;
+    QTest::newRow("all encoded") << QByteArray("/%2E%2E%2Foutside.txt") << 404;
+    QTest::newRow("backslashes") << QByteArray("/media%5c..%5c..%5coutside.txt") << 404;
+    QTest::newRow("NUL") << QByteArray("/media/a.gif%00.txt") << 404;
+    QTest::newRow("symlink out") << QByteArray("/escape.txt") << 404;
+    QTest::newRow("folder") << QByteArray("/media") << 404;
+    QTest::newRow("absolute in path") << QByteArray("//etc/passwd") << 404;
+}
+
+void TestAdServer::nothingOutsideTheRootIsServed()
+{
+    QFETCH(QByteArray, target);
+    QFETCH(int, status);
+    const QByteArray response
+        = rawExchange(m_server.port(), "GET " + target + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n");
+    QCOMPARE(statusOf(response), status);
+    QVERIFY(!response.contains("SECRET"));
+    QVERIFY(!response.contains("root:"));
+    if (status == 200)
+        QCOMPARE(bodyOf(response), m_media.value(QStringLiteral("/media/a.gif")));
+}
+
+void TestAdServer::malformedRequestsGet4xxAndServerSurvives_data()
+{
+    QTest::addColumn<QByteArray>("request");
+    QTest::addColumn<int>("status");
+    QTest::newRow("garbage") << QByteArray("GARBAGE\r\n\r\n") << 400;
+    QTest::newRow("no version") << QByteArray("GET /media/a.gif\r\n\r\n") << 400;
+    QTest::newRow("unknown version") << QByteArray("GET / HTTP/2.0\r\n\r\n") << 505;
+    QTest::newRow("absolute form") << QByteArray("GET http://x/media/a.gif HTTP/1.1\r\n\r\n") << 400;
+    QTest::newRow("header without colon") << QByteArray("GET / HTTP/1.1\r\nHost x\r\n\r\n") << 400;
+    QTest::newRow("space before colon") << QByteArray("GET / HTTP/1.1\r\nHost : x\r\n\r\n") << 400;
+    QTest::newRow("folded header") << QByteArray("GET / HTTP/1.1\r\nA: b\r\n c\r\n\r\n") << 400;
+    QTest::newRow("bad length") << QByteArray("POST /api/v1/banners HTTP/1.1\r\nContent-Length: 1x\r\n\r\n") << 400;
+    QTest::newRow("negative length") << QByteArray("POST /api/v1/banners HTTP/1.1\r\nContent-Length: -1\r\n\r\n")
+                                     << 400;
+    QTest::newRow("two lengths") << QByteArray(
+        "POST /api/v1/banners HTTP/1.1\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\nab")
+                                 << 400;
+    QTest::newRow("chunked") << QByteArray("POST /x HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n") << 501;
+    QTest::newRow("huge head") << "GET / HTTP/1.1\r\nX: " + QByteArray(70000, 'a') + "\r\n\r\n" << 431;
+}
+
+void TestAdServer::malformedRequestsGet4xxAndServerSurvives()
+{
+    QFETCH(QByteArray, request);
+    QFETCH(int, status);
+    bool closed = false;
+    const QByteArray response = rawExchange(m_server.port(), request, &closed);
+    QCOMPARE(statusOf(response), status);
+    QVERIFY2(closed, "the server must close a connection it cannot parse");
+    QVERIFY(m_server.isRunning());
+    QCOMPARE(fetch(m_server.url(QStringLiteral("/media/a.gif"))).status, 200);
+}
+
+void TestAdServer::keepAliveAndPipelining()
+{
+    // Three requests in one write: answered in order on one connection, then closed.
+    bool closed = false;
+    const QByteArray response = rawExchange(m_server.port(),
+                                            "GET /media/a.gif HTTP/1.1\r\nHost: x\r\n\r\n"
+                                            "POST /api/v1/banners HTTP/1.1\r\nContent-Length: 3\r\n\r\nabc"
+                                            "GET /missing HTTP/1.1\r\nConnection: close\r\n\r\n",
+                                            &closed);
+    QVERIFY(closed);
+    const QByteArray gif = m_media.value(QStringLiteral("/media/a.gif"));
+    const qsizetype first = response.indexOf("HTTP/1.1 200");
+    const qsizetype second = response.indexOf("HTTP/1.1 200", first + 1);
+    const qsizetype third = response.indexOf("HTTP/1.1 404", second + 1);
+    QVERIFY(first == 0 && second > first && third > second);
+    QVERIFY(response.mid(first, second - first).endsWith(gif));
+    QVERIFY(response.mid(second, third - second).endsWith(kManifest));
+    QCOMPARE(m_server.logLines().last().value("path").toString(), QStringLiteral("/missing"));
+
+    // HTTP/1.0 without keep-alive gets its answer and a close.
+    const QByteArray old = rawExchange(m_server.port(), "GET /media/a.gif HTTP/1.0\r\n\r\n", &closed);
+    QVERIFY(closed);
+    QCOMPARE(bodyOf(old), gif);
+}
+
+void TestAdServer::faults_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QByteArray>("method");
+    QTest::addColumn<QByteArray>("fault");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<bool>("failed");
+    QTest::addColumn<QByteArray>("body"); // expected body, or its start when size >= 0
+    QTest::addColumn<qint64>("size");
+    QTest::addColumn<QByteArray>("contentType");
+    QTest::addColumn<int>("minElapsedMs");
+
+    const QByteArray gif = m_media.value(QStringLiteral("/media/a.gif"));
+    const QByteArray png = m_media.value(QStringLiteral("/media/b.png"));
+    QTest::newRow("status 500 error page")
+        << "/api/v1/banners" << QByteArray("POST") << QByteArray(R"({"status":500})") << 500 << true
+        << QByteArray("<!DOCTYPE html>") << qint64(-2) << QByteArray("text/html; charset=utf-8") << 0;
+    QTest::newRow("status with body") << "/media/a.gif" << QByteArray("GET")
+                                      << QByteArray(R"({"status":503,"body":"busy"})") << 503 << true
+                                      << QByteArray("busy") << qint64(-1) << QByteArray("image/gif") << 0;
+    QTest::newRow("body replaced") << "/api/v1/banners" << QByteArray("POST") << QByteArray(R"({"body":"not json"})")
+                                   << 200 << false << QByteArray("not json") << qint64(-1)
+                                   << QByteArray("application/json") << 0;
+    QTest::newRow("body for missing path")
+        << "/nowhere.gif" << QByteArray("GET") << QByteArray(R"({"body":"x"})") << 200 << false << QByteArray("x")
+        << qint64(-1) << QByteArray("image/gif") << 0;
+    QTest::newRow("content type") << "/media/a.gif" << QByteArray("GET")
+                                  << QByteArray(R"({"contentType":"text/plain"})") << 200 << false << gif << qint64(-1)
+                                  << QByteArray("text/plain") << 0;
+    QTest::newRow("repeat body") << "/media/huge.gif" << QByteArray("GET")
+                                 << QByteArray(R"({"repeatBody":3000001,"contentType":"image/gif"})") << 200 << false
+                                 << QByteArray("velmora velmora ") << qint64(3000001) << QByteArray("image/gif") << 0;
+    QTest::newRow("redirect followed") << "/media/old.gif" << QByteArray("GET")
+                                       << QByteArray(R"({"redirect":"/media/b.png"})") << 200 << false << png
+                                       << qint64(-1) << QByteArray("image/png") << 0;
+    QTest::newRow("truncated") << "/media/a.gif" << QByteArray("GET") << QByteArray(R"({"truncateAt":10})") << 200
+                               << true << gif.left(10) << qint64(-3) << QByteArray("image/gif") << 0;
+    QTest::newRow("reset") << "/api/v1/banners" << QByteArray("POST") << QByteArray(R"({"reset":true})") << 0 << true
+                           << QByteArray() << qint64(-1) << QByteArray() << 0;
+    QTest::newRow("delay") << "/media/a.gif" << QByteArray("GET") << QByteArray(R"({"delayMs":400})") << 200 << false
+                           << gif << qint64(-1) << QByteArray("image/gif") << 400;
+    QTest::newRow("other path untouched")
+        << "/media/a.gif" << QByteArray("GET") << QByteArray(R"({"/media/b.png":{"status":500}})") << 200 << false
+        << gif << qint64(-1) << QByteArray("image/gif") << 0;
+}
+
+void TestAdServer::faults()
+{
+    QFETCH(QString, path);
+    QFETCH(QByteArray, method);
+    QFETCH(QByteArray, fault);
+    QFETCH(int, status);
+    QFETCH(bool, failed);
+    QFETCH(QByteArray, body);
+    QFETCH(qint64, size);
+    QFETCH(QByteArray, contentType);
+    QFETCH(int, minElapsedMs);
+
+    QJsonObject faultObject = QJsonDocument::fromJson(fault).object();
+    if (!faultObject.contains(QStringLiteral("/media/b.png")))
+        faultObject = QJsonObject { { path, faultObject } };
+    QVERIFY2(m_server.setFaults(faultObject), qPrintable(m_server.errorString()));
+
+    const Fetched reply = fetch(m_server.url(path), method, method == "POST" ? kFrameworkRequest : QByteArray());
+    QCOMPARE(reply.status, status);
+    QCOMPARE(reply.error != QNetworkReply::NoError, failed);
+    if (size >= 0) {
+        QCOMPARE(reply.body.size(), size);
+        QVERIFY(reply.body.startsWith(body));
+    } else if (size == -2) { // generated page: check its start and the status in it
+        QVERIFY(reply.body.startsWith(body));
+        QVERIFY(reply.body.contains(QByteArray::number(status)));
+    } else if (size == -3) { // cut short: never more than the bytes sent before the close
+        QVERIFY(body.startsWith(reply.body));
+    } else {
+        QCOMPARE(reply.body, body);
+    }
+    if (status)
+        QCOMPARE(reply.contentType, contentType);
+    QVERIFY2(reply.elapsedMs >= minElapsedMs, qPrintable(QString::number(reply.elapsedMs)));
+}
+
+void TestAdServer::truncationKeepsFullContentLength()
+{
+    QVERIFY(m_server.setFaults({ { "/media/a.gif", QJsonObject { { "truncateAt", 10 } } } }));
+    bool closed = false;
+    const QByteArray response = rawExchange(m_server.port(), "GET /media/a.gif HTTP/1.1\r\nHost: x\r\n\r\n", &closed);
+    const QByteArray gif = m_media.value(QStringLiteral("/media/a.gif"));
+    QVERIFY(closed);
+    QVERIFY(response.contains("\r\nContent-Length: " + QByteArray::number(gif.size()) + "\r\n"));
+    QCOMPARE(bodyOf(response), gif.left(10));
+}
+
+void TestAdServer::delayedAnswerDoesNotBlockOthers()
+{
+    QVERIFY(m_server.setFaults({ { "/slow", QJsonObject { { "delayMs", 1500 }, { "body", "late" } } } }));
+    QNetworkReply *slow = m_manager.get(QNetworkRequest(m_server.url(QStringLiteral("/slow"))));
+    QElapsedTimer timer;
+    timer.start();
+    QTest::qWait(100); // let the slow request reach the server first
+    const Fetched fast = fetch(m_server.url(QStringLiteral("/media/a.gif")));
+    QCOMPARE(fast.status, 200);
+    QVERIFY2(!slow->isFinished(), "the delayed answer came early");
+    QVERIFY(timer.elapsed() < 1500);
+    QTRY_VERIFY_WITH_TIMEOUT(slow->isFinished(), 10000);
+    QVERIFY(timer.elapsed() >= 1500);
+    QCOMPARE(slow->readAll(), QByteArray("late"));
+    delete slow;
+}
+
+void TestAdServer::controlResetAndInvalidTable()
+{
+    const QUrl gif = m_server.url(QStringLiteral("/media/a.gif"));
+    QVERIFY(m_server.setFaults({ { "/media/a.gif", QJsonObject { { "status", 500 } } } }));
+    QCOMPARE(fetch(gif).status, 500);
+    // A table that does not parse is refused and the old one stays.
+    const Fetched refused = fetch(m_server.url(QStringLiteral("/__control/faults")), "POST", "[1,2]");
+    QCOMPARE(refused.status, 400);
+    QCOMPARE(fetch(gif).status, 500);
+    QVERIFY(m_server.resetFaults());
+    QCOMPARE(fetch(gif).status, 200);
+}
+
+void TestAdServer::faultsFileAppliesFromStart()
+{
+    const QString faults = TestEnvironment::root() + QStringLiteral("/faults.json");
+    writeFile(faults, R"({"/api/v1/banners": {"status": 502}})");
+    AdServerProcess second;
+    AdServerProcess::Options options;
+    options.faultsFile = faults;
+    QVERIFY2(second.start(m_root, options), qPrintable(second.errorString()));
+    QVERIFY(second.port() != m_server.port());
+    QCOMPARE(fetch(second.url(QStringLiteral("/api/v1/banners")), "POST").status, 502);
+    QCOMPARE(fetch(m_server.url(QStringLiteral("/api/v1/banners")), "POST").status, 200);
+}
+
+void TestAdServer::https()
+{
+    QTemporaryDir dir;
+    const QString d = dir.path();
+    writeFile(d + QStringLiteral("/ext.cnf"), "subjectAltName=IP:127.0.0.1\nbasicConstraints=CA:FALSE\n");
+    const QList<QStringList> commands {
+        { "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", d + "/ca.key", "-out", d + "/ca.pem", "-days",
+          "2", "-subj", "/CN=Velmora Test CA" },
+        { "req", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes", "-keyout", d + "/server.key",
+          "-out", d + "/server.csr", "-subj", "/CN=127.0.0.1" },
+        { "x509", "-req", "-in", d + "/server.csr", "-CA", d + "/ca.pem", "-CAkey", d + "/ca.key", "-CAcreateserial",
+          "-out", d + "/server.pem", "-days", "2", "-extfile", d + "/ext.cnf" },
+    };
+    for (const QStringList &arguments : commands) {
+        QProcess openssl;
+        openssl.start(QStringLiteral("openssl"), arguments);
+        QVERIFY(openssl.waitForFinished(60000));
+        QVERIFY2(openssl.exitCode() == 0, openssl.readAllStandardError().constData());
+    }
+
+    AdServerProcess server;
+    AdServerProcess::Options options;
+    options.https = true;
+    options.certFile = d + QStringLiteral("/server.pem");
+    options.keyFile = d + QStringLiteral("/server.key");
+    QVERIFY2(server.start(m_root, options), qPrintable(server.errorString()));
+    QCOMPARE(server.baseUrl().scheme(), QStringLiteral("https"));
+
+    // Really TLS with that certificate: a client without the CA refuses it.
+    QSslConfiguration plain = QSslConfiguration::defaultConfiguration();
+    plain.setCaCertificates({});
+    const Fetched refused = fetch(server.url(QStringLiteral("/media/a.gif")), "GET", {}, &plain);
+    QVERIFY(refused.sslErrors);
+    QCOMPARE(refused.error, QNetworkReply::SslHandshakeFailedError);
+    // Qt keeps one connection per host and port, set up with the first request's TLS settings.
+    m_manager.clearConnectionCache();
+
+    QSslConfiguration trusting = QSslConfiguration::defaultConfiguration();
+    trusting.setCaCertificates(QSslCertificate::fromPath(d + QStringLiteral("/ca.pem")));
+    const Fetched banners = fetch(server.url(QStringLiteral("/api/v1/banners")), "POST", kFrameworkRequest, &trusting);
+    QCOMPARE(banners.error, QNetworkReply::NoError);
+    QVERIFY(!banners.sslErrors);
+    QCOMPARE(banners.body, kManifest);
+    QCOMPARE(server.logLines().last().value("body").toString(), QString::fromLatin1(kFrameworkRequest));
+
+    // The helper's control requests trust exactly the server's certificate.
+    QVERIFY2(server.setFaults({ { "/media/a.gif", QJsonObject { { "status", 418 } } } }),
+             qPrintable(server.errorString()));
+    QCOMPARE(fetch(server.url(QStringLiteral("/media/a.gif")), "GET", {}, &trusting).status, 418);
+}
+
+void TestAdServer::commandLine_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<int>("exitCode");
+    QTest::addColumn<QByteArray>("output"); // expected in stdout (exit 0) or stderr
+    const QString root = TestEnvironment::root() + QStringLiteral("/ads");
+    QTest::newRow("help") << QStringList { "--help" } << 0 << QByteArray("--faults <FILE>");
+    QTest::newRow("no root") << QStringList {} << 2 << QByteArray("--root DIR is required");
+    QTest::newRow("root not a folder") << QStringList { "--root", root + "/manifest.json" } << 2
+                                       << QByteArray("is not a folder");
+    QTest::newRow("bad port") << QStringList { "--root", root, "--port", "70000" } << 2 << QByteArray("bad port");
+    QTest::newRow("https without key") << QStringList { "--root", root, "--https" } << 2
+                                       << QByteArray("--https needs --cert FILE and --key FILE");
+    QTest::newRow("bad fault table") << QStringList { "--root", root, "--faults", root + "/manifest.json" } << 2
+                                     << QByteArray("is not an object");
+}
+
+void TestAdServer::commandLine()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(int, exitCode);
+    QFETCH(QByteArray, output);
+    QProcess process;
+    process.start(qEnvironmentVariable("VELMORA_ADSERVER"), arguments);
+    QVERIFY(process.waitForFinished(10000));
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(process.exitCode(), exitCode);
+    const QByteArray text = exitCode == 0 ? process.readAllStandardOutput() : process.readAllStandardError();
+    QVERIFY2(text.contains(output), text.constData());
+}
+
+void TestAdServer::stopsCleanlyOnSignal_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::newRow("SIGTERM") << int(SIGTERM);
+    QTest::newRow("SIGINT") << int(SIGINT);
+}
+
+void TestAdServer::stopsCleanlyOnSignal()
+{
+    QFETCH(int, signal);
+    QProcess process;
+    process.start(qEnvironmentVariable("VELMORA_ADSERVER"), { "--root", m_root });
+    QVERIFY(process.waitForReadyRead(10000));
+    QVERIFY(process.readLine().startsWith("listening on http://127.0.0.1:"));
+    QCOMPARE(::kill(pid_t(process.processId()), signal), 0);
+    QVERIFY(process.waitForFinished(5000));
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(process.exitCode(), 0);
+}
+
+VELMORA_TEST_MAIN(TestAdServer)
+
+#include "tst_adserver.moc"
