@@ -649,7 +649,7 @@ private Q_SLOTS:
                                       static_cast<QWidget *>(controller.timeVideoLabel()),
                                       static_cast<QWidget *>(controller.soundButton()),
                                       static_cast<QWidget *>(controller.removeAdsImageButton()) })
-                overlay.drawPixmap(element->geometry().topLeft(), element->grab());
+                element->render(&overlay, element->geometry().topLeft(), QRegion(), QWidget::DrawChildren);
         }
         QVERIFY(shot.save(folder + QStringLiteral("/controller-video") + suffix));
 
