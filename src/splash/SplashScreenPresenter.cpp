@@ -758,9 +758,12 @@ void SplashScreenPresenter::windowBecameActive(QWidget *window)
     });
 }
 
-void SplashScreenPresenter::windowBecameDisactive(QWidget *)
+void SplashScreenPresenter::windowBecameDisactive(QWidget *window)
 {
-    d->focus = false;
+    // Qt activates the new window before it deactivates the old one, so the key status
+    // may already sit on another registered window.
+    const QWidget *key = QApplication::activeWindow();
+    d->focus = key && key != window && d->controllerWithWindow(key);
     if (Switches::isADSRemoved() || !d->show)
         return;
     // Runs after the activation that may follow at once: moving between registered

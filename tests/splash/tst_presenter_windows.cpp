@@ -1,0 +1,184 @@
+#include "TestEnvironment.h"
+#include "tst_presenter_fixture.h"
+
+#include <QCloseEvent>
+
+using namespace velmora;
+using namespace velmora::test;
+
+namespace {
+
+using P = SplashScreenPresenter;
+
+// A host window whose owner says no to closing.
+class RefusingWindow : public QWidget {
+protected:
+    void closeEvent(QCloseEvent *event) override { event->ignore(); }
+};
+
+} // namespace
+
+// Focus, closing and destruction on real offscreen windows; timers on virtual time.
+class PresenterWindowsTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { f.setUp(); }
+    void cleanup() { f.tearDown(); }
+
+    void keyWindowMovingBetweenRegisteredWindowsDoesNotPause_data()
+    {
+        QTest::addColumn<bool>("resignFirst");
+        QTest::newRow("Qt's order: the new window activates first") << false;
+        QTest::newRow("resign first, become key in the same turn") << true;
+    }
+
+    void keyWindowMovingBetweenRegisteredWindowsDoesNotPause()
+    {
+        QFETCH(bool, resignFirst);
+        QWidget *a = f.newWindow();
+        QWidget *b = f.newWindow();
+        activate(a);
+        QVERIFY(f.presenter->addSplashScreenForWindow(a, false));
+        QVERIFY(f.presenter->addSplashScreenForWindow(b, false));
+        QVERIFY(f.presenter->isFocus());
+        QCOMPARE(f.presenter->activeSplashScreenController(), f.controllers[0]);
+        f.presenter->needForceShowSplashScreens();
+        f.clock->advance(1.5);
+
+        if (resignFirst) {
+            QApplication::setActiveWindow(nullptr);
+            QVERIFY(!f.presenter->isFocus());
+        }
+        activate(b);
+        QVERIFY(f.presenter->isFocus());
+        QVERIFY(!f.presenter->needsResumeSplashScreen());
+        QCOMPARE(f.presenter->activeSplashScreenController(), f.controllers[1]);
+        QVERIFY(!f.controllers[0]->calls.contains(QStringLiteral("pauseShowVideo")));
+        f.clock->advance(1.0);
+        QCOMPARE(f.presenter->passedTime(), qint64(2));
+    }
+
+    void unregisteredWindowPausesAndComingBackResumes()
+    {
+        QWidget *registered = f.newWindow();
+        QWidget *other = f.newWindow();
+        activate(registered);
+        QVERIFY(f.presenter->addSplashScreenForWindow(registered, false));
+        f.presenter->needForceShowSplashScreens();
+        f.clock->advance(2.4);
+
+        activate(other);
+        QVERIFY(!f.presenter->isFocus());
+        QVERIFY(f.presenter->needsResumeSplashScreen());
+        QVERIFY(!f.presenter->activeSplashScreenController());
+        QCOMPARE(f.controllers[0]->calls.last(), QStringLiteral("pauseShowVideo"));
+        f.clock->advance(100);
+        QCOMPARE(f.presenter->passedTime(), qint64(2));
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateStart));
+
+        activate(registered);
+        QVERIFY(f.presenter->isFocus());
+        QVERIFY(!f.presenter->needsResumeSplashScreen());
+        f.clock->advance(0.59);
+        QCOMPARE(f.presenter->passedTime(), qint64(2));
+        f.clock->advance(0.02);
+        QCOMPARE(f.presenter->passedTime(), qint64(3));
+        f.clock->advance(1.98);
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateStart));
+        f.clock->advance(0.02);
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideo));
+    }
+
+    void softShowWithoutFocusStartsOnActivation()
+    {
+        QWidget *registered = f.newWindow();
+        QWidget *other = f.newWindow();
+        activate(other);
+        QVERIFY(f.presenter->addSplashScreenForWindow(registered, false));
+        QVERIFY(!f.presenter->isFocus());
+        f.clock->advance(1);
+        f.presenter->showSplashScreens();
+        QVERIFY(f.presenter->isNeedShow());
+        QVERIFY(!f.presenter->isShow());
+
+        activate(registered);
+        QVERIFY(f.presenter->isShow());
+        QVERIFY(!f.presenter->isNeedShow());
+        QCOMPARE(f.presenter->splashScreenControllerWithVideo(), f.controllers[0]);
+    }
+
+    void destroyedWindowCountsAsRemoved()
+    {
+        QWidget *a = f.newWindow();
+        QWidget *b = f.newWindow();
+        activate(a);
+        f.presenter->addSplashScreenForWindow(a, false);
+        f.presenter->addSplashScreenForWindow(b, false);
+        RecordingController *gone = f.controllers[0];
+        RecordingController *kept = f.controllers[1];
+        f.presenter->needForceShowSplashScreens();
+        f.clock->advance(1);
+
+        activate(b); // so that deleting a takes no focus away
+        f.windows.erase(f.windows.begin()); // the host deletes window a
+        f.turnMainLoop();
+        QCOMPARE(f.presenter->SSControllers(), QList<P::Controller *> { kept });
+        QVERIFY(!f.presenter->splashScreenControllerWithVideo());
+        QCOMPARE(gone->calls.mid(gone->calls.size() - 2),
+                 (QStringList { QStringLiteral("hide"), QStringLiteral("removeFromWindow") }));
+        QVERIFY(!f.presenter->splashScreenControllerWithWindow(nullptr));
+
+        f.clock->advance(20);
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideoCloseButton));
+        QVERIFY(kept->calls.contains(QStringLiteral("showEndScreen")));
+        QVERIFY(!gone->calls.contains(QStringLiteral("showEndScreen")));
+        QVERIFY(f.presenter->addSplashScreenForWindow(f.newWindow(), false));
+    }
+
+    void closingWindow_data()
+    {
+        QTest::addColumn<bool>("removalSwitch");
+        QTest::addColumn<bool>("refuses");
+        QTest::addColumn<int>("left");
+        QTest::newRow("switch off: kept") << false << false << 1;
+        QTest::newRow("switch on: removed") << true << false << 0;
+        QTest::newRow("switch on, host refuses to close: kept") << true << true << 1;
+    }
+
+    void closingWindow()
+    {
+        QFETCH(bool, removalSwitch);
+        QFETCH(bool, refuses);
+        Switches::setARCToWindows(removalSwitch);
+        QWidget *window = nullptr;
+        if (refuses) {
+            f.windows.push_back(std::make_unique<RefusingWindow>());
+            window = f.windows.back().get();
+            window->show();
+            f.turnMainLoop();
+        } else {
+            window = f.newWindow();
+        }
+        activate(window);
+        QVERIFY(f.presenter->addSplashScreenForWindow(window, false));
+        window->close();
+        QCOMPARE(f.presenter->SSControllers().size(), 1); // removal waits for the next turn
+        f.turnMainLoop();
+        QTEST(int(f.presenter->SSControllers().size()), "left");
+    }
+
+private:
+    // Makes `window` key the way a click would, then lets the deferred focus steps run.
+    void activate(QWidget *window)
+    {
+        PresenterFixture::activate(window);
+        PresenterFixture::turnMainLoop();
+        QCOMPARE(QApplication::activeWindow(), window);
+    }
+
+    PresenterFixture f;
+};
+
+VELMORA_TEST_MAIN(PresenterWindowsTest)
+#include "tst_presenter_windows.moc"
