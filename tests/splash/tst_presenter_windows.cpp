@@ -1,6 +1,10 @@
 #include "TestEnvironment.h"
 #include "tst_presenter_fixture.h"
 
+#include "splash/SplashScreenController.h"
+
+#include <QAbstractButton>
+
 #include <QCloseEvent>
 
 using namespace velmora;
@@ -166,6 +170,34 @@ private Q_SLOTS:
         QCOMPARE(f.presenter->SSControllers().size(), 1); // removal waits for the next turn
         f.turnMainLoop();
         QTEST(int(f.presenter->SSControllers().size()), "left");
+    }
+
+    // Without a factory the presenter makes the framework's own splash screens and is
+    // their output: their buttons reach it.
+    void defaultControllersAreTheFrameworksSplashScreens()
+    {
+        SplashScreenPresenter presenter;
+        QWidget *a = f.newWindow();
+        QWidget *b = f.newWindow();
+        activate(a);
+        QVERIFY(presenter.addSplashScreenForWindow(a, false));
+        QVERIFY(presenter.addSplashScreenForWindow(b, true));
+        auto *first = dynamic_cast<SplashScreenController *>(presenter.SSControllers().value(0));
+        auto *second = dynamic_cast<SplashScreenController *>(presenter.SSControllers().value(1));
+        QVERIFY(first && second);
+        QCOMPARE(first->window(), a);
+        QVERIFY(second->isUnityWindow());
+        QCOMPARE(first->timerBorderColor(), QColor::fromRgbF(0.5, 0.5, 0.5));
+        QCOMPARE(first->timerProgressWidth(), 4.0);
+
+        presenter.needForceShowSplashScreens();
+        QVERIFY(presenter.isShow());
+        second->soundButton()->click();
+        QCOMPARE(first->isMuted(), second->soundButton()->isChecked());
+        QCOMPARE(presenter.isMuted(), second->soundButton()->isChecked());
+        first->closeButton()->click();
+        QVERIFY(!presenter.isShow());
+        QCOMPARE(presenter.stateSplashScreen(), qint64(P::SplashScreenStateClosed));
     }
 
 private:
