@@ -561,11 +561,11 @@ void SplashScreenPresenter::setDefaultVideoWithURL(const QUrl &video, const QUrl
     // The store lookup blocks; its answer comes back to the main thread.
     const QString path = link.path();
     QPointer<SplashScreenPresenter> self(this);
-    QThreadPool::globalInstance()->start([path, self] {
+    QThreadPool::globalInstance()->start([path, self]() mutable {
         const QString name = AdsDownloader::appNameFromMarketLink(path, false);
         QMetaObject::invokeMethod(
             qApp,
-            [self, name] {
+            [self = std::move(self), name] {
                 if (self)
                     self->d->defaultVideoName = name;
             },

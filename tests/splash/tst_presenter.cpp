@@ -376,7 +376,8 @@ private Q_SLOTS:
         QCOMPARE(f.presenter->splashScreenControllerWithVideo(), video);
         f.clock->advance(2);
         f.presenter->removeSplashScreenWithWindow(video->window());
-        QCOMPARE(video->calls.mid(video->calls.size() - 2),
+        const QStringList removed = f.callsOf(video->name());
+        QCOMPARE(removed.mid(removed.size() - 2),
                  (QStringList { QStringLiteral("hide"), QStringLiteral("removeFromWindow") }));
         QCOMPARE(f.presenter->SSControllers(), QList<P::Controller *> { other });
         QVERIFY(!f.presenter->splashScreenControllerWithVideo());
