@@ -126,9 +126,10 @@ class SplashScreenPresenter::Private final : public SplashScreenControllerProtoc
 public:
     struct Registration {
         ControllerRef controller;
-        // The window as registered; compared by address only, so a destroyed one is found
-        // without being touched.
-        QWidget *window = nullptr;
+        QPointer<QWidget> window;
+        // The window's address, for finding the registration of a window being destroyed
+        // without touching it.
+        const QObject *key = nullptr;
     };
 
     explicit Private(SplashScreenPresenter *presenter, ControllerFactory makeController)
@@ -159,12 +160,12 @@ public:
             call(*controller);
     }
 
-    ControllerRef controllerWithWindow(const QWidget *window) const
+    ControllerRef controllerWithWindow(const QObject *window) const
     {
         if (!window)
             return nullptr;
         for (const Registration &registration : registrations) {
-            if (registration.window == window)
+            if (registration.key == window)
                 return registration.controller;
         }
         return nullptr;
@@ -186,7 +187,7 @@ public:
     bool canPlayVideo() const;
     void readVideoDuration(const QUrl &video);
     void showEndScreens();
-    void removeRegistration(QWidget *window);
+    void removeRegistration(const QObject *window);
 
     SplashScreenPresenter *const q;
     const ControllerFactory factory;
@@ -632,7 +633,7 @@ bool SplashScreenPresenter::addSplashScreenForWindow(QWidget *window, bool unity
         return false;
     controller->setOutput(d.get());
     setAllSplashScreenParamsFor(controller.get());
-    d->registrations.push_back({ controller, window });
+    d->registrations.push_back({ controller, window, window });
     registrationNotificationForWindow(window);
 
     if (d->show) {
@@ -671,9 +672,9 @@ void SplashScreenPresenter::removeSplashScreenWithWindow(QWidget *window)
     d->removeRegistration(window);
 }
 
-void SplashScreenPresenter::Private::removeRegistration(QWidget *window)
+void SplashScreenPresenter::Private::removeRegistration(const QObject *window)
 {
-    std::erase_if(registrations, [window](const Registration &r) { return r.window == window; });
+    std::erase_if(registrations, [window](const Registration &r) { return r.key == window; });
 }
 
 void SplashScreenPresenter::removeAllSplashScreens()
@@ -710,9 +711,8 @@ void SplashScreenPresenter::deregistrationNotificationForWindow(QWidget *window)
 }
 
 // A window the host destroyed is removed like one the host took back, without touching it.
-void SplashScreenPresenter::windowDestroyed(QObject *object)
+void SplashScreenPresenter::windowDestroyed(QObject *window)
 {
-    auto *window = static_cast<QWidget *>(object);
     const ControllerRef controller = d->controllerWithWindow(window);
     if (!controller)
         return;
