@@ -477,18 +477,6 @@ private Q_SLOTS:
         QTEST(f.postedObjects.last(), "object");
     }
 
-    void muteReachesEveryWindow()
-    {
-        RecordingController *a = f.addWindow();
-        RecordingController *b = f.addWindow(false);
-        b->output->didChangeMuted(true);
-        QVERIFY(f.presenter->isMuted());
-        QVERIFY(a->isMuted() && b->isMuted());
-        a->output->didChangeMuted(false);
-        QVERIFY(!f.presenter->isMuted());
-        QVERIFY(!a->isMuted() && !b->isMuted());
-    }
-
     void removeAdsClickOnlyPosts()
     {
         RecordingController *c = f.addWindow();
@@ -603,15 +591,6 @@ private Q_SLOTS:
         c->output->didClickOnVideo();
         QCOMPARE(m_opened, QList<QUrl> { kFallbackLink });
         QCOMPARE(f.postedObjects.last(), QVariant(expected));
-    }
-
-    void timersAreRegisteredForTracking()
-    {
-        f.addWindow();
-        f.presenter->needForceShowSplashScreens();
-        QVERIFY(f.presenter->tickTimer()->isGodTimer());
-        QVERIFY(f.presenter->videoTimer()->isGodTimer());
-        QVERIFY(f.presenter->firstStartTimer()->isGodTimer());
     }
 
 private:
