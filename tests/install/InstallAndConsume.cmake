@@ -25,3 +25,7 @@ if(NOT last_output MATCHES "velmora 3\\.5\\.0 ads-removed=0")
     message(FATAL_ERROR "unexpected consumer output: ${last_output}")
 endif()
 message(STATUS "consumer said: ${last_output}")
+
+run(${CMAKE_COMMAND} -S ${FACADE_SOURCE} -B ${WORK_DIR}/facade -G ${GENERATOR}
+    -DCMAKE_PREFIX_PATH=${prefix} -DCMAKE_BUILD_TYPE=Debug)
+run(${CMAKE_COMMAND} --build ${WORK_DIR}/facade)

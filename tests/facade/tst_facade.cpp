@@ -1,0 +1,322 @@
+// The host's view of Velmora: only the installed public headers and library.
+#include <velmora/Velmora.h>
+
+#include <QApplication>
+#include <QMainWindow>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QThread>
+#include <QtTest>
+
+using velmora::Velmora;
+
+namespace {
+
+QStringList logLines;
+void captureLog(QtMsgType, const QMessageLogContext &context, const QString &message)
+{
+    if (qstrcmp(context.category, "velmora") == 0)
+        logLines << message;
+}
+
+// Runs this executable again in one of its child modes and returns what it printed.
+QString runChild(const QString &mode)
+{
+    QProcess child;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("VELMORA_FACADE_CHILD"), mode);
+    child.setProcessEnvironment(env);
+    child.start(QCoreApplication::applicationFilePath(), {});
+    if (!child.waitForFinished(60000))
+        return QStringLiteral("timeout");
+    return QString::fromUtf8(child.readAllStandardOutput()).trimmed();
+}
+
+QWidget *rootViewOf(QWidget *window)
+{
+    const auto children = window->findChildren<QWidget *>();
+    for (QWidget *child : children) {
+        if (qstrcmp(child->metaObject()->className(), "velmora::ColoredView") == 0)
+            return child;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+class FacadeTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    // Must run first: nothing has touched the facade yet.
+    void removeAdsNowBeforeAnythingCreatesNoPresenter()
+    {
+        Velmora::removeAdsNow();
+        QVERIFY(Velmora::isADSRemoved());
+        QVERIFY2(Velmora::isInitializedSplashScreenWithLOG_WARNING(), "a presenter was created");
+        QVERIFY(Velmora::BControllers().isEmpty());
+        // The banner list now exists, so the inverted check reports false.
+        QVERIFY(!Velmora::isInitializedBannerLOG_ERROR());
+    }
+
+    void adsOffRefusesAndPersistsAcrossRestart()
+    {
+        QVERIFY(Velmora::isADSRemoved());
+        QMainWindow window;
+        window.resize(640, 480);
+        window.show();
+        QStringList seen;
+        QMetaObject::Connection observer = QObject::connect(
+            velmora::NotificationCenter::defaultCenter(), &velmora::NotificationCenter::notificationPosted, this,
+            [&seen](const QString &name, const QVariant &) { seen << name; });
+        QVERIFY(!Velmora::addSplashScreenToWindow(&window));
+        QVERIFY(!Velmora::addSplashScreenToUnityWindow(&window));
+        Velmora::show();
+        Velmora::forceShow();
+        Velmora::showWithouSplash();
+        Velmora::addBannerForWindow(&window);
+        Velmora::addBannerForViewController(&window, &window);
+        QCoreApplication::processEvents();
+        QObject::disconnect(observer);
+        QVERIFY(seen.isEmpty());
+        QVERIFY(Velmora::BControllers().isEmpty());
+        QCOMPARE(runChild(QStringLiteral("adsRemoved")), QStringLiteral("1"));
+
+        Velmora::resetAds();
+        QVERIFY(!Velmora::isADSRemoved());
+        QCOMPARE(runChild(QStringLiteral("adsRemoved")), QStringLiteral("0"));
+    }
+
+    void removeAdsNowFromAWorkerThreadActsOnTheMainThread()
+    {
+        QVERIFY(!Velmora::isADSRemoved());
+        QScopedPointer<QThread> worker(QThread::create([] { Velmora::removeAdsNow(); }));
+        worker->start();
+        QVERIFY(worker->wait(10000));
+        QVERIFY2(!Velmora::isADSRemoved(), "the switch was written off the main thread");
+        QTRY_VERIFY(Velmora::isADSRemoved());
+        Velmora::resetAds();
+    }
+
+    void loadTimeCorrections_data()
+    {
+        QTest::addColumn<qint64>("requested");
+        QTest::addColumn<qint64>("used");
+        QTest::addColumn<bool>("warned");
+        QTest::newRow("above range") << qint64(16) << qint64(5) << true;
+        QTest::newRow("below range") << qint64(-1) << qint64(5) << true;
+        QTest::newRow("upper bound") << qint64(15) << qint64(15) << false;
+        QTest::newRow("in range") << qint64(7) << qint64(7) << false;
+        QTest::newRow("zero") << qint64(0) << qint64(0) << false;
+    }
+
+    void loadTimeCorrections()
+    {
+        QFETCH(qint64, requested);
+        QFETCH(qint64, used);
+        QFETCH(bool, warned);
+        Velmora::activateDebugMode();
+        Velmora::SSPresenter()->setSplashScreenOptions({});
+        logLines.clear();
+        const auto previous = qInstallMessageHandler(captureLog);
+        Velmora::setSplashScreenLoadTime(requested);
+        qInstallMessageHandler(previous);
+
+        QCOMPARE(Velmora::SSPresenter()->loadTime(), used);
+        QCOMPARE(logLines.contains(QStringLiteral("VELMORA :: WARNING :: invalid loadTime value")), warned);
+        const QVariantMap options = Velmora::SSPresenter()->splashScreenOptions();
+        for (const char *key :
+             { "hiddenIconBeforeVideo", "hiddenBackgroundImageBeforeVideo", "hiddenButtonBeforeVideo" })
+            QCOMPARE(options.value(QString::fromLatin1(key)).toBool(), used == 0);
+    }
+
+    void delayTruncation_data()
+    {
+        QTest::addColumn<double>("requested");
+        QTest::addColumn<qint64>("used");
+        QTest::newRow("fraction cut") << 4.9 << qint64(4);
+        QTest::newRow("negative") << -1.0 << qint64(30);
+        QTest::newRow("small negative") << -0.5 << qint64(30);
+        QTest::newRow("zero") << 0.0 << qint64(0);
+        QTest::newRow("whole") << 12.0 << qint64(12);
+    }
+
+    void delayTruncation()
+    {
+        QFETCH(double, requested);
+        QFETCH(qint64, used);
+        Velmora::setSplashScreenDelay(requested);
+        QCOMPARE(Velmora::SSPresenter()->delayForFirstStart(), used);
+    }
+
+    void urlFromAppID_data()
+    {
+        QTest::addColumn<QString>("appID");
+        QTest::newRow("upper-case prefix") << QStringLiteral("ID42");
+        QTest::newRow("bare number") << QStringLiteral("42");
+        QTest::newRow("lower-case prefix") << QStringLiteral("id42");
+    }
+
+    void urlFromAppID()
+    {
+        QFETCH(QString, appID);
+        const QUrl url = Velmora::urlFromAppID(appID);
+        QCOMPARE(url.scheme(), QStringLiteral("macappstores"));
+        QVERIFY2(url.path().endsWith(QStringLiteral("/app/id42")), qPrintable(url.toString()));
+        QCOMPARE(url, Velmora::urlFromAppID(QStringLiteral("42")));
+    }
+
+    // With a presenter present, an appearance setter prints one inverted warning.
+    void appearanceSetterPrintsTheWarningLine()
+    {
+        Velmora::activateDebugMode();
+        Velmora::SSPresenter();
+        logLines.clear();
+        const auto previous = qInstallMessageHandler(captureLog);
+        Velmora::setSplashScreenTextColor(Qt::red);
+        qInstallMessageHandler(previous);
+        QCOMPARE(logLines,
+                 QStringList { QStringLiteral("VELMORA :: WARNING :: SplashScreen controller not initialized!") });
+    }
+
+    void settersReachWindowsRegisteredBeforeAndAfter()
+    {
+        const QColor before(200, 30, 30);
+        const QColor after(20, 40, 200);
+        Velmora::setSplashScreenBackgroundColor(before);
+        QMainWindow first;
+        first.setCentralWidget(new QWidget);
+        first.resize(800, 600);
+        first.show();
+        QVERIFY(Velmora::addSplashScreenToWindow(&first));
+        QWidget *firstRoot = rootViewOf(&first);
+        QVERIFY(firstRoot);
+        QCOMPARE(firstRoot->property("color").value<QColor>(), before);
+
+        QWidget second;
+        second.resize(640, 480);
+        second.show();
+        QVERIFY(Velmora::addSplashScreenToWindow(&second));
+        Velmora::setSplashScreenBackgroundColor(after);
+        QCOMPARE(firstRoot->property("color").value<QColor>(), after);
+        QCOMPARE(rootViewOf(&second)->property("color").value<QColor>(), after);
+        QCOMPARE(Velmora::SSPresenter()->splashScreenOptions().value(QStringLiteral("backgroundColor")).value<QColor>(),
+                 after);
+
+        Velmora::setSplashScreenTimerBorderWidth(3, 5);
+        const QVariantMap options = Velmora::SSPresenter()->splashScreenOptions();
+        QCOMPARE(options.value(QStringLiteral("timerBorderWidth")).toDouble(), 3.0);
+        QCOMPARE(options.value(QStringLiteral("timerProgressWidth")).toDouble(), 5.0);
+        Velmora::removeSplashScreenFromWindow(&first);
+        Velmora::removeSplashScreenFromWindow(&second);
+    }
+
+    void bannerDefaultsReachTheFirstBanner()
+    {
+        // A fresh process: the defaults are set before any banner list exists.
+        QCOMPARE(runChild(QStringLiteral("bannerDefaults")), QStringLiteral("height=80 inset=10 errors=0"));
+    }
+
+    void oneBannerPerWindowTwoPerViewController()
+    {
+        QMainWindow window;
+        window.setCentralWidget(new QWidget);
+        window.resize(900, 600);
+        window.show();
+        const qsizetype start = Velmora::BControllers().size();
+        Velmora::addBannerForWindow(&window);
+        Velmora::addBannerForWindow(&window);
+        QCOMPARE(Velmora::BControllers().size(), start + 1);
+
+        auto *panel = new QWidget(window.centralWidget());
+        panel->resize(400, 300);
+        Velmora::addBannerForViewController(panel, panel);
+        Velmora::addBannerForViewController(panel, panel);
+        QCOMPARE(Velmora::BControllers().size(), start + 3);
+        // Several banners in one window: the lookup finds the one added last.
+        QCOMPARE(Velmora::BControllFromWindow(&window), Velmora::BControllers().constLast());
+
+        Velmora::setBannerHidden(true, panel);
+        QVERIFY(Velmora::BControllers().constLast()->view()->isHidden());
+    }
+
+    void hostDeletesWindowMidSequenceAndMidRotation()
+    {
+        auto *window = new QMainWindow;
+        window->setCentralWidget(new QWidget);
+        window->resize(800, 600);
+        window->show();
+        window->activateWindow();
+        QApplication::setActiveWindow(window);
+        QVERIFY(QTest::qWaitForWindowActive(window));
+        QVERIFY(Velmora::addSplashScreenToWindow(window));
+        Velmora::addBannerForWindow(window);
+        const QPointer<velmora::BannerController> banner = Velmora::BControllFromWindow(window);
+        QVERIFY(banner);
+
+        QStringList seen;
+        QMetaObject::Connection observer = QObject::connect(
+            velmora::NotificationCenter::defaultCenter(), &velmora::NotificationCenter::notificationPosted, this,
+            [&seen](const QString &name, const QVariant &) { seen << name; });
+        Velmora::setSplashScreenLoadTime(1);
+        Velmora::forceShow();
+        QTRY_VERIFY(seen.contains(QString::fromLatin1(velmora::VLMsplashScreenDidShow)));
+        QTest::qWait(300);
+        delete window;
+        QTest::qWait(1500); // through the load-time timer of the sequence it was in
+        QObject::disconnect(observer);
+        QVERIFY(banner.isNull());
+        for (velmora::BannerController *left : Velmora::BControllers())
+            QVERIFY(left->window() != nullptr);
+
+        // The framework still serves a new window.
+        QWidget next;
+        next.resize(640, 480);
+        next.show();
+        QVERIFY(Velmora::addSplashScreenToWindow(&next));
+        Velmora::removeSplashScreenFromWindow(&next);
+    }
+};
+
+int main(int argc, char **argv)
+{
+    static QTemporaryDir home;
+    if (qEnvironmentVariableIsEmpty("VELMORA_FACADE_HOME")) {
+        qputenv("VELMORA_FACADE_HOME", home.path().toLocal8Bit());
+    }
+    const QByteArray root = qgetenv("VELMORA_FACADE_HOME");
+    qputenv("XDG_CONFIG_HOME", root + "/config");
+    qputenv("XDG_CACHE_HOME", root + "/cache");
+    qputenv("LC_ALL", "C.UTF-8");
+    QApplication app(argc, argv);
+    QApplication::setOrganizationName(QStringLiteral("VelmoraFacadeTests"));
+    QApplication::setApplicationName(QStringLiteral("tst_facade"));
+
+    const QString child = qEnvironmentVariable("VELMORA_FACADE_CHILD");
+    if (child == QLatin1String("adsRemoved")) {
+        printf("%d\n", int(Velmora::isADSRemoved()));
+        return 0;
+    }
+    if (child == QLatin1String("bannerDefaults")) {
+        Velmora::resetAds();
+        Velmora::activateDebugMode();
+        const auto previous = qInstallMessageHandler(captureLog);
+        Velmora::setBannersHeight(80);
+        Velmora::setBannersBottomInset(10);
+        const int errors = int(logLines.filter(QStringLiteral("Banner controller not initialized!")).size());
+        qInstallMessageHandler(previous);
+        QMainWindow window;
+        window.setCentralWidget(new QWidget);
+        window.resize(900, 600);
+        window.show();
+        Velmora::addBannerForWindow(&window);
+        velmora::BannerController *banner = Velmora::BControllFromWindow(&window);
+        printf("height=%g inset=%g errors=%d\n", banner ? banner->height() : -1.0,
+               banner ? banner->bottomInset() : -1.0, errors);
+        return 0;
+    }
+    FacadeTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_facade.moc"
