@@ -35,7 +35,7 @@ QVariantMap readInfoPlist(const QStringList &folders)
     for (const QString &folder : folders) {
         QFile file(folder + QStringLiteral("/Info.plist"));
         // An Info.plist is small; a huge file is not one.
-        if (file.open(QIODevice::ReadOnly) && file.size() < 4 * 1024 * 1024)
+        if (file.open(QIODevice::ReadOnly) && file.size() < qint64(4) * 1024 * 1024)
             return PropertyList::parse(file.readAll()).toMap();
     }
     return {};
@@ -119,7 +119,7 @@ QString Bundle::pathForResource(const QString &name, const QString &type) const
         return {};
     const QString file = type.isEmpty() ? name : name + QLatin1Char('.') + type;
     for (const QString &folder : d->resourceFolders) {
-        const QString path = folder + QLatin1Char('/') + file;
+        QString path = folder + QLatin1Char('/') + file;
         if (QFileInfo(path).isFile())
             return path;
     }

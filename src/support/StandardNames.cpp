@@ -21,7 +21,7 @@ QString StandardNames::curentLocaleIdentifier(const QStringList &preferredLangua
 {
     const QStringList allowed = VLMAllowLocale();
     for (const QString &language : preferredLanguages) {
-        const QString primary = language.section(QLatin1Char('-'), 0, 0);
+        QString primary = language.section(QLatin1Char('-'), 0, 0);
         if (!allowed.contains(primary))
             continue;
         if (primary == QLatin1String("pt"))
