@@ -7,6 +7,8 @@
 #include <QUrl>
 #include <QVariantMap>
 
+#include "content/AdsSelection.h"
+
 #include <functional>
 #include <optional>
 
@@ -80,9 +82,20 @@ public:
     static QString cacheDirectory();
     static QString acsURL();
 
+    // The weighted draw from the table in force; the banner on screen is left out.
+    std::optional<QVariantMap> getInfoObjectWithConsideringWeightForKey(const QString &key);
+    // Replaces the random source of the draws (nullptr restores the system's).
+    void setRandomSource(AdsSelection::RandomSource random);
+
+    // Store links in the form that opens the store application.
+    static QUrl bannerStoreLink(const QString &marketURL);
+    static QUrl videoStoreLink(const QString &marketURL);
+
 private:
     AdsDownloader();
     ~AdsDownloader() override;
+    void finishTableReply(QNetworkReply *reply, const Callback &callback);
+    void downloadVideoStill(const QUrl &video);
 
     struct Private;
     Private *const d;

@@ -1,0 +1,529 @@
+#include "content/AdsDownloader.h"
+
+#include "BuildConfig.h"
+#include "content/AdsCacheInfoStorage.h"
+#include "content/AdsKeys.h"
+#include "content/AdsMacHelper.h"
+#include "content/AdsSelection.h"
+#include "content/DownloadDelegate.h"
+#include "content/Reachability.h"
+#include "support/Logging.h"
+
+#include <velmora/Bundle.h>
+#include <velmora/Support.h>
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QEventLoop>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
+#include <QSaveFile>
+#include <QStandardPaths>
+#include <QThread>
+
+namespace velmora {
+
+namespace {
+
+constexpr int transferTimeoutMs = 60000;
+constexpr int lookupTimeoutMs = 15000;
+// Caps that protect the host's memory from a runaway server.
+constexpr qint64 maxTableBytes = 16 * 1024 * 1024;
+constexpr qint64 maxMediaBytes = 64 * 1024 * 1024;
+
+QString configured(const char *variable, const char *fallback)
+{
+    QString value = qEnvironmentVariable(variable);
+    if (value.isEmpty())
+        value = QString::fromUtf8(fallback);
+    while (value.endsWith(QLatin1Char('/')))
+        value.chop(1);
+    return value;
+}
+
+QString firstLabel(const char *host)
+{
+    return QString::fromUtf8(host).section(QLatin1Char('.'), 0, 0);
+}
+
+// The part of a server path that names the cached file, or nothing when it could
+// leave the cache folder.
+QString safeFileName(const QUrl &remote)
+{
+    const QString name = remote.path(QUrl::FullyDecoded).section(QLatin1Char('/'), -1);
+    if (name.isEmpty() || name.startsWith(QLatin1Char('.')) || name.contains(QLatin1Char('\\'))
+        || name.contains(QLatin1String("..")) || name.contains(QChar(0)))
+        return {};
+    return name;
+}
+
+// An HTTP status error still delivered a body (stored as it came); anything else that
+// went wrong means the transfer did not complete.
+bool transferCompleted(QNetworkReply *reply)
+{
+    if (reply->error() == QNetworkReply::NoError)
+        return true;
+    return reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid()
+        && reply->error() >= QNetworkReply::ContentAccessDenied && reply->error() != QNetworkReply::OperationCanceledError;
+}
+
+void capBody(QNetworkReply *reply, qint64 cap)
+{
+    QObject::connect(reply, &QNetworkReply::downloadProgress, reply, [reply, cap](qint64 received, qint64 total) {
+        if (received > cap || total > cap) {
+            LOG(QStringLiteral("transfer of %1 abandoned: over %2 bytes").arg(reply->url().toString()).arg(cap));
+            reply->setProperty("velmoraOverCap", true);
+            reply->abort();
+        }
+    });
+}
+
+bool isRunning(const QPointer<QNetworkReply> &task)
+{
+    return task && task->isRunning();
+}
+
+QString textOf(const QVariantMap &ad, const QString &key)
+{
+    const auto found = ad.constFind(key);
+    return found == ad.constEnd() ? QStringLiteral("(null)") : found->toString();
+}
+
+} // namespace
+
+struct AdsDownloader::Private
+{
+    QNetworkAccessManager *network = nullptr;
+    AdsCacheInfoStorage cacheStorage;
+    std::unique_ptr<Reachability> internetReachableFoo;
+    QList<QPair<QPointer<QObject>, DownloadDelegate *>> delegates;
+
+    std::optional<QVariantMap> replyJSON;
+    bool isUpdateAdsCurrentSession = false;
+    bool isShowBannersFromCache = false;
+
+    QPointer<QNetworkReply> JSONTask;
+    QPointer<QNetworkReply> bannerTask;
+    QPointer<QNetworkReply> videoTask;
+    QPointer<QNetworkReply> videoInterstitialTask;
+
+    QUrl videoURL;
+    QUrl bannerURL;
+    QUrl interstitialVideoURL;
+    QUrl linkVideoURL;
+    QUrl linkBannerURL;
+    QVariantMap videoInfo;
+    QVariantMap bannerInfo;
+
+    AdsSelection::RandomSource random = AdsSelection::systemRandom();
+};
+
+AdsDownloader *AdsDownloader::sharedInstance()
+{
+    static AdsDownloader *downloader = new AdsDownloader;
+    return downloader;
+}
+
+AdsDownloader::AdsDownloader()
+    : d(new Private)
+{
+    if (QCoreApplication *app = QCoreApplication::instance())
+        moveToThread(app->thread());
+    d->network = new QNetworkAccessManager(this);
+    checkInternetConnection();
+}
+
+AdsDownloader::~AdsDownloader()
+{
+    delete d;
+}
+
+QString AdsDownloader::cacheDirectory()
+{
+    const QString folder = QStandardPaths::writableLocation(QStandardPaths::CacheLocation);
+    QDir().mkpath(folder);
+    return folder;
+}
+
+QString AdsDownloader::acsURL()
+{
+    return configured("VELMORA_AD_SERVER_URL", VELMORA_AD_SERVER_URL_DEFAULT);
+}
+
+// ---- Delegates and the update cycle ---------------------------------------------------
+
+void AdsDownloader::addDelegate(DownloadDelegate *delegate)
+{
+    if (delegate)
+        d->delegates.append({QPointer<QObject>(dynamic_cast<QObject *>(delegate)), delegate});
+}
+
+void AdsDownloader::startUpdateAllAds()
+{
+    const QPointer<AdsDownloader> self(this);
+    downloadJSONWithComplitionBlock([self] {
+        if (self)
+            self->downloadAllAdsData();
+    });
+}
+
+void AdsDownloader::downloadAllAdsData()
+{
+    downloadBanner();
+    downloadVideo();
+}
+
+void AdsDownloader::downloadBanner()
+{
+    // A copy: a delegate may register another one while being told.
+    const auto delegates = d->delegates;
+    for (const auto &[object, delegate] : delegates) {
+        if (object)
+            delegate->endDownloadСonfiguration();
+    }
+}
+
+void AdsDownloader::checkInternetConnection()
+{
+    d->internetReachableFoo = Reachability::reachabilityForInternetConnection();
+    if (!d->internetReachableFoo)
+        return;
+    const QPointer<AdsDownloader> self(this);
+    d->internetReachableFoo->reachableBlock = [self](Reachability *) {
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(),
+            [self] {
+                if (self)
+                    self->startUpdateAllAds();
+            },
+            Qt::QueuedConnection);
+    };
+    d->internetReachableFoo->unreachableBlock = [](Reachability *) {};
+    d->internetReachableFoo->startNotifier();
+}
+
+// ---- The ad table ------------------------------------------------------------------------
+
+QString AdsDownloader::generateRequestAcs() const
+{
+    const QVariant configuredId = VLMMainAppBundle().objectForInfoDictionaryKey(QStringLiteral("MetrivoAppId"));
+    const QString innerId = configuredId.isValid() ? configuredId.toString() : QStringLiteral("mac.000000.mac-store");
+    // Inserted as it stands, without escaping.
+    return QStringLiteral("{") + QStringLiteral("\"inner_id\" : \"%1\",").arg(innerId)
+        + QStringLiteral("\"language\" : \"EN\",") + QStringLiteral("\"placements\" : [ \"standard\",\"video\" ]}");
+}
+
+void AdsDownloader::downloadJSONWithComplitionBlock(Callback callback)
+{
+    if (isRunning(d->JSONTask) || d->isUpdateAdsCurrentSession)
+        return;
+    const QVariantMap cached = d->cacheStorage.infoDictionary();
+    d->replyJSON = cached;
+    d->isShowBannersFromCache
+        = !cached.isEmpty() && cached.contains(kMainBannerKey) && cached.contains(kMainVideoKey);
+    if (d->isShowBannersFromCache || !AdsMacHelper::isInternetConnection()) {
+        if (callback)
+            callback();
+    }
+    if (!AdsMacHelper::isInternetConnection())
+        return;
+
+    // Lossy ASCII: anything outside it becomes '?', never a refusal.
+    QByteArray body;
+    for (const QChar c : generateRequestAcs())
+        body.append(c.unicode() < 128 ? char(c.unicode()) : '?');
+    QNetworkRequest request(QUrl(acsURL() + QStringLiteral("/api/v1/banners")));
+    request.setTransferTimeout(transferTimeoutMs);
+    request.setRawHeader("Content-Length", QByteArray::number(body.size()));
+    // A custom verb keeps Qt from adding a content type the server never asked for.
+    QNetworkReply *reply = d->network->sendCustomRequest(request, "POST", body);
+    capBody(reply, maxTableBytes);
+    d->JSONTask = reply;
+    const QPointer<AdsDownloader> self(this);
+    connect(reply, &QNetworkReply::finished, this, [self, reply, callback] {
+        reply->deleteLater();
+        if (self)
+            self->finishTableReply(reply, callback);
+    });
+}
+
+void AdsDownloader::finishTableReply(QNetworkReply *reply, const Callback &callback)
+{
+    qCInfo(lcVelmora) << "load";
+    const bool complete = transferCompleted(reply) && !reply->property("velmoraOverCap").toBool();
+    const QByteArray bytes = complete ? QString::fromUtf8(reply->readAll()).toUtf8() : QByteArray();
+    const QJsonDocument document = QJsonDocument::fromJson(bytes);
+    d->replyJSON = document.isObject() ? std::optional(document.object().toVariantMap()) : std::nullopt;
+    d->isUpdateAdsCurrentSession = true;
+    if (!d->isShowBannersFromCache && callback)
+        callback();
+}
+
+std::optional<QVariantMap> AdsDownloader::replyJSON()
+{
+    if (!AdsMacHelper::isInternetConnection())
+        return d->cacheStorage.infoDictionary();
+    return d->replyJSON;
+}
+
+void AdsDownloader::setReplyJSON(const std::optional<QVariantMap> &table)
+{
+    d->replyJSON = table;
+}
+
+std::optional<QVariantMap> AdsDownloader::getInfoObjectWithConsideringWeightForKey(const QString &key)
+{
+    return AdsSelection::getInfoObjectWithConsideringWeightForKey(replyJSON(), key, d->bannerInfo, d->random);
+}
+
+void AdsDownloader::setRandomSource(AdsSelection::RandomSource random)
+{
+    d->random = random ? std::move(random) : AdsSelection::systemRandom();
+}
+
+// ---- Media ---------------------------------------------------------------------------------------
+
+void AdsDownloader::downloadBannerWithComplitionBlock(Callback callback)
+{
+    if (isRunning(d->bannerTask))
+        return;
+    if (!replyJSON()) {
+        if (callback)
+            callback();
+        return;
+    }
+    const std::optional<QVariantMap> drawn = getInfoObjectWithConsideringWeightForKey(kMainBannerKey);
+    if (!drawn) {
+        if (callback)
+            callback();
+        return;
+    }
+    d->bannerInfo = *drawn;
+    const QUrl remote(acsURL() + textOf(d->bannerInfo, kBannerImgURL));
+    const QPointer<AdsDownloader> self(this);
+    d->bannerTask = downloadDataToCacheDirectoryFromURL(remote, [self, callback](const QUrl &local) {
+        if (!self || local.isEmpty())
+            return;
+        self->d->bannerURL = local;
+        self->d->linkBannerURL = bannerStoreLink(self->d->bannerInfo.value(kBannerURL).toString());
+        self->d->cacheStorage.addBannerInfo(self->d->bannerInfo);
+        if (callback)
+            callback();
+    });
+}
+
+void AdsDownloader::downloadVideo()
+{
+    if (isRunning(d->videoTask) || !replyJSON())
+        return;
+    const std::optional<QVariantMap> drawn = getInfoObjectWithConsideringWeightForKey(kMainVideoKey);
+    if (!drawn)
+        return;
+    d->videoInfo = *drawn;
+    const QUrl remote(acsURL() + textOf(d->videoInfo, kVideoCapture));
+    const QPointer<AdsDownloader> self(this);
+    d->videoTask = downloadDataToCacheDirectoryFromURL(remote, [self](const QUrl &video) {
+        if (self && !video.isEmpty())
+            self->downloadVideoStill(video);
+    });
+}
+
+void AdsDownloader::downloadVideoStill(const QUrl &video)
+{
+    d->interstitialVideoURL.clear();
+    const QUrl remote(acsURL() + textOf(d->videoInfo, kVideoImage));
+    const QPointer<AdsDownloader> self(this);
+    d->videoInterstitialTask = downloadDataToCacheDirectoryFromURL(remote, [self, video](const QUrl &still) {
+        if (!self || still.isEmpty())
+            return;
+        Private *const p = self->d;
+        p->videoURL = video;
+        p->linkVideoURL = videoStoreLink(p->videoInfo.value(kVideoURL).toString());
+        p->interstitialVideoURL = still;
+        p->cacheStorage.addVideoInfo(p->videoInfo);
+    });
+}
+
+QUrl AdsDownloader::bannerStoreLink(const QString &marketURL)
+{
+    QString link = marketURL;
+    link.replace(QStringLiteral("https://") + firstLabel(VELMORA_WEB_STORE_HOST_DEFAULT),
+        QStringLiteral("macappstores://") + firstLabel(VELMORA_STORE_HOST_DEFAULT));
+    return QUrl(link);
+}
+
+QUrl AdsDownloader::videoStoreLink(const QString &marketURL)
+{
+    QString link = marketURL;
+    link.replace(QStringLiteral("https://"), QStringLiteral("macappstores://"));
+    return QUrl(link);
+}
+
+QNetworkReply *AdsDownloader::downloadDataToCacheDirectoryFromURL(const QUrl &remote, FileCallback callback)
+{
+    const QString name = safeFileName(remote);
+    if (name.isEmpty()) {
+        LOG(QStringLiteral("refused media name from %1").arg(remote.toString()));
+        if (callback)
+            callback(QUrl());
+        return nullptr;
+    }
+    const QString local = cacheDirectory() + QLatin1Char('/') + name;
+    if (QFileInfo(local).isFile()) {
+        if (callback)
+            callback(QUrl::fromLocalFile(local));
+        return nullptr;
+    }
+    LOG(QStringLiteral("extension: %1").arg(name));
+    QNetworkRequest request(remote);
+    request.setTransferTimeout(transferTimeoutMs);
+    QNetworkReply *reply = d->network->get(request);
+    capBody(reply, maxMediaBytes);
+    connect(reply, &QNetworkReply::finished, this, [reply, local, callback] {
+        reply->deleteLater();
+        if (!transferCompleted(reply) || reply->property("velmoraOverCap").toBool()) {
+            if (callback)
+                callback(QUrl());
+            return;
+        }
+        // Only a complete body ever appears under the media's name.
+        QSaveFile file(local);
+        if (!file.open(QIODevice::WriteOnly) || file.write(reply->readAll()) < 0 || !file.commit()) {
+            if (callback)
+                callback(QUrl());
+            return;
+        }
+        if (callback)
+            callback(QUrl::fromLocalFile(local));
+    });
+    return reply;
+}
+
+// ---- Store lookup --------------------------------------------------------------------------------
+
+QVariantMap AdsDownloader::JSONSearchByQuery(const QString &url)
+{
+    if (QCoreApplication *app = QCoreApplication::instance(); app && QThread::currentThread() == app->thread()) {
+        LOG(QStringLiteral("store lookup refused on the main thread"));
+        return {};
+    }
+    QNetworkAccessManager network;
+    QNetworkRequest request{QUrl(url)};
+    request.setTransferTimeout(lookupTimeoutMs);
+    QNetworkReply *reply = network.get(request);
+    capBody(reply, maxTableBytes);
+    QEventLoop loop;
+    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    if (reply->isRunning())
+        loop.exec();
+    const QByteArray bytes = reply->error() == QNetworkReply::NoError ? reply->readAll() : QByteArray();
+    delete reply;
+    const QJsonArray results = QJsonDocument::fromJson(bytes).object().value(QStringLiteral("results")).toArray();
+    return results.isEmpty() ? QVariantMap() : results.first().toObject().toVariantMap();
+}
+
+QString AdsDownloader::appNameFromMarketLink(const QString &link, bool isWeb)
+{
+    const QString number = link.section(QLatin1Char('/'), -1).toLower().remove(QStringLiteral("id"));
+    const QString lookup = configured("VELMORA_STORE_LOOKUP_URL", VELMORA_STORE_LOOKUP_URL_DEFAULT)
+        + QStringLiteral("/lookup?id=%1").arg(number);
+    const QVariantMap result = JSONSearchByQuery(lookup);
+    const auto trackName = result.constFind(QStringLiteral("trackName"));
+    QString name = trackName == result.constEnd() ? QStringLiteral("null") : trackName->toString();
+    name = name.section(QLatin1Char('-'), 0, 0).remove(QLatin1Char(' '));
+    return isWeb ? QStringLiteral("Web %1").arg(name) : name;
+}
+
+// ---- Fields ----------------------------------------------------------------------------------------
+
+QUrl AdsDownloader::videoURL()
+{
+    downloadVideo();
+    return d->videoURL;
+}
+
+void AdsDownloader::setVideoURL(const QUrl &url)
+{
+    d->videoURL = url;
+}
+
+QUrl AdsDownloader::bannerURL() const
+{
+    return d->bannerURL;
+}
+
+void AdsDownloader::setBannerURL(const QUrl &url)
+{
+    d->bannerURL = url;
+}
+
+QUrl AdsDownloader::interstitialVideoURL() const
+{
+    return d->interstitialVideoURL;
+}
+
+void AdsDownloader::setInterstitialVideoURL(const QUrl &url)
+{
+    d->interstitialVideoURL = url;
+}
+
+QUrl AdsDownloader::linkVideoURL() const
+{
+    return d->linkVideoURL;
+}
+
+void AdsDownloader::setLinkVideoURL(const QUrl &url)
+{
+    d->linkVideoURL = url;
+}
+
+QUrl AdsDownloader::linkBannerURL() const
+{
+    return d->linkBannerURL;
+}
+
+void AdsDownloader::setLinkBannerURL(const QUrl &url)
+{
+    d->linkBannerURL = url;
+}
+
+QVariantMap AdsDownloader::videoInfo() const
+{
+    return d->videoInfo;
+}
+
+void AdsDownloader::setVideoInfo(const QVariantMap &info)
+{
+    d->videoInfo = info;
+}
+
+QVariantMap AdsDownloader::bannerInfo() const
+{
+    return d->bannerInfo;
+}
+
+void AdsDownloader::setBannerInfo(const QVariantMap &info)
+{
+    d->bannerInfo = info;
+}
+
+bool AdsDownloader::isUpdateAdsCurrentSession() const
+{
+    return d->isUpdateAdsCurrentSession;
+}
+
+bool AdsDownloader::isShowBannersFromCache() const
+{
+    return d->isShowBannersFromCache;
+}
+
+AdsCacheInfoStorage *AdsDownloader::cacheStorage() const
+{
+    return &d->cacheStorage;
+}
+
+} // namespace velmora
