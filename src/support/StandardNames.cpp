@@ -111,10 +111,10 @@ struct HouseBanner {
 };
 
 constexpr HouseBanner houseBanners[] = {
-    { "mac.000001.mac-store", "0000000001", "banners/house_banner_1" },
-    { "mac.000002.mac-store", "0000000002", "banners/house_banner_2" },
-    { "mac.000003.mac-store", "0000000003", "banners/house_banner_3" },
-    { "mac.000004.mac-store", "0000000004", "banners/house_banner_4" },
+    { "mac.418203.mac-store", "1641820301", "banners/house_banner_1" }, // Inkwell Notes
+    { "mac.527116.mac-store", "1652711602", "banners/house_banner_2" }, // Lumen Photo
+    { "mac.639045.mac-store", "1663904503", "banners/house_banner_3" }, // Skyline Weather
+    { "mac.742981.mac-store", "1674298104", "banners/house_banner_4" }, // Tangram Quest
 };
 
 QString storeLink(const char *storeId)
