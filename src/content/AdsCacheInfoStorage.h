@@ -12,8 +12,7 @@ namespace velmora {
 
 // The offline ad table: every ad whose media reached the cache, kept in the file
 // "savedAds" beside the media and rewritten atomically after each new ad.
-class VELMORA_EXPORT AdsCacheInfoStorage
-{
+class VELMORA_EXPORT AdsCacheInfoStorage {
 public:
     AdsCacheInfoStorage();
 

@@ -54,9 +54,11 @@ QString firstLabel(const char *host)
 // leave the cache folder.
 QString safeFileName(const QUrl &remote)
 {
-    const QString name = remote.path(QUrl::FullyDecoded).section(QLatin1Char('/'), -1);
-    if (name.isEmpty() || name.startsWith(QLatin1Char('.')) || name.contains(QLatin1Char('\\'))
-        || name.contains(QLatin1String("..")) || name.contains(QChar(0)))
+    // Split before decoding, so an encoded slash cannot hide a path inside the name.
+    const QString encoded = remote.path(QUrl::FullyEncoded).section(QLatin1Char('/'), -1);
+    const QString name = QUrl::fromPercentEncoding(encoded.toUtf8());
+    if (name.isEmpty() || name.startsWith(QLatin1Char('.')) || name.contains(QLatin1Char('/'))
+        || name.contains(QLatin1Char('\\')) || name.contains(QLatin1String("..")) || name.contains(QChar(0)))
         return {};
     return name;
 }
@@ -68,7 +70,8 @@ bool transferCompleted(QNetworkReply *reply)
     if (reply->error() == QNetworkReply::NoError)
         return true;
     return reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid()
-        && reply->error() >= QNetworkReply::ContentAccessDenied && reply->error() != QNetworkReply::OperationCanceledError;
+        && reply->error() >= QNetworkReply::ContentAccessDenied
+        && reply->error() != QNetworkReply::OperationCanceledError;
 }
 
 void capBody(QNetworkReply *reply, qint64 cap)
@@ -95,8 +98,7 @@ QString textOf(const QVariantMap &ad, const QString &key)
 
 } // namespace
 
-struct AdsDownloader::Private
-{
+struct AdsDownloader::Private {
     QNetworkAccessManager *network = nullptr;
     AdsCacheInfoStorage cacheStorage;
     std::unique_ptr<Reachability> internetReachableFoo;
@@ -159,7 +161,7 @@ QString AdsDownloader::acsURL()
 void AdsDownloader::addDelegate(DownloadDelegate *delegate)
 {
     if (delegate)
-        d->delegates.append({QPointer<QObject>(dynamic_cast<QObject *>(delegate)), delegate});
+        d->delegates.append({ QPointer<QObject>(dynamic_cast<QObject *>(delegate)), delegate });
 }
 
 void AdsDownloader::startUpdateAllAds()
@@ -223,8 +225,7 @@ void AdsDownloader::downloadJSONWithComplitionBlock(Callback callback)
         return;
     const QVariantMap cached = d->cacheStorage.infoDictionary();
     d->replyJSON = cached;
-    d->isShowBannersFromCache
-        = !cached.isEmpty() && cached.contains(kMainBannerKey) && cached.contains(kMainVideoKey);
+    d->isShowBannersFromCache = !cached.isEmpty() && cached.contains(kMainBannerKey) && cached.contains(kMainVideoKey);
     if (d->isShowBannersFromCache || !AdsMacHelper::isInternetConnection()) {
         if (callback)
             callback();
@@ -352,7 +353,7 @@ QUrl AdsDownloader::bannerStoreLink(const QString &marketURL)
 {
     QString link = marketURL;
     link.replace(QStringLiteral("https://") + firstLabel(VELMORA_WEB_STORE_HOST_DEFAULT),
-        QStringLiteral("macappstores://") + firstLabel(VELMORA_STORE_HOST_DEFAULT));
+                 QStringLiteral("macappstores://") + firstLabel(VELMORA_STORE_HOST_DEFAULT));
     return QUrl(link);
 }
 
@@ -412,7 +413,7 @@ QVariantMap AdsDownloader::JSONSearchByQuery(const QString &url)
         return {};
     }
     QNetworkAccessManager network;
-    QNetworkRequest request{QUrl(url)};
+    QNetworkRequest request { QUrl(url) };
     request.setTransferTimeout(lookupTimeoutMs);
     QNetworkReply *reply = network.get(request);
     capBody(reply, maxTableBytes);

@@ -24,8 +24,7 @@ class Reachability;
 // it loads the ad table, draws ads, downloads their media into the cache folder,
 // rewrites store links and tells the banner controllers when ad data is ready.
 // Everything runs on the main thread; network replies arrive there.
-class VELMORA_EXPORT AdsDownloader : public QObject
-{
+class VELMORA_EXPORT AdsDownloader : public QObject {
     Q_OBJECT
 
 public:

@@ -47,7 +47,8 @@ void AdsEventLogger::logEventWithURL(const QUrl &url)
     connect(reply, &QNetworkReply::finished, this, [this, reply, url] {
         reply->deleteLater();
         // Any answer counts as delivered; only a transport failure puts the URL back.
-        const bool failed = reply->error() != QNetworkReply::NoError && reply->error() < QNetworkReply::ContentAccessDenied;
+        const bool failed
+            = reply->error() != QNetworkReply::NoError && reply->error() < QNetworkReply::ContentAccessDenied;
         if (failed)
             addEventURL(url);
         else

@@ -12,8 +12,7 @@ namespace velmora {
 
 // Delivers tracking URLs with a plain GET. Undelivered URLs wait in a queue persisted in
 // the settings store, and the whole queue is sent again after the next delivery.
-class VELMORA_EXPORT AdsEventLogger : public QObject
-{
+class VELMORA_EXPORT AdsEventLogger : public QObject {
     Q_OBJECT
 
 public:

@@ -9,8 +9,7 @@
 namespace velmora {
 
 // Machine-level questions: is the internet reachable right now, and who is this machine.
-class VELMORA_EXPORT AdsMacHelper
-{
+class VELMORA_EXPORT AdsMacHelper {
 public:
     static bool isInternetConnection();
     // The machine's identity (/sys/class/dmi/id/product_uuid, else /etc/machine-id), or

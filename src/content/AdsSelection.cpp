@@ -59,8 +59,9 @@ AdsSelection::RandomSource AdsSelection::systemRandom()
     return [] { return QRandomGenerator::system()->generate(); };
 }
 
-std::optional<QVariantMap> AdsSelection::getInfoObjectWithConsideringWeightForKey(
-    const std::optional<QVariantMap> &table, const QString &key, const QVariantMap &current, const RandomSource &random)
+std::optional<QVariantMap>
+AdsSelection::getInfoObjectWithConsideringWeightForKey(const std::optional<QVariantMap> &table, const QString &key,
+                                                       const QVariantMap &current, const RandomSource &random)
 {
     if (!table)
         return std::nullopt;

@@ -10,8 +10,7 @@
 namespace velmora {
 
 // The weighted draw of one ad from a placement of the ad table.
-class VELMORA_EXPORT AdsSelection
-{
+class VELMORA_EXPORT AdsSelection {
 public:
     // A uniformly distributed 32-bit number; the system's cryptographic source by default.
     using RandomSource = std::function<quint32()>;
@@ -22,7 +21,9 @@ public:
     // out while another exists. Weights pair with candidates by position among the ads that
     // have one, so an ad without a priority shifts the later weights onto earlier ads.
     static std::optional<QVariantMap> getInfoObjectWithConsideringWeightForKey(const std::optional<QVariantMap> &table,
-        const QString &key, const QVariantMap &current, const RandomSource &random);
+                                                                               const QString &key,
+                                                                               const QVariantMap &current,
+                                                                               const RandomSource &random);
 };
 
 } // namespace velmora

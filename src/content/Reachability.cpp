@@ -10,9 +10,9 @@
 #include <QThread>
 #include <QUrl>
 
+#include <arpa/inet.h>
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
-#include <arpa/inet.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -27,8 +27,7 @@ namespace {
 // asked for with a global documentation address; a route lookup sends no packet.
 const QHostAddress internetProbeAddress(QStringLiteral("198.51.100.1"));
 
-class NetlinkSocket
-{
+class NetlinkSocket {
 public:
     explicit NetlinkSocket(quint32 groups = 0)
         : m_fd(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE))
@@ -58,7 +57,7 @@ private:
 
 bool waitReadable(int fd, int timeoutMs)
 {
-    pollfd p {fd, POLLIN, 0};
+    pollfd p { fd, POLLIN, 0 };
     return ::poll(&p, 1, timeoutMs) > 0 && (p.revents & POLLIN);
 }
 
@@ -90,8 +89,7 @@ quint32 Reachability::flagsForAddress(const QHostAddress &address)
     if (socket.fd() < 0)
         return 0;
 
-    struct
-    {
+    struct {
         nlmsghdr header;
         rtmsg route;
         char attributes[64];
@@ -102,7 +100,8 @@ quint32 Reachability::flagsForAddress(const QHostAddress &address)
     request.header.nlmsg_seq = 1;
     request.route.rtm_family = v6 ? AF_INET6 : AF_INET;
     request.route.rtm_dst_len = v6 ? 128 : 32;
-    auto *destination = reinterpret_cast<rtattr *>(reinterpret_cast<char *>(&request) + NLMSG_ALIGN(request.header.nlmsg_len));
+    auto *destination
+        = reinterpret_cast<rtattr *>(reinterpret_cast<char *>(&request) + NLMSG_ALIGN(request.header.nlmsg_len));
     const int addressLength = v6 ? 16 : 4;
     destination->rta_type = RTA_DST;
     destination->rta_len = RTA_LENGTH(addressLength);
@@ -296,8 +295,8 @@ QString Reachability::currentReachabilityFlags() const
 QString Reachability::description() const
 {
     return QStringLiteral("<%1: %2 (%3)>")
-        .arg(QString::fromLatin1(metaObject()->className()),
-            QStringLiteral("0x%1").arg(quintptr(this), 0, 16), currentReachabilityFlags());
+        .arg(QString::fromLatin1(metaObject()->className()), QStringLiteral("0x%1").arg(quintptr(this), 0, 16),
+             currentReachabilityFlags());
 }
 
 bool Reachability::startNotifier()
@@ -324,7 +323,7 @@ void Reachability::stopNotifier()
 void Reachability::watch()
 {
     const NetlinkSocket socket(RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV4_ROUTE | RTMGRP_IPV6_IFADDR
-        | RTMGRP_IPV6_ROUTE);
+                               | RTMGRP_IPV6_ROUTE);
     if (socket.fd() < 0) {
         LOG(QStringLiteral("reachability: no netlink socket; changes will not be reported"));
         return;
@@ -336,8 +335,7 @@ void Reachability::watch()
         if (!waitReadable(socket.fd(), 200))
             continue;
         // Drain the burst of messages one change usually produces, then look once.
-        while (::recv(socket.fd(), buffer, sizeof buffer, MSG_DONTWAIT) > 0) {
-        }
+        while (::recv(socket.fd(), buffer, sizeof buffer, MSG_DONTWAIT) > 0) { }
         const quint32 now = reachabilityFlags();
         if (now != last) {
             last = now;
@@ -364,8 +362,8 @@ void Reachability::reachabilityChanged(quint32 flags)
         app,
         [self] {
             if (self)
-                NotificationCenter::defaultCenter()->post(
-                    QString::fromLatin1(kReachabilityChangedNotification), QVariant::fromValue<QObject *>(self.data()));
+                NotificationCenter::defaultCenter()->post(QString::fromLatin1(kReachabilityChangedNotification),
+                                                          QVariant::fromValue<QObject *>(self.data()));
         },
         Qt::QueuedConnection);
 }

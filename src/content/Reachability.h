@@ -17,8 +17,7 @@ namespace velmora {
 // Watches whether one network target can be reached. The flags come from a kernel route
 // lookup (rtnetlink); a notifier thread listens to link, address and route changes and
 // reports only real changes of the flags.
-class VELMORA_EXPORT Reachability : public QObject
-{
+class VELMORA_EXPORT Reachability : public QObject {
     Q_OBJECT
 
 public:
@@ -86,7 +85,7 @@ private:
     QHostAddress m_address;
     quint16 m_port = 0;
     QThread *m_thread = nullptr;
-    std::atomic<bool> m_stop{false};
+    std::atomic<bool> m_stop { false };
 };
 
 } // namespace velmora

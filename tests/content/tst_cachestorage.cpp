@@ -1,0 +1,129 @@
+#include "TestEnvironment.h"
+
+#include "content/AdsCacheInfoStorage.h"
+
+#include <QProcess>
+
+using namespace velmora;
+
+namespace {
+
+QVariantMap banner(int id)
+{
+    return { { QStringLiteral("banner_id"), id },
+             { QStringLiteral("name"), QStringLiteral("Banner %1").arg(id) },
+             { QStringLiteral("priority"), 2 },
+             { QStringLiteral("image_728x90"), QStringLiteral("/media/b%1.gif").arg(id) } };
+}
+
+QString storagePath()
+{
+    return AdsCacheInfoStorage::storageURL().toLocalFile();
+}
+
+} // namespace
+
+class CacheStorageTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { QFile::remove(storagePath()); }
+
+    void firstRunStartsEmpty()
+    {
+        AdsCacheInfoStorage storage;
+        QVERIFY(storage.infoDictionary().isEmpty());
+        QVERIFY(!QFile::exists(storagePath()));
+    }
+
+    void addsPersistAndRoundTrip()
+    {
+        AdsCacheInfoStorage storage;
+        QVariantMap video = banner(7);
+        video.insert(QStringLiteral("Rating"), 4.5);
+        video.insert(QStringLiteral("votes"), QVariantList { 1, QStringLiteral("two") });
+        storage.addBannerInfo(banner(1));
+        storage.addVideoInfo(video);
+        const AdsCacheInfoStorage reloaded;
+        QCOMPARE(reloaded.infoDictionary(), storage.infoDictionary());
+        QCOMPARE(reloaded.infoDictionary().value(QStringLiteral("video")).toList().first().toMap(), video);
+    }
+
+    void sameAdTwiceWritesOnce()
+    {
+        AdsCacheInfoStorage storage;
+        storage.addBannerInfo(banner(1));
+        QVERIFY(QFile::remove(storagePath()));
+        storage.addBannerInfo(banner(1));
+        QVERIFY2(!QFile::exists(storagePath()), "an ad already stored was written again");
+        storage.addBannerInfo(banner(2));
+        QCOMPARE(AdsCacheInfoStorage::cacheInfo()->value(QStringLiteral("standard")).toList().size(), 2);
+    }
+
+    void emptyAdIsIgnored()
+    {
+        AdsCacheInfoStorage storage;
+        storage.addBannerInfo({});
+        QVERIFY(!QFile::exists(storagePath()));
+    }
+
+    void otherTopLevelKeysSurvive()
+    {
+        AdsCacheInfoStorage storage;
+        storage.setInfoDictionary({ { QStringLiteral("campaign"), QStringLiteral("autumn") } });
+        storage.addBannerInfo(banner(3));
+        QCOMPARE(AdsCacheInfoStorage::cacheInfo()->value(QStringLiteral("campaign")).toString(),
+                 QStringLiteral("autumn"));
+    }
+
+    void unreadableFileMeansEmptyTable_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("garbage") << QByteArray("not a table at all");
+        QTest::newRow("truncated")
+            << AdsCacheInfoStorage::encode({ { QStringLiteral("standard"), QVariantList { banner(1) } } }).left(9);
+        QTest::newRow("root is a list") << QByteArray("\x82\x01\x02", 3);
+        QTest::newRow("empty file") << QByteArray();
+    }
+
+    void unreadableFileMeansEmptyTable()
+    {
+        QFETCH(QByteArray, bytes);
+        QFile file(storagePath());
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+        file.close();
+        QVERIFY(!AdsCacheInfoStorage::cacheInfo());
+        QVERIFY(AdsCacheInfoStorage().infoDictionary().isEmpty());
+    }
+
+    void tableSurvivesANewProcess()
+    {
+        AdsCacheInfoStorage storage;
+        storage.addBannerInfo(banner(5));
+        storage.addVideoInfo(banner(6));
+        QProcess child;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("VELMORA_PRINT_TABLE"), QStringLiteral("1"));
+        child.setProcessEnvironment(env);
+        child.start(QCoreApplication::applicationFilePath(), {});
+        QVERIFY(child.waitForFinished(30000));
+        QCOMPARE(QString::fromUtf8(child.readAllStandardOutput()).trimmed(), QStringLiteral("standard=1 video=1"));
+    }
+};
+
+int main(int argc, char **argv)
+{
+    velmora::test::TestEnvironment::prepare("CacheStorageTest");
+    QApplication app(argc, argv);
+    if (qEnvironmentVariableIsSet("VELMORA_PRINT_TABLE")) {
+        const QVariantMap table = AdsCacheInfoStorage().infoDictionary();
+        printf("standard=%d video=%d\n", int(table.value(QStringLiteral("standard")).toList().size()),
+               int(table.value(QStringLiteral("video")).toList().size()));
+        return 0;
+    }
+    CacheStorageTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_cachestorage.moc"

@@ -1,0 +1,93 @@
+#include "TestEnvironment.h"
+
+#include "AdServerProcess.h"
+#include "content/AdsEventLogger.h"
+
+#include <velmora/Support.h>
+
+#include <QTemporaryDir>
+
+using namespace velmora;
+using velmora::test::AdServerProcess;
+
+namespace {
+const QString stackKey = QStringLiteral("eventStackData");
+const QUrl closedPort(QStringLiteral("http://127.0.0.1:9/event?id=1"));
+
+QList<QUrl> storedQueue()
+{
+    return AdsEventLogger::unarchive(VLMObjForKey(stackKey).toByteArray());
+}
+} // namespace
+
+class EventLoggerTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(m_dir.isValid());
+        QVERIFY(m_server.start(m_dir.path()));
+    }
+
+    // First: the process-wide logger reads the stored queue when it is made.
+    void corruptStoredQueueGivesAnEmptyQueue()
+    {
+        VLMSetObjForKey(QByteArray("\xff\x00garbage", 9), stackKey);
+        QVERIFY(AdsEventLogger::sharedInstance()->eventStack().isEmpty());
+        QCOMPARE(AdsEventLogger::sharedInstance(), AdsEventLogger::sharedInstance());
+    }
+
+    void archiveRoundTrips_data()
+    {
+        QTest::addColumn<QList<QUrl>>("queue");
+        QTest::newRow("empty") << QList<QUrl> {};
+        QTest::newRow("duplicates kept in order")
+            << QList<QUrl> { QUrl("https://t.example/a?x=1&y=%20"), QUrl("https://t.example/b"),
+                             QUrl("https://t.example/a?x=1&y=%20") };
+    }
+
+    void archiveRoundTrips()
+    {
+        QFETCH(QList<QUrl>, queue);
+        QCOMPARE(AdsEventLogger::unarchive(AdsEventLogger::archive(queue)), queue);
+    }
+
+    void failedDeliveryIsQueuedAndPersisted()
+    {
+        AdsEventLogger *logger = AdsEventLogger::sharedInstance();
+        logger->logEventWithURL(closedPort);
+        QTRY_COMPARE(logger->eventStack(), QList<QUrl> { closedPort });
+        QCOMPARE(storedQueue(), QList<QUrl> { closedPort });
+    }
+
+    void addingNothingStillRewritesTheStore()
+    {
+        VLMSetObjForKey(QByteArray(), stackKey);
+        AdsEventLogger::sharedInstance()->addEventURL(QUrl());
+        QTRY_COMPARE(storedQueue(), QList<QUrl> { closedPort });
+    }
+
+    void successDrainsTheQueue()
+    {
+        AdsEventLogger *logger = AdsEventLogger::sharedInstance();
+        const QList<QUrl> queued { m_server.url(QStringLiteral("/e1")), m_server.url(QStringLiteral("/e2")),
+                                   m_server.url(QStringLiteral("/e3")) };
+        logger->setEventStack(queued);
+        logger->logEventWithURL(m_server.url(QStringLiteral("/e0")));
+        QTRY_VERIFY(logger->eventStack().isEmpty());
+        QTRY_VERIFY(storedQueue().isEmpty());
+        QStringList paths;
+        for (const QJsonObject &line : m_server.logLines())
+            paths << line.value(QStringLiteral("path")).toString();
+        for (const char *path : { "/e0", "/e1", "/e2", "/e3" })
+            QVERIFY2(paths.contains(QString::fromLatin1(path)), path);
+    }
+
+private:
+    QTemporaryDir m_dir;
+    AdServerProcess m_server;
+};
+
+VELMORA_TEST_MAIN(EventLoggerTest)
+#include "tst_eventlogger.moc"
