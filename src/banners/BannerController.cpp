@@ -4,6 +4,7 @@
 #include "banners/BannerShadowEffect.h"
 #include "content/AdsDownloader.h"
 #include "controls/BannerImageView.h"
+#include "support/HostContent.h"
 #include "support/StandardNames.h"
 #include "support/Switches.h"
 #include "ui_BannerController.h"
@@ -47,13 +48,6 @@ bool isOnMainThread()
     return QThread::currentThread() == qApp->thread();
 }
 
-QWidget *contentView(QWidget *window)
-{
-    if (auto *mainWindow = qobject_cast<QMainWindow *>(window); mainWindow && mainWindow->centralWidget())
-        return mainWindow->centralWidget();
-    return window;
-}
-
 // A downloaded banner file as an animation; null when it is not a picture.
 std::unique_ptr<QMovie> movieFromFile(const QUrl &url)
 {
@@ -78,6 +72,8 @@ struct BannerController::Private {
     QPointer<QWidget> window;
     QPointer<QWidget> viewController;
     QPointer<QWidget> superview;
+    // The host view the banner sits at the bottom of (its parent, unless that adopts children).
+    QPointer<QWidget> content;
 
     AdsDownloader *downloader = nullptr;
     BannerDownloadDelegate *delegate = nullptr;
@@ -312,7 +308,7 @@ void BannerController::setRandomGenerator(QRandomGenerator *generator)
 
 bool BannerController::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == d->superview && event->type() == QEvent::Resize)
+    if (watched == d->superview && (event->type() == QEvent::Resize || event->type() == QEvent::Move))
         layoutBanner();
     else if (watched == d->view && event->type() == QEvent::Resize)
         layoutContents();
@@ -337,8 +333,9 @@ void BannerController::setWindow(QWidget *window)
         d->view->hide();
         return;
     }
-    if (QWidget *container = contentView(window)) {
-        d->view->setParent(container);
+    if (QWidget *container = HostContent::contentView(window)) {
+        d->content = container;
+        d->view->setParent(HostContent::overlayParent(container));
         d->view->show();
         setBannerConstraints();
     }
@@ -357,7 +354,8 @@ void BannerController::setViewController(QWidget *viewController, QWidget *view)
         return;
     }
     if (QWidget *container = view ? view : viewController) {
-        d->view->setParent(container);
+        d->content = container;
+        d->view->setParent(HostContent::overlayParent(container));
         d->view->show();
         setBannerConstraints();
     }
@@ -379,7 +377,7 @@ QWidget *BannerController::view() const
 
 void BannerController::setBannerConstraints()
 {
-    QWidget *superview = d->view ? d->view->parentWidget() : nullptr;
+    QWidget *superview = d->content ? d->content.data() : (d->view ? d->view->parentWidget() : nullptr);
     if (!superview)
         return;
     detachFromView();
@@ -424,7 +422,9 @@ void BannerController::layoutBanner()
 {
     if (!d->view || !d->superview || !d->bottom)
         return;
-    const QRectF frame = bannerFrame();
+    // The frame is in the host view's coordinates; the banner's parent may be its parent.
+    const QPoint origin = d->view->parentWidget() ? d->superview->mapTo(d->view->parentWidget(), QPoint()) : QPoint();
+    const QRectF frame = bannerFrame().translated(origin);
     d->view->setGeometry(QRect(qRound(frame.x()), qRound(frame.y()), qRound(frame.width()), qRound(frame.height())));
     layoutContents();
 }

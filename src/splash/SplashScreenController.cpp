@@ -1,4 +1,5 @@
 #include "splash/SplashScreenController.h"
+#include "support/HostContent.h"
 
 #include "controls/CloseButtonCell.h"
 #include "controls/ColoredView.h"
@@ -63,13 +64,6 @@ int systemMinorVersion()
 bool isOnMainThread()
 {
     return QThread::currentThread() == qApp->thread();
-}
-
-QWidget *contentView(QWidget *window)
-{
-    if (auto *mainWindow = qobject_cast<QMainWindow *>(window); mainWindow && mainWindow->centralWidget())
-        return mainWindow->centralWidget();
-    return window;
 }
 
 QPixmap loadResourceImage(const QString &name)
@@ -712,14 +706,14 @@ void SplashScreenController::setWindow(QWidget *window)
     m_window = window;
     if (postToMainThread([this, guarded = QPointer<QWidget>(window)] { setWindow(guarded); }))
         return;
-    QWidget *container = window ? contentView(window) : nullptr;
+    QWidget *container = window ? HostContent::contentView(window) : nullptr;
     if (!container || !m_view)
         return;
     if (m_container)
         m_container->removeEventFilter(this);
     m_container = container;
     // Added last, so it lies above the host's own views, and hidden until the first state.
-    m_view->setParent(container);
+    m_view->setParent(HostContent::overlayParent(container));
     m_view->hide();
     m_view->raise();
     container->installEventFilter(this);
@@ -737,7 +731,7 @@ void SplashScreenController::applyFrame()
 {
     if (!m_container || !m_view)
         return;
-    const QRect frame = m_container->rect();
+    const QRect frame = HostContent::contentRect(m_container);
     const int inset = qRound(m_topInset);
     m_view->setGeometry(frame.x(), frame.y() + inset, frame.width(), frame.height() - inset);
 }
@@ -793,10 +787,10 @@ void SplashScreenController::setCollectionBehavior(unsigned int behavior)
 
 bool SplashScreenController::eventFilter(QObject *watched, QEvent *event)
 {
-    if (event->type() == QEvent::Resize) {
+    if (event->type() == QEvent::Resize || event->type() == QEvent::Move) {
         if (watched == m_container)
             applyFrame();
-        else if (watched == m_view)
+        else if (watched == m_view && event->type() == QEvent::Resize)
             layoutViews();
     }
     return QObject::eventFilter(watched, event);
