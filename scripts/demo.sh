@@ -1,9 +1,43 @@
 #!/usr/bin/env bash
-# Builds the demo host and the development ad server, serves the sample ads and runs the
-# demo. Filled in with the demo itself; for now it builds and runs the tests' prerequisites.
+# Builds the demo host and the development ad server, serves the sample ads on loopback,
+# runs the demo against them and says where its screenshots and log are. Without a display
+# the demo runs a scripted session under a virtual X server (so video frames are captured).
 set -euo pipefail
 cd "$(dirname "$0")/.."
+
 ./scripts/install-deps.sh
-cmake --preset dev
-cmake --build --preset dev
-echo "The demo host is not part of this build yet."
+preset=${VELMORA_PRESET:-dev}
+cmake --preset "$preset" >/dev/null
+cmake --build --preset "$preset" --target velmora-demo velmora-adserver
+
+build=build/$preset
+out=${VELMORA_DEMO_OUT:-$PWD/build/demo-output}
+rm -rf "$out"
+mkdir -p "$out"
+
+"$build/tools/adserver/velmora-adserver" --root examples/sample-ads --port 0 --log "$out/adserver.log" \
+    > "$out/adserver.out" 2>&1 &
+server=$!
+trap 'kill $server 2>/dev/null || true' EXIT
+for _ in $(seq 50); do
+    grep -q '^listening on' "$out/adserver.out" 2>/dev/null && break
+    sleep 0.1
+done
+url=$(sed -n 's/^listening on //p' "$out/adserver.out")
+[ -n "$url" ] || { echo "the development ad server did not start:"; cat "$out/adserver.out"; exit 1; }
+echo "development ad server: $url (serving examples/sample-ads)"
+
+export VELMORA_AD_SERVER_URL=$url
+export VELMORA_STORE_LOOKUP_URL=$url
+# A private cache and settings folder, so every run starts like a fresh installation.
+export XDG_CACHE_HOME=$out/cache XDG_CONFIG_HOME=$out/config
+
+demo=("$build/examples/demo/velmora-demo" --out "$out")
+if [ -n "${DISPLAY:-}" ] && [ -z "${VELMORA_DEMO_HEADLESS:-}" ]; then
+    "${demo[@]}"
+else
+    QT_QPA_PLATFORM=${QT_QPA_PLATFORM:-offscreen} "${demo[@]}" --headless
+    echo
+    echo "screenshots:      $out/*.png"
+    echo "notification log: $out/notifications.log"
+fi
