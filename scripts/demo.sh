@@ -36,7 +36,12 @@ demo=("$build/examples/demo/velmora-demo" --out "$out")
 if [ -n "${DISPLAY:-}" ] && [ -z "${VELMORA_DEMO_HEADLESS:-}" ]; then
     "${demo[@]}"
 else
-    QT_QPA_PLATFORM=${QT_QPA_PLATFORM:-offscreen} "${demo[@]}" --headless
+    if [ -z "${DISPLAY:-}" ] && command -v xvfb-run >/dev/null; then
+        # A virtual X server lets the screenshots include the video's frames.
+        xvfb-run -a -s "-screen 0 1920x1080x24" env QT_QPA_PLATFORM=xcb "${demo[@]}" --headless
+    else
+        QT_QPA_PLATFORM=${QT_QPA_PLATFORM:-offscreen} "${demo[@]}" --headless
+    fi
     echo
     echo "screenshots:      $out/*.png"
     echo "notification log: $out/notifications.log"
