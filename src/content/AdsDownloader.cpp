@@ -54,6 +54,8 @@ QString firstLabel(const char *host)
 // leave the cache folder.
 QString safeFileName(const QUrl &remote)
 {
+    if (!remote.isValid())
+        return {};
     // Split before decoding, so an encoded slash cannot hide a path inside the name.
     const QString encoded = remote.path(QUrl::FullyEncoded).section(QLatin1Char('/'), -1);
     const QString name = QUrl::fromPercentEncoding(encoded.toUtf8());
@@ -90,11 +92,23 @@ bool isRunning(const QPointer<QNetworkReply> &task)
     return task && task->isRunning();
 }
 
-QString textOf(const QVariantMap &ad, const QString &key)
+// acsURL followed by the ad's media path. An absent path gives an absent URL: its cached
+// name would be "(null)", which is refused like any other unusable name.
+QUrl mediaURL(const QVariantMap &ad, const QString &key)
 {
     const auto found = ad.constFind(key);
-    return found == ad.constEnd() ? QStringLiteral("(null)") : found->toString();
+    if (found == ad.constEnd())
+        return QUrl();
+    return QUrl(AdsDownloader::acsURL() + found->toString());
 }
+
+struct Delegate {
+    QPointer<QObject> object; // set when the delegate is a QObject, to notice its end
+    bool tracked = false;
+    DownloadDelegate *delegate = nullptr;
+
+    bool alive() const { return !tracked || object; }
+};
 
 } // namespace
 
@@ -102,7 +116,7 @@ struct AdsDownloader::Private {
     QNetworkAccessManager *network = nullptr;
     AdsCacheInfoStorage cacheStorage;
     std::unique_ptr<Reachability> internetReachableFoo;
-    QList<QPair<QPointer<QObject>, DownloadDelegate *>> delegates;
+    QList<Delegate> delegates;
 
     std::optional<QVariantMap> replyJSON;
     bool isUpdateAdsCurrentSession = false;
@@ -160,12 +174,25 @@ QString AdsDownloader::acsURL()
 
 void AdsDownloader::addDelegate(DownloadDelegate *delegate)
 {
-    if (delegate)
-        d->delegates.append({ QPointer<QObject>(dynamic_cast<QObject *>(delegate)), delegate });
+    if (!delegate)
+        return;
+    QObject *object = dynamic_cast<QObject *>(delegate);
+    d->delegates.append({ object, object != nullptr, delegate });
+}
+
+// Network objects live on the main thread; a call from elsewhere is re-posted there.
+bool AdsDownloader::postedToOwnThread(std::function<void()> call)
+{
+    if (QThread::currentThread() == thread())
+        return false;
+    QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection);
+    return true;
 }
 
 void AdsDownloader::startUpdateAllAds()
 {
+    if (postedToOwnThread([this] { startUpdateAllAds(); }))
+        return;
     const QPointer<AdsDownloader> self(this);
     downloadJSONWithComplitionBlock([self] {
         if (self)
@@ -183,9 +210,9 @@ void AdsDownloader::downloadBanner()
 {
     // A copy: a delegate may register another one while being told.
     const auto delegates = d->delegates;
-    for (const auto &[object, delegate] : delegates) {
-        if (object)
-            delegate->endDownloadСonfiguration();
+    for (const Delegate &entry : delegates) {
+        if (entry.alive())
+            entry.delegate->endDownloadСonfiguration();
     }
 }
 
@@ -219,8 +246,19 @@ QString AdsDownloader::generateRequestAcs() const
         + QStringLiteral("\"language\" : \"EN\",") + QStringLiteral("\"placements\" : [ \"standard\",\"video\" ]}");
 }
 
+QByteArray AdsDownloader::requestBody() const
+{
+    // Lossy ASCII: anything outside it becomes '?', never a refusal.
+    QByteArray body;
+    for (const QChar c : generateRequestAcs())
+        body.append(c.unicode() < 128 ? char(c.unicode()) : '?');
+    return body;
+}
+
 void AdsDownloader::downloadJSONWithComplitionBlock(Callback callback)
 {
+    if (postedToOwnThread([this, callback] { downloadJSONWithComplitionBlock(callback); }))
+        return;
     if (isRunning(d->JSONTask) || d->isUpdateAdsCurrentSession)
         return;
     const QVariantMap cached = d->cacheStorage.infoDictionary();
@@ -233,10 +271,7 @@ void AdsDownloader::downloadJSONWithComplitionBlock(Callback callback)
     if (!AdsMacHelper::isInternetConnection())
         return;
 
-    // Lossy ASCII: anything outside it becomes '?', never a refusal.
-    QByteArray body;
-    for (const QChar c : generateRequestAcs())
-        body.append(c.unicode() < 128 ? char(c.unicode()) : '?');
+    const QByteArray body = requestBody();
     QNetworkRequest request(QUrl(acsURL() + QStringLiteral("/api/v1/banners")));
     request.setTransferTimeout(transferTimeoutMs);
     request.setRawHeader("Content-Length", QByteArray::number(body.size()));
@@ -290,6 +325,8 @@ void AdsDownloader::setRandomSource(AdsSelection::RandomSource random)
 
 void AdsDownloader::downloadBannerWithComplitionBlock(Callback callback)
 {
+    if (postedToOwnThread([this, callback] { downloadBannerWithComplitionBlock(callback); }))
+        return;
     if (isRunning(d->bannerTask))
         return;
     if (!replyJSON()) {
@@ -304,7 +341,7 @@ void AdsDownloader::downloadBannerWithComplitionBlock(Callback callback)
         return;
     }
     d->bannerInfo = *drawn;
-    const QUrl remote(acsURL() + textOf(d->bannerInfo, kBannerImgURL));
+    const QUrl remote = mediaURL(d->bannerInfo, kBannerImgURL);
     const QPointer<AdsDownloader> self(this);
     d->bannerTask = downloadDataToCacheDirectoryFromURL(remote, [self, callback](const QUrl &local) {
         if (!self || local.isEmpty())
@@ -319,13 +356,15 @@ void AdsDownloader::downloadBannerWithComplitionBlock(Callback callback)
 
 void AdsDownloader::downloadVideo()
 {
+    if (postedToOwnThread([this] { downloadVideo(); }))
+        return;
     if (isRunning(d->videoTask) || !replyJSON())
         return;
     const std::optional<QVariantMap> drawn = getInfoObjectWithConsideringWeightForKey(kMainVideoKey);
     if (!drawn)
         return;
     d->videoInfo = *drawn;
-    const QUrl remote(acsURL() + textOf(d->videoInfo, kVideoCapture));
+    const QUrl remote = mediaURL(d->videoInfo, kVideoCapture);
     const QPointer<AdsDownloader> self(this);
     d->videoTask = downloadDataToCacheDirectoryFromURL(remote, [self](const QUrl &video) {
         if (self && !video.isEmpty())
@@ -336,7 +375,7 @@ void AdsDownloader::downloadVideo()
 void AdsDownloader::downloadVideoStill(const QUrl &video)
 {
     d->interstitialVideoURL.clear();
-    const QUrl remote(acsURL() + textOf(d->videoInfo, kVideoImage));
+    const QUrl remote = mediaURL(d->videoInfo, kVideoImage);
     const QPointer<AdsDownloader> self(this);
     d->videoInterstitialTask = downloadDataToCacheDirectoryFromURL(remote, [self, video](const QUrl &still) {
         if (!self || still.isEmpty())
@@ -366,6 +405,8 @@ QUrl AdsDownloader::videoStoreLink(const QString &marketURL)
 
 QNetworkReply *AdsDownloader::downloadDataToCacheDirectoryFromURL(const QUrl &remote, FileCallback callback)
 {
+    if (postedToOwnThread([this, remote, callback] { downloadDataToCacheDirectoryFromURL(remote, callback); }))
+        return nullptr;
     const QString name = safeFileName(remote);
     if (name.isEmpty()) {
         LOG(QStringLiteral("refused media name from %1").arg(remote.toString()));

@@ -34,7 +34,8 @@ public:
 
     static AdsDownloader *sharedInstance();
 
-    // Delegates must be QObjects; one that is destroyed is skipped.
+    // A delegate that is also a QObject is skipped once destroyed; any other one must
+    // outlive the downloader.
     void addDelegate(DownloadDelegate *delegate);
 
     void startUpdateAllAds();
@@ -47,6 +48,8 @@ public:
 
     // The ad server conversation.
     QString generateRequestAcs() const;
+    // The request body as sent: generateRequestAcs() in ASCII, anything else replaced.
+    QByteArray requestBody() const;
     void downloadJSONWithComplitionBlock(Callback callback);
     // The ad table in force; the persisted table while offline; nothing when absent.
     std::optional<QVariantMap> replyJSON();
@@ -94,6 +97,7 @@ private:
     AdsDownloader();
     ~AdsDownloader() override;
     void finishTableReply(QNetworkReply *reply, const Callback &callback);
+    bool postedToOwnThread(std::function<void()> call);
     void downloadVideoStill(const QUrl &video);
 
     struct Private;

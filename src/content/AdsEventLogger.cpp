@@ -46,10 +46,9 @@ void AdsEventLogger::logEventWithURL(const QUrl &url)
     QNetworkReply *reply = m_network->get(request);
     connect(reply, &QNetworkReply::finished, this, [this, reply, url] {
         reply->deleteLater();
-        // Any answer counts as delivered; only a transport failure puts the URL back.
-        const bool failed
-            = reply->error() != QNetworkReply::NoError && reply->error() < QNetworkReply::ContentAccessDenied;
-        if (failed)
+        // Any HTTP answer counts as delivered; only a transport failure puts the URL back.
+        const bool answered = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
+        if (reply->error() != QNetworkReply::NoError && !answered)
             addEventURL(url);
         else
             logAllStack();

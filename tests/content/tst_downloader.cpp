@@ -11,9 +11,11 @@
 
 #include <QDirIterator>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QProcess>
 #include <QSslConfiguration>
 #include <QTemporaryDir>
+#include <QThreadPool>
 
 using namespace velmora;
 using velmora::test::AdServerProcess;
@@ -22,6 +24,30 @@ using velmora::test::TestEnvironment;
 namespace {
 
 bool online = true;
+constexpr qint64 MiB = 1024 * 1024;
+
+void trustCertificate(const QString &pem)
+{
+    QSslConfiguration config = QSslConfiguration::defaultConfiguration();
+    config.addCaCertificates(pem);
+    QSslConfiguration::setDefaultConfiguration(config);
+}
+
+bool writePlist(const QString &folder, const QString &innerId)
+{
+    QDir().mkpath(folder);
+    QFile file(folder + QStringLiteral("/Info.plist"));
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    QString entries;
+    if (!innerId.isNull())
+        entries = QStringLiteral("<key>MetrivoAppId</key><string>%1</string>").arg(innerId.toHtmlEscaped());
+    file.write(
+        QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>%1</dict></plist>\n")
+            .arg(entries)
+            .toUtf8());
+    return true;
+}
 
 bool openssl(const QStringList &arguments, const QString &folder)
 {
@@ -50,9 +76,7 @@ bool makeCertificates(const QString &folder)
                       "-out", "server.pem", "-days", days, "-extfile", "san.ext" },
                     folder))
         return false;
-    QSslConfiguration config = QSslConfiguration::defaultConfiguration();
-    config.addCaCertificates(folder + QStringLiteral("/ca.pem"));
-    QSslConfiguration::setDefaultConfiguration(config);
+    trustCertificate(folder + QStringLiteral("/ca.pem"));
     return true;
 }
 
@@ -64,6 +88,26 @@ QStringList filesUnder(const QString &folder)
         files << it.next();
     files.sort();
     return files;
+}
+
+// A fresh process that shares the test's cache folder: one ad-table load, reported on stdout.
+int freshRunScenario()
+{
+    if (const QString ca = qEnvironmentVariable("VELMORA_TEST_CA"); !ca.isEmpty())
+        trustCertificate(ca);
+    Bundle::setMainAppBundlePath(qEnvironmentVariable("VELMORA_TEST_HOST"));
+    AdsMacHelper::setInternetProbe([] { return true; });
+    AdsDownloader *downloader = AdsDownloader::sharedInstance();
+    int calls = 0;
+    downloader->downloadJSONWithComplitionBlock([&calls] { ++calls; });
+    const int immediate = calls;
+    const bool answered = QTest::qWaitFor([downloader] { return downloader->isUpdateAdsCurrentSession(); }, 20000);
+    QTest::qWait(200);
+    const std::optional<QVariantMap> table = downloader->replyJSON();
+    const QString marker = table ? table->value(QStringLiteral("marker")).toString() : QStringLiteral("absent");
+    printf("immediate=%d calls=%d fromCache=%d answered=%d table=%s\n", immediate, calls,
+           int(downloader->isShowBannersFromCache()), int(answered), qPrintable(marker));
+    return 0;
 }
 
 } // namespace
@@ -81,6 +125,22 @@ private:
                 found << line;
         }
         return found;
+    }
+
+    // Waits until downloads started by earlier reads of videoURL() have landed.
+    void settle() const
+    {
+        auto snapshot = [this] {
+            return std::pair { filesUnder(TestEnvironment::root()), m_server.logLines().size() };
+        };
+        auto last = snapshot();
+        for (int i = 0; i < 50; ++i) {
+            QTest::qWait(150);
+            const auto now = snapshot();
+            if (now == last)
+                return;
+            last = now;
+        }
     }
 
     AdServerProcess m_server;
@@ -122,6 +182,30 @@ private Q_SLOTS:
         QCOMPARE(m_downloader->generateRequestAcs(),
                  QStringLiteral("{\"inner_id\" : \"mac.123456.mac-store\",\"language\" : \"EN\",\"placements\" : [ "
                                 "\"standard\",\"video\" ]}"));
+    }
+
+    void requestBodyBytes_data()
+    {
+        QTest::addColumn<QString>("innerId"); // a null string: no key in Info.plist
+        QTest::addColumn<QByteArray>("body");
+        const QByteArray tail = "\"language\" : \"EN\",\"placements\" : [ \"standard\",\"video\" ]}";
+        QTest::newRow("no identifier: the default") << QString() << "{\"inner_id\" : \"mac.000000.mac-store\"," + tail;
+        QTest::newRow("a quote goes in raw")
+            << QStringLiteral("mac.1\"2.mac-store") << "{\"inner_id\" : \"mac.1\"2.mac-store\"," + tail;
+        QTest::newRow("non-ASCII is replaced, not refused")
+            << QStringLiteral("mac.\u00fc\u4e2d.mac-store") << "{\"inner_id\" : \"mac.??.mac-store\"," + tail;
+    }
+
+    void requestBodyBytes()
+    {
+        QFETCH(QString, innerId);
+        QFETCH(QByteArray, body);
+        const QString folder = m_dir.filePath(QStringLiteral("plist-%1").arg(QTest::currentDataTag()));
+        QVERIFY(writePlist(folder, innerId));
+        Bundle::setMainAppBundlePath(folder);
+        const QByteArray sent = m_downloader->requestBody();
+        Bundle::setMainAppBundlePath(m_dir.filePath(QStringLiteral("host")));
+        QCOMPARE(sent, body);
     }
 
     // Must come before the first online request: the server is asked once per run.
@@ -214,6 +298,7 @@ private Q_SLOTS:
     void unsafeNamesNeverLeaveTheCache()
     {
         QFETCH(QString, path);
+        settle();
         const QStringList before = filesUnder(TestEnvironment::root());
         const auto escapes = [this] {
             qsizetype count = 0;
@@ -237,21 +322,115 @@ private Q_SLOTS:
         QCOMPARE(filesUnder(TestEnvironment::root()), before);
     }
 
-    void interruptedTransferLeavesNoFile()
+    void failedTransferLeavesNoFile_data()
     {
-        QVERIFY(m_server.setFaults(QJsonObject {
-            { QStringLiteral("/media/cut-short.gif"), QJsonObject { { QStringLiteral("truncateAt"), 100 } } } }));
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<QJsonObject>("fault");
+        QTest::newRow("cut short") << "cut-short.gif" << QJsonObject { { QStringLiteral("truncateAt"), 100 } };
+        QTest::newRow("connection reset") << "reset.gif" << QJsonObject { { QStringLiteral("reset"), true } };
+        QTest::newRow("over 64 MiB") << "huge.mp4"
+                                     << QJsonObject { { QStringLiteral("repeatBody"), double(64 * MiB + 1) } };
+    }
+
+    void failedTransferLeavesNoFile()
+    {
+        QFETCH(QString, name);
+        QFETCH(QJsonObject, fault);
+        const QString path = QStringLiteral("/media/") + name;
+        QVERIFY(m_server.setFaults(QJsonObject { { path, fault } }));
         bool called = false;
         QUrl delivered(QStringLiteral("file:///unchanged"));
-        m_downloader->downloadDataToCacheDirectoryFromURL(m_server.url(QStringLiteral("/media/cut-short.gif")),
-                                                          [&](const QUrl &local) {
-                                                              called = true;
-                                                              delivered = local;
-                                                          });
-        QTRY_VERIFY(called);
-        QVERIFY(delivered.isEmpty());
-        QVERIFY(!QFile::exists(AdsDownloader::cacheDirectory() + QStringLiteral("/cut-short.gif")));
+        m_downloader->downloadDataToCacheDirectoryFromURL(m_server.url(path), [&](const QUrl &local) {
+            called = true;
+            delivered = local;
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(called, 20000);
         QVERIFY(m_server.resetFaults());
+        QVERIFY(delivered.isEmpty());
+        // Qt may resend a GET once when the connection drops before an answer.
+        QVERIFY(!requests(QStringLiteral("GET"), path).isEmpty());
+        QVERIFY(!QFile::exists(AdsDownloader::cacheDirectory() + QLatin1Char('/') + name));
+    }
+
+    void adWithoutMediaPathDownloadsNothing()
+    {
+        settle();
+        const qsizetype before = m_server.logLines().size();
+        m_downloader->setReplyJSON(
+            QVariantMap { { QStringLiteral("standard"),
+                            QVariantList { QVariantMap { { QStringLiteral("priority"), 1 },
+                                                         { QStringLiteral("name"), "bare" } } } } });
+        bool called = false;
+        m_downloader->downloadBannerWithComplitionBlock([&called] { called = true; });
+        QTest::qWait(100);
+        // A failed download: no callback, the banner in force stays.
+        QVERIFY(!called);
+        QCOMPARE(m_downloader->bannerInfo().value(QStringLiteral("name")).toString(), QStringLiteral("bare"));
+        QVERIFY(!m_downloader->bannerURL().toLocalFile().endsWith(QLatin1String("(null)")));
+        QCOMPARE(m_server.logLines().size(), before);
+        QVERIFY(!QFile::exists(AdsDownloader::cacheDirectory() + QStringLiteral("/(null)")));
+    }
+
+    void storeLookup_data()
+    {
+        QTest::addColumn<QString>("link");
+        QTest::addColumn<bool>("isWeb");
+        QTest::addColumn<QString>("answer");
+        QTest::addColumn<QString>("query");
+        QTest::addColumn<QString>("name");
+        const QString photo
+            = QStringLiteral("{\"resultCount\":1,\"results\":[{\"trackName\":\"Photo Editor - Filters\"}]}");
+        QTest::newRow("id and number") << "/app/id100001" << false << photo << "id=100001"
+                                       << "PhotoEditor";
+        QTest::newRow("web link") << "https://apps.velmora.example/app/ID42" << true << photo << "id=42"
+                                  << "Web PhotoEditor";
+        QTest::newRow("every id is removed") << "/app/video-idea-id7" << false << photo << "id=veo-ea-7"
+                                             << "PhotoEditor";
+        QTest::newRow("no results") << "/app/id5" << false << "{\"results\":[]}"
+                                    << "id=5"
+                                    << "null";
+        QTest::newRow("not JSON") << "/app/id6" << true << "<html>busy</html>"
+                                  << "id=6"
+                                  << "Web null";
+    }
+
+    // The lookup blocks, so it runs on a pool thread as the presenter runs it.
+    void storeLookup()
+    {
+        QFETCH(QString, link);
+        QFETCH(bool, isWeb);
+        QFETCH(QString, answer);
+        QFETCH(QString, query);
+        QFETCH(QString, name);
+        qputenv("VELMORA_STORE_LOOKUP_URL", m_server.baseUrl().toString().toUtf8());
+        QVERIFY(m_server.setFaults(
+            QJsonObject { { QStringLiteral("/lookup"),
+                            QJsonObject { { QStringLiteral("body"), answer },
+                                          { QStringLiteral("contentType"), QStringLiteral("application/json") } } } }));
+        const qsizetype before = requests(QStringLiteral("GET"), QStringLiteral("/lookup")).size();
+        // Not QtConcurrent: waiting on its future may run the task on this (main) thread.
+        auto found = std::make_shared<QString>();
+        auto done = std::make_shared<QAtomicInt>(0);
+        QThreadPool::globalInstance()->start([found, done, link, isWeb] {
+            *found = AdsDownloader::appNameFromMarketLink(link, isWeb);
+            done->storeRelease(1);
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(done->loadAcquire(), 30000);
+        QVERIFY(m_server.resetFaults());
+        QCOMPARE(*found, name);
+        const QList<QJsonObject> lookups = requests(QStringLiteral("GET"), QStringLiteral("/lookup"));
+        QCOMPARE(lookups.size(), before + 1);
+        QCOMPARE(lookups.last().value(QStringLiteral("query")).toString(), query);
+    }
+
+    void storeLookupRefusesTheMainThread()
+    {
+        qputenv("VELMORA_STORE_LOOKUP_URL", m_server.baseUrl().toString().toUtf8());
+        const qsizetype before = m_server.logLines().size();
+        QCOMPARE(AdsDownloader::appNameFromMarketLink(QStringLiteral("/app/id100001"), false), QStringLiteral("null"));
+        QVERIFY(AdsDownloader::JSONSearchByQuery(m_server.url(QStringLiteral("/lookup?id=1")).toString()).isEmpty());
+        QTest::qWait(100);
+        QCOMPARE(m_server.logLines().size(), before);
     }
 
     void offlineSwitchesToThePersistedTable()
@@ -286,7 +465,53 @@ private Q_SLOTS:
         QCOMPARE(AdsDownloader::bannerStoreLink(market).toString(), banner);
         QCOMPARE(AdsDownloader::videoStoreLink(market).toString(), video);
     }
+
+    // Last: the cache holds both placements by now, and the big fault fills the log.
+    void freshProcessWithCompleteCache_data()
+    {
+        QTest::addColumn<QString>("replyBody");
+        QTest::addColumn<QString>("report");
+        QTest::newRow("shown from the cache at once; the reply replaces the table without a second call")
+            << "{\"marker\":\"fresh\"}"
+            << "immediate=1 calls=1 fromCache=1 answered=1 table=fresh";
+        // Valid JSON, so only the size cap can leave the table absent.
+        QTest::newRow("a reply over 16 MiB is abandoned")
+            << QStringLiteral("{\"marker\":\"big\",\"pad\":\"%1\"}").arg(QString(16 * MiB, QLatin1Char('x')))
+            << "immediate=1 calls=1 fromCache=1 answered=1 table=absent";
+    }
+
+    void freshProcessWithCompleteCache()
+    {
+        QFETCH(QString, replyBody);
+        QFETCH(QString, report);
+        const QVariantMap saved = AdsCacheInfoStorage::cacheInfo().value_or(QVariantMap());
+        QVERIFY(saved.contains(QStringLiteral("standard")) && saved.contains(QStringLiteral("video")));
+        QVERIFY(m_server.setFaults(QJsonObject {
+            { QStringLiteral("/api/v1/banners"), QJsonObject { { QStringLiteral("body"), replyBody } } } }));
+        const qsizetype before = requests(QStringLiteral("POST"), QStringLiteral("/api/v1/banners")).size();
+
+        QProcess child;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("VELMORA_DOWNLOADER_SCENARIO"), QStringLiteral("1"));
+        env.insert(QStringLiteral("VELMORA_TEST_HOST"), m_dir.filePath(QStringLiteral("host")));
+        if (QFile::exists(m_dir.filePath(QStringLiteral("ca.pem"))))
+            env.insert(QStringLiteral("VELMORA_TEST_CA"), m_dir.filePath(QStringLiteral("ca.pem")));
+        child.setProcessEnvironment(env);
+        child.start(QCoreApplication::applicationFilePath(), {});
+        QVERIFY(child.waitForFinished(60000));
+        QVERIFY(m_server.resetFaults());
+        QCOMPARE(QString::fromUtf8(child.readAllStandardOutput()).trimmed(), report);
+        QCOMPARE(requests(QStringLiteral("POST"), QStringLiteral("/api/v1/banners")).size(), before + 1);
+    }
 };
 
-VELMORA_TEST_MAIN(DownloaderTest)
+int main(int argc, char **argv)
+{
+    TestEnvironment::prepare("DownloaderTest");
+    QApplication app(argc, argv);
+    if (qEnvironmentVariableIsSet("VELMORA_DOWNLOADER_SCENARIO"))
+        return freshRunScenario();
+    DownloaderTest test;
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_downloader.moc"
