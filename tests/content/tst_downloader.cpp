@@ -6,6 +6,7 @@
 #include "content/AdsCacheInfoStorage.h"
 #include "content/AdsDownloader.h"
 #include "content/AdsMacHelper.h"
+#include "content/DownloadDelegate.h"
 
 #include <velmora/Bundle.h>
 
@@ -89,6 +90,26 @@ QStringList filesUnder(const QString &folder)
     files.sort();
     return files;
 }
+
+QStringList toldDelegates;
+
+class ObjectDelegate : public QObject, public DownloadDelegate {
+public:
+    explicit ObjectDelegate(QString name)
+        : m_name(std::move(name))
+    {
+    }
+    void endDownloadСonfiguration() override { toldDelegates << m_name; }
+
+private:
+    QString m_name;
+};
+
+// Not a QObject: the downloader cannot notice its end, so it must be told every time.
+class PlainDelegate : public DownloadDelegate {
+public:
+    void endDownloadСonfiguration() override { toldDelegates << QStringLiteral("plain"); }
+};
 
 // A fresh process that shares the test's cache folder: one ad-table load, reported on stdout.
 int freshRunScenario()
@@ -442,6 +463,22 @@ private Q_SLOTS:
         QVERIFY(table);
         QCOMPARE(*table, AdsCacheInfoStorage::cacheInfo().value_or(QVariantMap()));
         QVERIFY(!m_downloader->replyJSON());
+    }
+
+    void delegatesAreToldInRegistrationOrder()
+    {
+        static PlainDelegate plain;
+        ObjectDelegate first(QStringLiteral("first"));
+        auto gone = std::make_unique<ObjectDelegate>(QStringLiteral("gone"));
+        ObjectDelegate last(QStringLiteral("last"));
+        m_downloader->addDelegate(&first);
+        m_downloader->addDelegate(gone.get());
+        m_downloader->addDelegate(&plain);
+        m_downloader->addDelegate(&last);
+        gone.reset();
+        toldDelegates.clear();
+        m_downloader->downloadBanner();
+        QCOMPARE(toldDelegates, (QStringList { "first", "plain", "last" }));
     }
 
     void storeLinksAreRewritten_data()

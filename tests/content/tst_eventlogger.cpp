@@ -5,6 +5,7 @@
 
 #include <velmora/Support.h>
 
+#include <QProcess>
 #include <QTemporaryDir>
 
 using namespace velmora;
@@ -61,6 +62,17 @@ private Q_SLOTS:
         QCOMPARE(storedQueue(), QList<QUrl> { closedPort });
     }
 
+    void queueIsLoadedByANewProcess()
+    {
+        QProcess child;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("VELMORA_PRINT_QUEUE"), QStringLiteral("1"));
+        child.setProcessEnvironment(env);
+        child.start(QCoreApplication::applicationFilePath(), {});
+        QVERIFY(child.waitForFinished(30000));
+        QCOMPARE(QString::fromUtf8(child.readAllStandardOutput()).trimmed(), closedPort.toString());
+    }
+
     void addingNothingStillRewritesTheStore()
     {
         VLMSetObjForKey(QByteArray(), stackKey);
@@ -89,5 +101,16 @@ private:
     AdServerProcess m_server;
 };
 
-VELMORA_TEST_MAIN(EventLoggerTest)
+int main(int argc, char **argv)
+{
+    velmora::test::TestEnvironment::prepare("EventLoggerTest");
+    QApplication app(argc, argv);
+    if (qEnvironmentVariableIsSet("VELMORA_PRINT_QUEUE")) {
+        for (const QUrl &url : AdsEventLogger::sharedInstance()->eventStack())
+            printf("%s\n", qPrintable(url.toString()));
+        return 0;
+    }
+    EventLoggerTest test;
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_eventlogger.moc"

@@ -33,15 +33,24 @@ int namespaceScenario()
         return 1;
     }
     auto monitor = Reachability::reachabilityForInternetConnection();
+    if (monitor->currentReachabilityStatus() != Reachability::NetworkStatusNone
+        || monitor->currentReachabilityString() != QLatin1String("No Connection")
+        || monitor->currentReachabilityFlags() != QLatin1String("X- -------")) {
+        printf("FAIL: without a route: %s\n", qPrintable(monitor->description()));
+        return 1;
+    }
     QAtomicInt reachable = 0;
     QAtomicInt unreachable = 0;
     int notifications = 0;
+    bool objectIsMonitor = true;
     monitor->reachableBlock = [&](Reachability *) { reachable.fetchAndAddOrdered(1); };
     monitor->unreachableBlock = [&](Reachability *) { unreachable.fetchAndAddOrdered(1); };
     QObject::connect(NotificationCenter::defaultCenter(), &NotificationCenter::notificationPosted,
-                     [&](const QString &name, const QVariant &) {
-                         if (name == QLatin1String(kReachabilityChangedNotification))
-                             ++notifications;
+                     [&](const QString &name, const QVariant &object) {
+                         if (name != QLatin1String(kReachabilityChangedNotification))
+                             return;
+                         ++notifications;
+                         objectIsMonitor = objectIsMonitor && object.value<QObject *>() == monitor.get();
                      });
     monitor->startNotifier();
     QTest::qWait(300);
@@ -64,13 +73,18 @@ int namespaceScenario()
         return 1;
     }
     const quint32 flags = monitor->reachabilityFlags();
-    if (!(flags & F::Reachable) || (flags & F::IsDirect)) {
+    if (!(flags & F::Reachable) || (flags & F::IsDirect)
+        || monitor->currentReachabilityString() != QLatin1String("WiFi")) {
         printf("FAIL: flags %s\n", qPrintable(Reachability::flagsText(flags)));
         return 1;
     }
     ip(QStringLiteral("link del vlm0"));
     if (!QTest::qWaitFor([&] { return notifications == 2; }, 5000) || unreachable != 1) {
         printf("FAIL: removal not reported (%d notifications)\n", notifications);
+        return 1;
+    }
+    if (!objectIsMonitor) {
+        printf("FAIL: a notification's object was not the monitor\n");
         return 1;
     }
     printf("PASS\n");
