@@ -30,7 +30,6 @@ namespace velmora {
 namespace {
 
 constexpr int transferTimeoutMs = 60000;
-constexpr int lookupTimeoutMs = 15000;
 // Caps that protect the host's memory from a runaway server.
 constexpr qint64 maxTableBytes = 16 * 1024 * 1024;
 constexpr qint64 maxMediaBytes = 64 * 1024 * 1024;
@@ -455,14 +454,16 @@ QVariantMap AdsDownloader::JSONSearchByQuery(const QString &url)
     }
     QNetworkAccessManager network;
     QNetworkRequest request { QUrl(url) };
-    request.setTransferTimeout(lookupTimeoutMs);
+    request.setTransferTimeout(transferTimeoutMs);
     QNetworkReply *reply = network.get(request);
     capBody(reply, maxTableBytes);
     QEventLoop loop;
     QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
     if (reply->isRunning())
         loop.exec();
-    const QByteArray bytes = reply->error() == QNetworkReply::NoError ? reply->readAll() : QByteArray();
+    // As with the ad table, an HTTP error's body is read like any other.
+    const bool complete = transferCompleted(reply) && !reply->property("velmoraOverCap").toBool();
+    const QByteArray bytes = complete ? reply->readAll() : QByteArray();
     delete reply;
     const QJsonArray results = QJsonDocument::fromJson(bytes).object().value(QStringLiteral("results")).toArray();
     return results.isEmpty() ? QVariantMap() : results.first().toObject().toVariantMap();

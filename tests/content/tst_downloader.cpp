@@ -396,21 +396,24 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("link");
         QTest::addColumn<bool>("isWeb");
+        QTest::addColumn<int>("status"); // 0: 200
         QTest::addColumn<QString>("answer");
         QTest::addColumn<QString>("query");
         QTest::addColumn<QString>("name");
         const QString photo
             = QStringLiteral("{\"resultCount\":1,\"results\":[{\"trackName\":\"Photo Editor - Filters\"}]}");
-        QTest::newRow("id and number") << "/app/id100001" << false << photo << "id=100001"
+        QTest::newRow("id and number") << "/app/id100001" << false << 0 << photo << "id=100001"
                                        << "PhotoEditor";
-        QTest::newRow("web link") << "https://apps.velmora.example/app/ID42" << true << photo << "id=42"
+        QTest::newRow("web link") << "https://apps.velmora.example/app/ID42" << true << 0 << photo << "id=42"
                                   << "Web PhotoEditor";
-        QTest::newRow("every id is removed") << "/app/video-idea-id7" << false << photo << "id=veo-ea-7"
+        QTest::newRow("every id is removed") << "/app/video-idea-id7" << false << 0 << photo << "id=veo-ea-7"
                                              << "PhotoEditor";
-        QTest::newRow("no results") << "/app/id5" << false << "{\"results\":[]}"
+        QTest::newRow("an error status is not examined") << "/app/id8" << false << 503 << photo << "id=8"
+                                                         << "PhotoEditor";
+        QTest::newRow("no results") << "/app/id5" << false << 0 << "{\"results\":[]}"
                                     << "id=5"
                                     << "null";
-        QTest::newRow("not JSON") << "/app/id6" << true << "<html>busy</html>"
+        QTest::newRow("not JSON") << "/app/id6" << true << 0 << "<html>busy</html>"
                                   << "id=6"
                                   << "Web null";
     }
@@ -420,6 +423,7 @@ private Q_SLOTS:
     {
         QFETCH(QString, link);
         QFETCH(bool, isWeb);
+        QFETCH(int, status);
         QFETCH(QString, answer);
         QFETCH(QString, query);
         QFETCH(QString, name);
@@ -427,6 +431,7 @@ private Q_SLOTS:
         QVERIFY(m_server.setFaults(
             QJsonObject { { QStringLiteral("/lookup"),
                             QJsonObject { { QStringLiteral("body"), answer },
+                                          { QStringLiteral("status"), status ? status : 200 },
                                           { QStringLiteral("contentType"), QStringLiteral("application/json") } } } }));
         const qsizetype before = requests(QStringLiteral("GET"), QStringLiteral("/lookup")).size();
         // Not QtConcurrent: waiting on its future may run the task on this (main) thread.
