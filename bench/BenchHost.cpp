@@ -1,0 +1,534 @@
+// A scripted host application for the benchmarks. Built twice from this file:
+// velmora-bench-host links the framework, velmora-bench-bare is the same host without it
+// (the baseline: same windows, same script, GIFs shown with QMovie in QLabels).
+//
+// Usage: <host> session
+//        <host> steady WINDOWS SECONDS [splash] [checks]
+//        velmora-bench-host prepare-cache ADS
+// Every result is printed on stdout as one "key value" line.
+
+#include <QApplication>
+#include <QDir>
+#include <QDirIterator>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QLabel>
+#include <QMovie>
+#include <QPointer>
+#include <QStandardPaths>
+#include <QTimer>
+#include <QWidget>
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <functional>
+#include <vector>
+
+#ifdef BENCH_WITH_VELMORA
+#include "content/AdsCacheInfoStorage.h"
+#include "support/ManualClock.h"
+
+#include <QMediaPlayer>
+#include <QVideoFrame>
+#include <QVideoSink>
+#include <QVideoWidget>
+#include <velmora/Velmora.h>
+#endif
+
+namespace {
+
+double nowMs()
+{
+    static QElapsedTimer clock = [] {
+        QElapsedTimer t;
+        t.start();
+        return t;
+    }();
+    return clock.nsecsElapsed() / 1e6;
+}
+
+void report(const char *key, double value)
+{
+    std::printf("%s %.6g\n", key, value);
+    std::fflush(stdout);
+}
+
+double cpuSeconds()
+{
+    rusage usage {};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
+// A field of /proc/self/status in kB, in MB.
+double statusMB(const char *field)
+{
+    QFile file(QStringLiteral("/proc/self/status"));
+    if (!file.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray prefix = QByteArray(field) + ':';
+    for (const QByteArray &line : file.readAll().split('\n')) {
+        if (line.startsWith(prefix))
+            return line.mid(prefix.size()).trimmed().split(' ').value(0).toDouble() / 1024.0;
+    }
+    return -1;
+}
+
+// Counts paint events and notices the first frame painted by a widget the host did not
+// create (the framework's views carry no "benchHost" property).
+class BenchApplication : public QApplication {
+public:
+    using QApplication::QApplication;
+
+    bool notify(QObject *receiver, QEvent *event) override
+    {
+        ++m_depth;
+        if (event->type() == QEvent::Paint && receiver->isWidgetType()) {
+            ++paints;
+            if (watchForeignPaint && !receiver->property("benchHost").isValid())
+                m_foreignPainted = true;
+        }
+        const bool result = QApplication::notify(receiver, event);
+        if (--m_depth == 0 && m_foreignPainted && watchForeignPaint) {
+            // The whole event that painted it (backing-store sync and flush) is done.
+            watchForeignPaint = false;
+            m_foreignPainted = false;
+            if (onForeignFrame)
+                onForeignFrame(nowMs());
+        }
+        return result;
+    }
+
+    long long paints = 0;
+    bool watchForeignPaint = false;
+    std::function<void(double)> onForeignFrame;
+
+private:
+    int m_depth = 0;
+    bool m_foreignPainted = false;
+};
+
+// A 1 ms precise timer on the main thread; every firing records how late it came.
+class LoopProbe {
+public:
+    void start()
+    {
+        m_timer.setTimerType(Qt::PreciseTimer);
+        m_timer.setInterval(1);
+        QObject::connect(&m_timer, &QTimer::timeout, [this] {
+            const double t = nowMs();
+            if (m_last >= 0)
+                m_lateness.push_back(std::max(0.0, t - m_last - 1.0));
+            m_last = t;
+        });
+        m_last = -1;
+        m_timer.start();
+    }
+    void stop() { m_timer.stop(); }
+    double longest() const { return m_lateness.empty() ? 0 : *std::max_element(m_lateness.begin(), m_lateness.end()); }
+    double percentile(double p) const
+    {
+        if (m_lateness.empty())
+            return 0;
+        std::vector<double> sorted = m_lateness;
+        std::sort(sorted.begin(), sorted.end());
+        return sorted[std::min(sorted.size() - 1, size_t(p * double(sorted.size())))];
+    }
+    size_t samples() const { return m_lateness.size(); }
+
+private:
+    QTimer m_timer;
+    double m_last = -1;
+    std::vector<double> m_lateness;
+};
+
+// Runs steps one after another on the event loop, each after its delay.
+class Script {
+public:
+    void then(int delayMs, std::function<void()> step) { m_steps.push_back({ delayMs, std::move(step) }); }
+    // A step that polls `done` every 20 ms, giving up after timeoutMs.
+    void waitUntil(std::function<bool()> done, int timeoutMs)
+    {
+        m_steps.push_back({ -timeoutMs, {}, std::move(done) });
+    }
+    void run() { next(0); }
+
+private:
+    struct Step {
+        int delayMs;
+        std::function<void()> action;
+        std::function<bool()> until;
+    };
+    void next(size_t i)
+    {
+        if (i >= m_steps.size())
+            return;
+        Step &step = m_steps[i];
+        if (step.until) {
+            const double deadline = nowMs() - step.delayMs;
+            poll(i, deadline);
+            return;
+        }
+        QTimer::singleShot(step.delayMs, [this, i] {
+            m_steps[i].action();
+            next(i + 1);
+        });
+    }
+    void poll(size_t i, double deadline)
+    {
+        if (m_steps[i].until() || nowMs() > deadline) {
+            next(i + 1);
+            return;
+        }
+        QTimer::singleShot(20, [this, i, deadline] { poll(i, deadline); });
+    }
+    std::vector<Step> m_steps;
+};
+
+QWidget *makeWindow(int index, const QSize &size)
+{
+    auto *window = new QWidget;
+    window->setProperty("benchHost", true);
+    window->setWindowTitle(QStringLiteral("host window %1").arg(index));
+    window->resize(size);
+    auto *label = new QLabel(QStringLiteral("Host content %1").arg(index), window);
+    label->setProperty("benchHost", true);
+    label->move(20, 20);
+    window->show();
+    return window;
+}
+
+QString mediaDir()
+{
+    return QString::fromLocal8Bit(qgetenv("BENCH_MEDIA_DIR"));
+}
+
+#ifndef BENCH_WITH_VELMORA
+// The bare host's banner: the GIF in a QLabel at the bottom of the window.
+void addBareBanner(QWidget *window, int index)
+{
+    static const char *names[] = { "banner-harbor.gif", "banner-pixelforge.gif", "banner-metronome.gif" };
+    auto *label = new QLabel(window);
+    label->setProperty("benchHost", true);
+    auto *movie = new QMovie(mediaDir() + QLatin1Char('/') + QLatin1String(names[index % 3]), {}, label);
+    label->setMovie(movie);
+    label->setGeometry((window->width() - 728) / 2, window->height() - 90, 728, 90);
+    label->show();
+    movie->start();
+}
+#endif
+
+#ifdef BENCH_WITH_VELMORA
+bool cacheHasMedia()
+{
+    const QString dir = QStandardPaths::writableLocation(QStandardPaths::CacheLocation);
+    bool video = false, gif = false, still = false;
+    for (QDirIterator it(dir, QDir::Files, QDirIterator::Subdirectories); it.hasNext();) {
+        const QString name = it.next();
+        video |= name.endsWith(QLatin1String(".mp4"));
+        gif |= name.endsWith(QLatin1String(".gif"));
+        still |= name.endsWith(QLatin1String(".jpg"));
+    }
+    Q_UNUSED(gif); // banner GIFs are fetched when the first banner asks for one
+    return video && still;
+}
+
+// The offline ad table with `count` ads, written in the framework's own format.
+int prepareCache(int count)
+{
+    static const char *gifs[]
+        = { "/media/banner-harbor.gif", "/media/banner-pixelforge.gif", "/media/banner-metronome.gif" };
+    static const char *videos[] = { "/media/video-orbit.mp4", "/media/video-cascade.mp4" };
+    static const char *stills[] = { "/media/video-orbit.jpg", "/media/video-cascade.jpg" };
+    QVariantList standard, video;
+    for (int i = 0; i < count; ++i) {
+        QVariantMap ad;
+        ad.insert(QStringLiteral("banner_id"), 10000 + i);
+        ad.insert(QStringLiteral("priority"), 1 + i % 3);
+        ad.insert(QStringLiteral("market_url"),
+                  QStringLiteral("https://apps.velmora.example/app/id%1").arg(1800000000 + i));
+        ad.insert(QStringLiteral("updated"),
+                  QStringLiteral("2026-10-%1T09:00:00Z").arg(1 + i % 28, 2, 10, QLatin1Char('0')));
+        if (i % 5 == 4) {
+            ad.insert(QStringLiteral("name"), QStringLiteral("Cached video %1").arg(i));
+            ad.insert(QStringLiteral("VLMAppName"), QStringLiteral("Cached %1").arg(i));
+            ad.insert(QStringLiteral("title"), QStringLiteral("Cached app number %1 — a title").arg(i));
+            ad.insert(QStringLiteral("votes"), 100 + i);
+            ad.insert(QStringLiteral("Rating"), 3.5 + (i % 10) / 10.0);
+            ad.insert(QStringLiteral("video_file_landscape"), QLatin1String(videos[i % 2]));
+            ad.insert(QStringLiteral("image"), QLatin1String(stills[i % 2]));
+            video.append(ad);
+        } else {
+            ad.insert(QStringLiteral("name"), QStringLiteral("Cached banner %1").arg(i));
+            ad.insert(QStringLiteral("image_728x90"), QLatin1String(gifs[i % 3]));
+            standard.append(ad);
+        }
+    }
+    QVariantMap table;
+    table.insert(QStringLiteral("standard"), standard);
+    table.insert(QStringLiteral("video"), video);
+    const QString path = velmora::AdsCacheInfoStorage::storageURL().toLocalFile();
+    QDir().mkpath(QFileInfo(path).absolutePath());
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return 1;
+    const QByteArray bytes = velmora::AdsCacheInfoStorage::encode(table);
+    file.write(bytes);
+    report("cache_file_kb", bytes.size() / 1024.0);
+    return 0;
+}
+
+// Advances the framework's clock by real elapsed time times `rate`, every 5 ms.
+class ClockPump {
+public:
+    explicit ClockPump(velmora::ManualClock &clock)
+        : m_clock(clock)
+    {
+        m_timer.setTimerType(Qt::PreciseTimer);
+        m_timer.setInterval(5);
+        QObject::connect(&m_timer, &QTimer::timeout, [this] { pump(); });
+        m_last = nowMs();
+        m_timer.start();
+    }
+    void setRate(double rate)
+    {
+        pump();
+        m_rate = rate;
+    }
+    // Real time at which the advance now running (or the last one) began.
+    double advanceStart = 0;
+
+private:
+    void pump()
+    {
+        const double t = nowMs();
+        const double step = (t - m_last) / 1000.0 * m_rate;
+        m_last = t;
+        advanceStart = t;
+        m_clock.advance(step);
+    }
+    velmora::ManualClock &m_clock;
+    QTimer m_timer;
+    double m_last = 0;
+    double m_rate = 1.0;
+};
+#endif
+
+// ---- session: the scripted host session with the event-loop probe ---------------------
+
+int session(BenchApplication &app)
+{
+    constexpr int kWindows = 4;
+    constexpr double kBannerRate = 20.0; // virtual seconds per real second while banners rotate
+    constexpr double kBannerVirtualSeconds = 120.0;
+    std::vector<QPointer<QWidget>> windows;
+    for (int i = 0; i < kWindows; ++i)
+        windows.push_back(makeWindow(i, QSize(900, 640)));
+    windows[0]->activateWindow();
+
+    LoopProbe probe;
+    Script script;
+    double forceShowAt = -1, firstFrameAt = -1;
+
+#ifdef BENCH_WITH_VELMORA
+    auto *clock = new velmora::ManualClock();
+    if (!qEnvironmentVariableIsSet("BENCH_SYSTEM_CLOCK"))
+        velmora::Clock::install(clock);
+    ClockPump pump(*clock);
+    double videoPhaseAt = -1, videoFrameAt = -1, videoEndAt = -1;
+    QObject::connect(velmora::NotificationCenter::defaultCenter(), &velmora::NotificationCenter::notificationPosted,
+                     &app, [&](const QString &name, const QVariant &) {
+                         if (name == QLatin1String(velmora::VLMadsVideoDidStop))
+                             videoEndAt = nowMs();
+                         if (name != QLatin1String(velmora::VLMadsVideoDidStart) || videoPhaseAt >= 0)
+                             return;
+                         videoPhaseAt = pump.advanceStart;
+                         for (const auto &window : windows) {
+                             for (QVideoWidget *video : window->findChildren<QVideoWidget *>()) {
+                                 QObject::connect(video->videoSink(), &QVideoSink::videoFrameChanged, &app,
+                                                  [&](const QVideoFrame &frame) {
+                                                      if (videoFrameAt < 0 && frame.isValid())
+                                                          videoFrameAt = nowMs();
+                                                  });
+                             }
+                         }
+                     });
+#else
+    QTimer idlePump; // the same 5 ms timer the framework's host runs, doing nothing
+    idlePump.setTimerType(Qt::PreciseTimer);
+    idlePump.start(5);
+#endif
+
+    script.then(400, [&] { probe.start(); });
+    script.then(100, [&] {
+#ifdef BENCH_WITH_VELMORA
+        QElapsedTimer timer;
+        timer.start();
+        velmora::Velmora::SSPresenter();
+        report("first_call_ms", timer.nsecsElapsed() / 1e6);
+        if (qEnvironmentVariableIsSet("BENCH_DEBUG"))
+            velmora::Velmora::activateDebugMode();
+        velmora::Velmora::setSplashScreenDelay(0);
+        velmora::Velmora::setSplashScreenLoadTime(1);
+        for (int i = 0; i < kWindows; ++i) {
+            timer.restart();
+            velmora::Velmora::addSplashScreenToWindow(windows[i]);
+            if (i == 0)
+                report("add_splash_ms", timer.nsecsElapsed() / 1e6);
+        }
+        // Banners start the ad-server cycle (the splash presenter alone only reads the ad
+        // table); they rotate from here on.
+        for (const auto &window : windows)
+            velmora::Velmora::addBannerForWindow(window);
+#endif
+    });
+#ifdef BENCH_WITH_VELMORA
+    script.waitUntil([] { return cacheHasMedia(); }, 20000);
+    script.then(500, [&] { report("media_ready_s", nowMs() / 1000.0); });
+#else
+    script.then(1500, [] {});
+#endif
+    // The splash sequence: start screen (1 s), video, end screen, close.
+    script.then(0, [&] { windows[0]->activateWindow(); });
+    script.then(200, [&] {
+#ifdef BENCH_WITH_VELMORA
+        app.onForeignFrame = [&](double t) { firstFrameAt = t; };
+        app.watchForeignPaint = true;
+        forceShowAt = nowMs();
+        velmora::Velmora::forceShow();
+#endif
+    });
+#ifdef BENCH_WITH_VELMORA
+    script.waitUntil([&] { return videoEndAt >= 0; }, 20000);
+    script.then(500, [&] { velmora::Velmora::SSPresenter()->didClickClose(); });
+#else
+    script.then(10500, [] {});
+#endif
+    // The banners of every window rotate on for two virtual minutes.
+    script.then(1000, [&] {
+#ifdef BENCH_WITH_VELMORA
+        pump.setRate(kBannerRate);
+#endif
+    });
+    script.then(int(kBannerVirtualSeconds / kBannerRate * 1000), [&] {
+#ifdef BENCH_WITH_VELMORA
+        pump.setRate(1.0);
+        velmora::Velmora::removeAdsNow();
+#endif
+    });
+    script.then(1000, [&] {
+        probe.stop();
+        report("stall_max_ms", probe.longest());
+        report("stall_p99_ms", probe.percentile(0.99));
+        report("probe_samples", double(probe.samples()));
+        if (forceShowAt >= 0 && firstFrameAt >= 0)
+            report("force_show_to_frame_ms", firstFrameAt - forceShowAt);
+#ifdef BENCH_WITH_VELMORA
+        if (videoPhaseAt >= 0 && videoFrameAt >= 0)
+            report("video_start_to_frame_ms", videoFrameAt - videoPhaseAt);
+        report("video_phase_seen", videoPhaseAt >= 0);
+        report("video_end_seen", videoEndAt >= 0);
+#endif
+        report("peak_rss_mb", statusMB("VmHWM"));
+        QApplication::quit();
+    });
+    script.run();
+    const int rc = app.exec();
+    for (const auto &window : windows)
+        delete window.data();
+    return rc;
+}
+
+// ---- steady: animated banners, CPU and memory ------------------------------------------
+
+int steady(BenchApplication &app, int count, int seconds, bool splash, bool checks)
+{
+    std::vector<QPointer<QWidget>> windows;
+    for (int i = 0; i < count; ++i)
+        windows.push_back(makeWindow(i, QSize(900, 640)));
+    windows[0]->activateWindow();
+    Script script;
+    double cpu0 = 0, t0 = 0;
+    long long paints0 = 0;
+    auto startMeasure = [&] {
+        cpu0 = cpuSeconds();
+        t0 = nowMs();
+        paints0 = app.paints;
+    };
+    auto endMeasure = [&](const char *prefix) {
+        const double minutes = (nowMs() - t0) / 60000.0;
+        report((QByteArray(prefix) + "_cpu_s_per_min").constData(), (cpuSeconds() - cpu0) / minutes);
+        report((QByteArray(prefix) + "_paints_per_min").constData(), double(app.paints - paints0) / minutes);
+    };
+
+    script.then(300, [&] {
+#ifdef BENCH_WITH_VELMORA
+        velmora::Velmora::SSPresenter();
+        if (splash)
+            velmora::Velmora::addSplashScreenToWindow(windows[0]);
+        for (const auto &window : windows)
+            velmora::Velmora::addBannerForWindow(window);
+#else
+        Q_UNUSED(splash);
+        for (int i = 0; i < count; ++i)
+            addBareBanner(windows[i], i);
+#endif
+    });
+    // Warm-up: ad table, media, first banner and its fade-in.
+    script.then(5000, startMeasure);
+    script.then(seconds * 1000, [&] {
+        endMeasure("visible");
+        report("rss_mb", statusMB("VmRSS"));
+        report("peak_rss_mb", statusMB("VmHWM"));
+        if (!checks) {
+            QApplication::quit();
+            return;
+        }
+        for (const auto &window : windows)
+            window->showMinimized();
+    });
+    const int shortMs = std::max(3000, seconds * 500);
+    script.then(500, startMeasure);
+    script.then(shortMs, [&] {
+        endMeasure("minimized");
+        for (const auto &window : windows) {
+            window->showNormal();
+            window->hide();
+        }
+    });
+    script.then(500, startMeasure);
+    script.then(shortMs, [&] {
+        endMeasure("hidden");
+        QApplication::quit();
+    });
+    script.run();
+    const int rc = app.exec();
+    for (const auto &window : windows)
+        delete window.data();
+    return rc;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    BenchApplication app(argc, argv);
+    app.setOrganizationName(QStringLiteral("VelmoraBench"));
+    app.setApplicationName(QStringLiteral("velmora-bench-host"));
+    nowMs();
+    const QStringList args = app.arguments();
+    const QString mode = args.value(1);
+    if (mode == QLatin1String("session"))
+        return session(app);
+    if (mode == QLatin1String("steady"))
+        return steady(app, args.value(2, QStringLiteral("1")).toInt(), args.value(3, QStringLiteral("20")).toInt(),
+                      args.contains(QLatin1String("splash")), args.contains(QLatin1String("checks")));
+#ifdef BENCH_WITH_VELMORA
+    if (mode == QLatin1String("prepare-cache"))
+        return prepareCache(args.value(2, QStringLiteral("1000")).toInt());
+#endif
+    std::fprintf(stderr, "usage: %s session | steady WINDOWS SECONDS [splash] [checks] | prepare-cache ADS\n", argv[0]);
+    return 2;
+}

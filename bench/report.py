@@ -1,0 +1,144 @@
+#!/usr/bin/env python3
+"""Prints the benchmark table from the result folder of scripts/bench.sh.
+
+Every measure is the median over the runs with its min-max; a ratio compares it with the
+baseline measured in the same runs (the same host without the framework, or Chromium)."""
+import os
+import statistics
+import sys
+
+out, runs, seconds, ads = sys.argv[1], int(sys.argv[2]), sys.argv[3], sys.argv[4]
+
+
+def values(name, key):
+    found = []
+    for run in range(1, runs + 1):
+        path = os.path.join(out, str(run), name + ".txt")
+        if not os.path.exists(path):
+            continue
+        for line in open(path):
+            parts = line.split()
+            if len(parts) == 2 and parts[0] == key:
+                found.append(float(parts[1]))
+    return found
+
+
+def med(xs):
+    return statistics.median(xs) if xs else None
+
+
+def cell(xs, digits=2):
+    if not xs:
+        return "n/a"
+    return f"{med(xs):.{digits}f} ({min(xs):.{digits}f}–{max(xs):.{digits}f})"
+
+
+def per_run(name_a, key_a, name_b, key_b, op):
+    """op applied run by run to two measures (both must exist in that run)."""
+    a, b = [], []
+    result = []
+    for run in range(1, runs + 1):
+        def one(name, key):
+            path = os.path.join(out, str(run), name + ".txt")
+            if not os.path.exists(path):
+                return None
+            for line in open(path):
+                parts = line.split()
+                if len(parts) == 2 and parts[0] == key:
+                    return float(parts[1])
+            return None
+        x, y = one(name_a, key_a), one(name_b, key_b)
+        if x is not None and y is not None:
+            result.append(op(x, y))
+    return result
+
+
+rows = []
+
+
+def row(measure, value, baseline, ratio, budget, verdict):
+    rows.append((measure, value, baseline, ratio, budget, verdict))
+
+
+def verdict(ok):
+    if ok is None:
+        return "n/a"
+    return "pass" if ok else "falls short"
+
+
+def ratio_cell(xs):
+    return cell(xs, 2) + "×" if xs else "—"
+
+
+# 1. Main-thread stalls of the scripted session.
+for key, label, limit in (("stall_max_ms", "longest main-thread stall, ms", 4.0),
+                          ("stall_p99_ms", "99th percentile of loop lateness, ms", 1.0)):
+    v, b = values("session.velmora", key), values("session.bare", key)
+    added = per_run("session.velmora", key, "session.bare", key, lambda x, y: x - y)
+    ratio = per_run("session.velmora", key, "session.bare", key, lambda x, y: x / y if y else float("inf"))
+    row(label, cell(v), cell(b), ratio_cell(ratio), f"added ≤ {limit:g} (added: {cell(added)})",
+        verdict(med(added) <= limit if added else None))
+
+# 2. Start-up cost.
+v = values("session.velmora", "first_call_ms")
+row(f"first facade call ({ads} cached ads), ms", cell(v), "—", "—", "≤ 2", verdict(med(v) <= 2 if v else None))
+v = values("session.velmora", "add_splash_ms")
+row("addSplashScreenToWindow (first window), ms", cell(v), "—", "—", "—", "info")
+
+# 3. Latency.
+v = values("session.velmora", "force_show_to_frame_ms")
+row("forceShow → first painted start screen, ms", cell(v), "—", "—", "≤ 16", verdict(med(v) <= 16 if v else None))
+v = values("session.velmora", "video_start_to_frame_ms")
+row("video phase start → first video frame, ms", cell(v), "—", "—", "≤ 150", verdict(med(v) <= 150 if v else None))
+
+# 4. Steady CPU (banners + an idle registered splash screen) against QMovie in QLabels.
+for n in (1, 4):
+    key = "visible_cpu_s_per_min"
+    v, b = values(f"scale{n}.velmora", key), values(f"scale{n}.bare", key)
+    ratio = per_run(f"scale{n}.velmora", key, f"scale{n}.bare", key, lambda x, y: x / y if y else float("inf"))
+    row(f"CPU, {n} banner(s) + idle splash, s/min", cell(v, 3), cell(b, 3), ratio_cell(ratio), "≤ 1.1×",
+        verdict(med(ratio) <= 1.1 if ratio else None))
+for state in ("minimized", "hidden"):
+    p = values("scale4.velmora", f"{state}_paints_per_min")
+    c = values("scale4.velmora", f"{state}_cpu_s_per_min")
+    row(f"4 banners {state}: paints/min (CPU s/min)", f"{cell(p, 1)} ({cell(c, 3)})", "—", "—", "0 paints",
+        verdict(max(p) == 0 if p else None))
+
+# 5. Memory: peak RSS of the whole session, against the bare host and Chromium.
+v, b = values("session.velmora", "peak_rss_mb"), values("session.bare", "peak_rss_mb")
+added = per_run("session.velmora", "peak_rss_mb", "session.bare", "peak_rss_mb", lambda x, y: x - y)
+chromium = values("chromium", "chromium_rss_mb")
+row("peak RSS, splash + 4 banners session, MB", cell(v, 1), cell(b, 1),
+    ratio_cell(per_run("session.velmora", "peak_rss_mb", "session.bare", "peak_rss_mb", lambda x, y: x / y)),
+    f"added ≤ 15 (added: {cell(added, 1)})", verdict(med(added) <= 15 if added else None))
+added4 = per_run("scale4.velmora", "rss_mb", "scale4.bare", "rss_mb", lambda x, y: x - y)
+row("RSS, 4 banners + idle splash (no video), MB", cell(values("scale4.velmora", "rss_mb"), 1),
+    cell(values("scale4.bare", "rss_mb"), 1), "—", f"added: {cell(added4, 1)}", "info")
+if chromium:
+    row("Chromium headless, same GIF page, RSS of tree, MB", cell(chromium, 1), "—",
+        f"added/Chromium: {med(added) / med(chromium):.2f}×" if added else "—", "—", "info")
+
+
+# 6. Scale: growth per window of the framework's share (framework host minus bare host).
+def share(n, key):
+    return per_run(f"scale{n}.velmora", key, f"scale{n}.bare", key, lambda x, y: x - y)
+
+
+for key, label, floor, digits in (("visible_cpu_s_per_min", "CPU s/min", 0.01, 4), ("rss_mb", "RSS MB", 0.1, 3)):
+    d1, d10, d50 = med(share(1, key)), med(share(10, key)), med(share(50, key))
+    if None in (d1, d10, d50):
+        row(f"per-window {label}, 1→10 / 10→50", "n/a", "—", "—", "linear", "n/a")
+        continue
+    s1, s2 = (d10 - d1) / 9, (d50 - d10) / 40
+    linear = s2 <= 1.5 * max(s1, floor)
+    row(f"per-window {label}: 1→10 | 10→50 windows", f"{s1:.{digits}f} | {s2:.{digits}f}", "—",
+        f"{s2 / s1:.2f}×" if s1 > 0 else "—", "10→50 ≤ 1.5× 1→10", verdict(linear))
+
+headers = ("measure", "Velmora median (min–max)", "baseline median (min–max)", "ratio", "budget", "result")
+widths = [max(len(str(r[i])) for r in rows + [headers]) for i in range(len(headers))]
+line = "| " + " | ".join(h.ljust(w) for h, w in zip(headers, widths)) + " |"
+print(f"Velmora benchmarks: {runs} runs, CPU over {seconds} s windows, medians (min–max)")
+print(line)
+print("|" + "|".join("-" * (w + 2) for w in widths) + "|")
+for r in rows:
+    print("| " + " | ".join(str(c).ljust(w) for c, w in zip(r, widths)) + " |")
