@@ -39,21 +39,6 @@ private Q_SLOTS:
         QCOMPARE(AdsEventLogger::sharedInstance(), AdsEventLogger::sharedInstance());
     }
 
-    void archiveRoundTrips_data()
-    {
-        QTest::addColumn<QList<QUrl>>("queue");
-        QTest::newRow("empty") << QList<QUrl> {};
-        QTest::newRow("duplicates kept in order")
-            << QList<QUrl> { QUrl("https://t.example/a?x=1&y=%20"), QUrl("https://t.example/b"),
-                             QUrl("https://t.example/a?x=1&y=%20") };
-    }
-
-    void archiveRoundTrips()
-    {
-        QFETCH(QList<QUrl>, queue);
-        QCOMPARE(AdsEventLogger::unarchive(AdsEventLogger::archive(queue)), queue);
-    }
-
     void failedDeliveryIsQueuedAndPersisted()
     {
         AdsEventLogger *logger = AdsEventLogger::sharedInstance();

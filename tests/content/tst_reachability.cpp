@@ -161,15 +161,6 @@ private Q_SLOTS:
         QCOMPARE(int(monitor->targetPort()), port);
     }
 
-    void startingTwiceStartsOnce()
-    {
-        auto monitor = Reachability::reachabilityForInternetConnection();
-        QVERIFY(monitor->startNotifier());
-        QVERIFY(monitor->startNotifier());
-        monitor->stopNotifier();
-        monitor->stopNotifier();
-    }
-
     void changesInAPrivateNetworkNamespace()
     {
         QProcess child;
