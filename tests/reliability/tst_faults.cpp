@@ -1,0 +1,568 @@
+// The fault matrix: the ad-table load and the media downloads against a misbehaving
+// server. Every row runs one fresh process (the ad server is asked once per process run)
+// that loads the table through the downloader, pulls a banner and a video as the banner
+// controller and the presenter do, and reports what it ended with and the longest stall
+// of its event loop. The parent checks: the child exited by itself, its event loop never
+// stalled beyond the limit, it ended with the expected table and media (the cached ones or
+// nothing when the server failed), and nothing changed in the private home outside the
+// cache folder.
+#include "TestEnvironment.h"
+
+#include "AdServerProcess.h"
+#include "ChildRun.h"
+#include "content/AdsCacheInfoStorage.h"
+#include "content/AdsDownloader.h"
+#include "content/AdsMacHelper.h"
+#include "content/DownloadDelegate.h"
+
+#include <QDirIterator>
+#include <QElapsedTimer>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkReply>
+#include <QTcpServer>
+#include <QTcpSocket>
+#include <QTemporaryDir>
+
+#include <sys/resource.h>
+#include <sys/socket.h>
+
+#include <cstdio>
+
+using namespace velmora;
+using velmora::test::AdServerProcess;
+using velmora::test::TestEnvironment;
+
+namespace {
+
+constexpr const char *testName = "tst_faults";
+constexpr qint64 MiB = 1024 * 1024;
+
+// ---- The child ---------------------------------------------------------------------------
+
+// Pulls a banner when told that the ad table is ready, as a banner controller does.
+class PullingDelegate : public DownloadDelegate {
+public:
+    void endDownloadСonfiguration() override { AdsDownloader::sharedInstance()->downloadBannerWithComplitionBlock({}); }
+};
+
+bool replyRunning(AdsDownloader *downloader)
+{
+    const QList<QNetworkReply *> replies = downloader->findChildren<QNetworkReply *>();
+    for (QNetworkReply *reply : replies) {
+        if (reply->isRunning())
+            return true;
+    }
+    return false;
+}
+
+// Runs the event loop until `done` holds or `ms` pass, checking every 10 ms; never sleeps
+// outside the loop, so the probe measures the framework and not the waiting.
+void runUntil(const std::function<bool()> &done, int ms)
+{
+    QEventLoop loop;
+    QTimer check;
+    QElapsedTimer clock;
+    clock.start();
+    QObject::connect(&check, &QTimer::timeout, &loop, [&] {
+        if (done() || clock.elapsed() >= ms)
+            loop.quit();
+    });
+    check.start(10);
+    if (!done())
+        loop.exec();
+}
+
+QString fileName(const QUrl &url)
+{
+    return url.isEmpty() ? QString() : QFileInfo(url.toLocalFile()).fileName();
+}
+
+int childMain()
+{
+    AdsMacHelper::setInternetProbe([] { return true; });
+    // The responsiveness probe: a precise 1 ms timer; lateness is the time between two
+    // ticks beyond the interval.
+    QElapsedTimer clock;
+    clock.start();
+    qint64 last = 0;
+    qint64 worst = 0;
+    QTimer probe;
+    probe.setTimerType(Qt::PreciseTimer);
+    probe.setInterval(1);
+    QObject::connect(&probe, &QTimer::timeout, [&] {
+        const qint64 now = clock.nsecsElapsed();
+        worst = std::max(worst, now - last - 1000000);
+        last = now;
+    });
+    probe.start();
+    last = clock.nsecsElapsed();
+
+    AdsDownloader *downloader = AdsDownloader::sharedInstance();
+    PullingDelegate delegate;
+    downloader->addDelegate(&delegate);
+    downloader->startUpdateAllAds();
+    const int answerWait = qEnvironmentVariableIntValue("VELMORA_FAULT_ANSWER_MS");
+    runUntil([downloader] { return downloader->isUpdateAdsCurrentSession(); }, answerWait > 0 ? answerWait : 30000);
+    // Settled: no transfer running for 300 ms (bounded).
+    QElapsedTimer idle;
+    idle.start();
+    runUntil(
+        [&] {
+            if (replyRunning(downloader))
+                idle.restart();
+            return idle.elapsed() >= 300;
+        },
+        30000);
+    probe.stop();
+
+    const std::optional<QVariantMap> table = downloader->replyJSON();
+    struct rusage usage { };
+    getrusage(RUSAGE_SELF, &usage);
+    QJsonObject report {
+        { QStringLiteral("answered"), downloader->isUpdateAdsCurrentSession() },
+        { QStringLiteral("table"), table ? QStringLiteral("present") : QStringLiteral("absent") },
+        { QStringLiteral("keys"), QJsonArray::fromStringList(table ? table->keys() : QStringList()) },
+        { QStringLiteral("banner"), fileName(downloader->bannerURL()) },
+        { QStringLiteral("bannerPath"), downloader->bannerURL().toLocalFile() },
+        { QStringLiteral("still"), fileName(downloader->interstitialVideoURL()) },
+        { QStringLiteral("stallMs"), double(worst) / 1e6 },
+        { QStringLiteral("maxRssKb"), double(usage.ru_maxrss) },
+    };
+    // Read last: the getter prepares the next video as a side effect.
+    report.insert(QStringLiteral("video"), fileName(downloader->videoURL()));
+    std::printf("REPORT %s\n", QJsonDocument(report).toJson(QJsonDocument::Compact).constData());
+    std::fflush(stdout);
+    return 0;
+}
+
+// ---- A raw loopback server for faults the ad server cannot make ----------------------------
+
+class RawServer : public QObject {
+public:
+    enum Mode { ResetMidBody, Silent, Stream100MB, InvalidUtf8 };
+
+    explicit RawServer(Mode mode)
+        : m_mode(mode)
+    {
+        QObject::connect(&m_server, &QTcpServer::newConnection, this, [this] {
+            while (QTcpSocket *socket = m_server.nextPendingConnection()) {
+                socket->setParent(this);
+                QObject::connect(socket, &QTcpSocket::readyRead, this, [this, socket] { onRead(socket); });
+            }
+        });
+        m_server.listen(QHostAddress::LocalHost);
+    }
+    QString url() const { return QStringLiteral("http://127.0.0.1:%1").arg(m_server.serverPort()); }
+    qint64 sent() const { return m_sent; }
+
+private:
+    void onRead(QTcpSocket *socket)
+    {
+        QByteArray &buffer = m_buffers[socket];
+        buffer += socket->readAll();
+        if (!buffer.contains("\r\n\r\n") || socket->property("answered").toBool())
+            return;
+        socket->setProperty("answered", true);
+        switch (m_mode) {
+        case Silent:
+            return; // holds the connection, never answers
+        case ResetMidBody: {
+            socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: 4000\r\n\r\n"
+                          "{\"standard\": [{\"priority\": 1, \"image_728x90\": \"/media/b.gif\"");
+            socket->flush();
+            struct linger hard {
+                1, 0
+            };
+            setsockopt(int(socket->socketDescriptor()), SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
+            socket->abort();
+            return;
+        }
+        case InvalidUtf8: {
+            const QByteArray body = "{\"standard\": [{\"priority\": 1, \"name\": \"\xff\xfe\xc0\xaf\", "
+                                    "\"image_728x90\": \"/media/b\xed\xa0\x80.gif\"}], \"video\": \"\xff\"}";
+            socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: "
+                          + QByteArray::number(body.size()) + "\r\nConnection: close\r\n\r\n" + body);
+            socket->disconnectFromHost();
+            return;
+        }
+        case Stream100MB: {
+            // No Content-Length: the client sees the size only as it grows.
+            socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nConnection: close\r\n\r\n[");
+            QObject::connect(socket, &QTcpSocket::bytesWritten, this, [this, socket] { feed(socket); });
+            feed(socket);
+            return;
+        }
+        }
+    }
+    void feed(QTcpSocket *socket)
+    {
+        static const QByteArray chunk(256 * 1024, ' ');
+        while (socket->state() == QAbstractSocket::ConnectedState && socket->bytesToWrite() < 1 * MiB
+               && m_sent < 100 * MiB) {
+            socket->write(chunk);
+            m_sent += chunk.size();
+        }
+        if (m_sent >= 100 * MiB && socket->bytesToWrite() == 0)
+            socket->disconnectFromHost();
+    }
+
+    Mode m_mode;
+    QTcpServer m_server;
+    QHash<QTcpSocket *, QByteArray> m_buffers;
+    qint64 m_sent = 0;
+};
+
+// ---- Snapshots of the private home ----------------------------------------------------------
+
+using Snapshot = QMap<QString, QString>;
+
+Snapshot snapshot(const QString &root)
+{
+    Snapshot files;
+    QDirIterator it(root, QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot,
+                    QDirIterator::Subdirectories);
+    while (it.hasNext()) {
+        const QString path = it.next();
+        const QFileInfo info = it.fileInfo();
+        files.insert(path,
+                     info.isDir()
+                         ? QStringLiteral("dir")
+                         : QStringLiteral("%1:%2").arg(info.size()).arg(info.lastModified().toMSecsSinceEpoch()));
+    }
+    return files;
+}
+
+QStringList changedOutside(const Snapshot &before, const Snapshot &after, const QString &allowed)
+{
+    QStringList changed;
+    QSet<QString> paths(before.keyBegin(), before.keyEnd());
+    for (auto it = after.cbegin(); it != after.cend(); ++it)
+        paths.insert(it.key());
+    for (const QString &path : paths) {
+        if (before.value(path) == after.value(path))
+            continue;
+        if (path.startsWith(allowed + QLatin1Char('/')))
+            continue;
+        changed << path;
+    }
+    changed.sort();
+    return changed;
+}
+
+struct Row {
+    QString name;
+    QString outcome;
+    bool pass = false;
+};
+QList<Row> rows;
+double longestStall = 0;
+QString longestStallCase;
+
+QByteArray manifestWith(const QString &banner, const QString &video = QStringLiteral("/media/v.mp4"),
+                        const QString &still = QStringLiteral("/media/s.jpg"))
+{
+    const QJsonObject table {
+        { QStringLiteral("standard"),
+          QJsonArray {
+              QJsonObject { { QStringLiteral("banner_id"), 1 },
+                            { QStringLiteral("priority"), 1 },
+                            { QStringLiteral("name"), QStringLiteral("B") },
+                            { QStringLiteral("market_url"), QStringLiteral("https://apps.velmora.example/app/id1") },
+                            { QStringLiteral("image_728x90"), banner } } } },
+        { QStringLiteral("video"),
+          QJsonArray {
+              QJsonObject { { QStringLiteral("banner_id"), 2 },
+                            { QStringLiteral("priority"), 1 },
+                            { QStringLiteral("market_url"), QStringLiteral("https://apps.velmora.example/app/id2") },
+                            { QStringLiteral("video_file_landscape"), video },
+                            { QStringLiteral("image"), still } } } },
+    };
+    return QJsonDocument(table).toJson(QJsonDocument::Compact);
+}
+
+QVariantMap cachedTable()
+{
+    return QJsonDocument::fromJson(manifestWith(QStringLiteral("/media/cached-banner.gif"),
+                                                QStringLiteral("/media/cached-video.mp4"),
+                                                QStringLiteral("/media/cached-still.jpg")))
+        .object()
+        .toVariantMap();
+}
+
+} // namespace
+
+class FaultsTest : public QObject {
+    Q_OBJECT
+
+private:
+    AdServerProcess m_server;
+    QTemporaryDir m_ads;
+    QString m_cache;
+    int m_stallLimitMs = 250;
+
+    void writeManifest(const QByteArray &bytes)
+    {
+        QFile file(m_ads.filePath(QStringLiteral("manifest.json")));
+        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(bytes);
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY(m_ads.isValid());
+        QDir().mkpath(m_ads.filePath(QStringLiteral("media")));
+        const QString media = TestEnvironment::sourcePath(QStringLiteral("tests/data/media/"));
+        QVERIFY(QFile::copy(media + QStringLiteral("banner.gif"), m_ads.filePath(QStringLiteral("media/b.gif"))));
+        QVERIFY(
+            QFile::copy(media + QStringLiteral("test-video-short.mp4"), m_ads.filePath(QStringLiteral("media/v.mp4"))));
+        QVERIFY(QFile::copy(media + QStringLiteral("still.jpg"), m_ads.filePath(QStringLiteral("media/s.jpg"))));
+        QVERIFY(QFile::copy(media + QStringLiteral("not-a-gif.gif"),
+                            m_ads.filePath(QStringLiteral("media/not-a-gif.gif"))));
+        writeManifest(manifestWith(QStringLiteral("/media/b.gif")));
+        QVERIFY2(m_server.start(m_ads.path()), qPrintable(m_server.errorString()));
+        m_cache = AdsDownloader::cacheDirectory();
+        QVERIFY(m_cache.startsWith(TestEnvironment::root()));
+        if (const int limit = qEnvironmentVariableIntValue("VELMORA_STALL_LIMIT_MS"); limit > 0)
+            m_stallLimitMs = limit;
+    }
+
+    void matrix_data()
+    {
+        // server: "adserver", "refused" or a raw server mode; faults: the ad server's fault
+        // table; manifest: replacement table bytes (empty: the healthy one); cached: a
+        // table and its media are in the cache before the run. Expected: the table state,
+        // the banner and video file names (empty: none), and whether the reply arrives.
+        QTest::addColumn<QString>("server");
+        QTest::addColumn<QByteArray>("faults");
+        QTest::addColumn<QByteArray>("manifest");
+        QTest::addColumn<bool>("cached");
+        QTest::addColumn<QString>("table");
+        QTest::addColumn<QString>("banner");
+        QTest::addColumn<QString>("video");
+        QTest::addColumn<bool>("answered");
+
+        const QByteArray none;
+        const QString ok = QStringLiteral("present");
+        const QString absent = QStringLiteral("absent");
+        const QString b = QStringLiteral("b.gif");
+        const QString v = QStringLiteral("v.mp4");
+        const QString cb = QStringLiteral("cached-banner.gif");
+        const QString cv = QStringLiteral("cached-video.mp4");
+        const QString ad = QStringLiteral("adserver");
+        const QByteArray table = "\"/api/v1/banners\"";
+        const QString mb1(1024 * 1024, QLatin1Char('a'));
+
+        QTest::newRow("healthy server") << ad << none << none << false << ok << b << v << true;
+        QTest::newRow("connection refused") << "refused" << none << none << false << absent << ""
+                                            << "" << true;
+        QTest::newRow("connection refused, cached table")
+            << "refused" << none << none << true << absent << cb << cv << true;
+        QTest::newRow("reset before any answer")
+            << ad << "{" + table + ": {\"reset\": true}}" << none << false << absent << ""
+            << "" << true;
+        QTest::newRow("cut mid-body (adserver)")
+            << ad << "{" + table + ": {\"truncateAt\": 30}}" << none << false << absent << ""
+            << "" << true;
+        QTest::newRow("reset mid-body (raw)") << "raw-reset" << none << none << false << absent << ""
+                                              << "" << true;
+        QTest::newRow("reply never comes") << "raw-silent" << none << none << false << ok << ""
+                                           << "" << false;
+        QTest::newRow("reply never comes, cached table")
+            << ad << "{" + table + ": {\"delayMs\": 600000}}" << none << true << ok << cb << cv << false;
+        QTest::newRow("404 with HTML body")
+            << ad << "{" + table + ": {\"status\": 404}}" << none << false << absent << ""
+            << "" << true;
+        QTest::newRow("500 with HTML body, cached table")
+            << ad << "{" + table + ": {\"status\": 500}}" << none << true << absent << cb << cv << true;
+        QTest::newRow("503 HTML as JSON content type")
+            << ad << "{" + table + ": {\"status\": 503, \"body\": \"<html><body>busy</body></html>\"}}" << none << false
+            << absent << ""
+            << "" << true;
+        QTest::newRow("truncated JSON") << ad << none << QByteArray("{\"standard\": [{\"priority\": 1, \"image_72")
+                                        << false << absent << ""
+                                        << "" << true;
+        QTest::newRow("top level is an array")
+            << ad << none << QByteArray("[{\"standard\": []}]") << false << absent << ""
+            << "" << true;
+        QTest::newRow("placements of the wrong shape")
+            << ad << none << QByteArray("{\"standard\": {\"priority\": 1}, \"video\": \"x\"}") << false << ok << ""
+            << "" << true;
+        QTest::newRow("priorities as objects")
+            << ad << none
+            << QByteArray("{\"standard\": [{\"priority\": {\"n\": 1}, \"image_728x90\": \"/media/b.gif\"}],"
+                          " \"video\": [{\"priority\": [1], \"video_file_landscape\": \"/media/v.mp4\","
+                          " \"image\": \"/media/s.jpg\"}]}")
+            << false << ok << ""
+            << "" << true;
+        QTest::newRow("media fields missing")
+            << ad << none << QByteArray("{\"standard\": [{\"priority\": 1}], \"video\": [{\"priority\": 1}]}") << false
+            << ok << ""
+            << "" << true;
+        QTest::newRow("1 MB media path") << ad << none << manifestWith(QStringLiteral("/media/") + mb1) << false << ok
+                                         << "" << v << true;
+        QTest::newRow("1 MB name field") << ad << none
+                                         << QByteArray(manifestWith(QStringLiteral("/media/b.gif")))
+                                                .replace("\"name\":\"B\"", "\"name\":\"" + mb1.toUtf8() + "\"")
+                                         << false << ok << b << v << true;
+        // Each byte of an invalid sequence becomes one replacement character.
+        QTest::newRow("invalid UTF-8") << "raw-utf8" << none << none << false << ok
+                                       << QStringLiteral("b\uFFFD\uFFFD\uFFFD.gif") << "" << true;
+        QTest::newRow("100 MB table (Content-Length)")
+            << ad << "{" + table + ": {\"repeatBody\": 104857600}}" << none << false << absent << ""
+            << "" << true;
+        QTest::newRow("100 MB table (streamed)") << "raw-stream" << none << none << false << absent << ""
+                                                 << "" << true;
+        QTest::newRow("100 MB media")
+            << ad << QByteArray("{\"/media/huge.gif\": {\"repeatBody\": 104857600, \"contentType\": \"image/gif\"}}")
+            << manifestWith(QStringLiteral("/media/huge.gif")) << false << ok << "" << v << true;
+        QTest::newRow("media that is not media")
+            << ad << none << manifestWith(QStringLiteral("/media/not-a-gif.gif"), QStringLiteral("/media/b.gif"))
+            << false << ok << "not-a-gif.gif" << b << true;
+        QTest::newRow("media URL redirects")
+            << ad << QByteArray("{\"/media/old.gif\": {\"redirect\": \"/media/b.gif\"}}")
+            << manifestWith(QStringLiteral("/media/old.gif")) << false << ok << "old.gif" << v << true;
+        QTest::newRow("media redirects to a closed port")
+            << ad << QByteArray("{\"/media/old.gif\": {\"redirect\": \"http://127.0.0.1:1/x/../../esc.gif\"}}")
+            << manifestWith(QStringLiteral("/media/old.gif")) << false << ok << "" << v << true;
+        QTest::newRow("media names that climb out")
+            << ad << none
+            << manifestWith(QStringLiteral("/media/..%2F..%2F..%2Fescape.gif"), QStringLiteral("/media/%2e%2e"),
+                            QStringLiteral("/media/..%5Cescape.jpg"))
+            << false << ok << ""
+            << "" << true;
+        QTest::newRow("dot segments in the media path")
+            << ad << none << manifestWith(QStringLiteral("/../../../b.gif")) << false << ok << b << v << true;
+    }
+
+    void matrix()
+    {
+        QFETCH(QString, server);
+        QFETCH(QByteArray, faults);
+        QFETCH(QByteArray, manifest);
+        QFETCH(bool, cached);
+        QFETCH(QString, table);
+        QFETCH(QString, banner);
+        QFETCH(QString, video);
+        QFETCH(bool, answered);
+
+        // A clean cache, seeded when the row asks for it.
+        QDir(m_cache).removeRecursively();
+        QDir().mkpath(m_cache);
+        if (cached) {
+            AdsCacheInfoStorage storage;
+            storage.setInfoDictionary(cachedTable());
+            storage.save();
+            for (const char *name : { "cached-banner.gif", "cached-video.mp4", "cached-still.jpg" }) {
+                QFile file(m_cache + QLatin1Char('/') + QLatin1String(name));
+                QVERIFY(file.open(QIODevice::WriteOnly));
+                file.write("cached media");
+            }
+        }
+        writeManifest(manifest.isEmpty() ? manifestWith(QStringLiteral("/media/b.gif")) : manifest);
+        QVERIFY(m_server.resetFaults());
+        if (!faults.isEmpty()) {
+            QJsonParseError error;
+            const QJsonDocument document = QJsonDocument::fromJson(faults, &error);
+            QVERIFY2(document.isObject(), qPrintable(error.errorString()));
+            QVERIFY(m_server.setFaults(document.object()));
+        }
+
+        std::unique_ptr<RawServer> raw;
+        QString base = m_server.baseUrl().toString();
+        if (server == QLatin1String("refused")) {
+            QTcpServer probe;
+            QVERIFY(probe.listen(QHostAddress::LocalHost));
+            base = QStringLiteral("http://127.0.0.1:%1").arg(probe.serverPort());
+        } else if (server.startsWith(QLatin1String("raw-"))) {
+            const QString mode = server.mid(4);
+            raw = std::make_unique<RawServer>(mode == QLatin1String("reset")        ? RawServer::ResetMidBody
+                                                  : mode == QLatin1String("silent") ? RawServer::Silent
+                                                  : mode == QLatin1String("utf8")   ? RawServer::InvalidUtf8
+                                                                                    : RawServer::Stream100MB);
+            base = raw->url();
+            // The media still come from the ad server: the raw server answers tables only.
+        }
+
+        const Snapshot before = snapshot(TestEnvironment::root());
+        QProcessEnvironment env;
+        env.insert(QStringLiteral("VELMORA_FAULT_CHILD"), QStringLiteral("1"));
+        env.insert(QStringLiteral("VELMORA_AD_SERVER_URL"), base);
+        env.insert(QStringLiteral("VELMORA_FAULT_ANSWER_MS"),
+                   answered ? QStringLiteral("30000") : QStringLiteral("3000"));
+        const test::ChildResult child = test::runChild({}, env, 90000);
+        const Snapshot after = snapshot(TestEnvironment::root());
+
+        QJsonObject report;
+        for (const QByteArray &line : child.out.split('\n')) {
+            if (line.startsWith("REPORT "))
+                report = QJsonDocument::fromJson(line.mid(7)).object();
+        }
+        const QStringList outside = changedOutside(before, after, m_cache);
+        const double stall = report.value(QStringLiteral("stallMs")).toDouble();
+        const QString gotBanner = report.value(QStringLiteral("banner")).toString();
+        const QString gotVideo = report.value(QStringLiteral("video")).toString();
+        const QString gotTable = report.value(QStringLiteral("table")).toString();
+        const bool gotAnswered = report.value(QStringLiteral("answered")).toBool();
+        const QString bannerPath = report.value(QStringLiteral("bannerPath")).toString();
+        const QString outcome = child.finished && child.exitCode == 0 && !report.isEmpty()
+            ? QStringLiteral("table=%1 answered=%2 banner=%3 video=%4 stall=%5ms rss=%6MB outside=%7")
+                  .arg(gotTable, gotAnswered ? QStringLiteral("yes") : QStringLiteral("no"),
+                       gotBanner.isEmpty() ? QStringLiteral("-") : gotBanner.left(24),
+                       gotVideo.isEmpty() ? QStringLiteral("-") : gotVideo)
+                  .arg(stall, 0, 'f', 1)
+                  .arg(report.value(QStringLiteral("maxRssKb")).toDouble() / 1024, 0, 'f', 0)
+                  .arg(outside.size())
+            : QStringLiteral("child died: crashed=%1 exit=%2").arg(child.crashed).arg(child.exitCode);
+        const bool pass = child.finished && child.exitCode == 0 && !report.isEmpty() && outside.isEmpty()
+            && stall < m_stallLimitMs && gotTable == table && gotBanner == banner && gotVideo == video
+            && gotAnswered == answered && (bannerPath.isEmpty() || QFileInfo(bannerPath).absolutePath() == m_cache);
+        rows.append({ QString::fromLatin1(QTest::currentDataTag()), outcome, pass });
+        if (stall > longestStall) {
+            longestStall = stall;
+            longestStallCase = QString::fromLatin1(QTest::currentDataTag());
+        }
+        if (raw && server == QLatin1String("raw-stream"))
+            qInfo("raw server sent %lld MiB before the client gave up", raw->sent() / MiB);
+
+        QVERIFY2(child.finished && child.exitCode == 0, child.err.right(4000).constData());
+        QVERIFY2(!report.isEmpty(), child.out.constData());
+        QVERIFY2(outside.isEmpty(), qPrintable(outside.join(QLatin1Char('\n'))));
+        QVERIFY2(stall < m_stallLimitMs, qPrintable(QStringLiteral("event loop stalled %1 ms").arg(stall)));
+        QCOMPARE(gotAnswered, answered);
+        QCOMPARE(gotTable, table);
+        QCOMPARE(gotBanner, banner);
+        QCOMPARE(gotVideo, video);
+        if (!bannerPath.isEmpty())
+            QCOMPARE(QFileInfo(bannerPath).absolutePath(), m_cache);
+        // Abandoned bodies never reach the disk.
+        QVERIFY(!QFile::exists(m_cache + QStringLiteral("/huge.gif")));
+    }
+
+    void cleanupTestCase()
+    {
+        std::printf("\n%-40s | %-92s | %s\n", "case", "outcome", "result");
+        for (const Row &row : rows)
+            std::printf("%-40s | %-92s | %s\n", qPrintable(row.name.left(40)), qPrintable(row.outcome),
+                        row.pass ? "pass" : "FAIL");
+        std::printf("longest stall: %.1f ms (%s); limit %d ms\n\n", longestStall, qPrintable(longestStallCase),
+                    m_stallLimitMs);
+        std::fflush(stdout);
+    }
+};
+
+int main(int argc, char **argv)
+{
+    TestEnvironment::prepare(testName);
+    if (qEnvironmentVariableIsSet("VELMORA_FAULT_CHILD")) {
+        QCoreApplication app(argc, argv);
+        return childMain();
+    }
+    QApplication app(argc, argv);
+    FaultsTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_faults.moc"
