@@ -3,6 +3,7 @@
 #include "banners/BannerDownloadDelegate.h"
 #include "banners/BannerShadowEffect.h"
 #include "content/AdsDownloader.h"
+#include "content/AdsEventLogger.h"
 #include "controls/BannerImageView.h"
 #include "support/HostContent.h"
 #include "support/StandardNames.h"
@@ -113,6 +114,8 @@ BannerController::BannerController(QObject *parent)
     : QObject(parent)
     , d(std::make_unique<Private>())
 {
+    // Made at start-up so a tracking queue saved by an earlier run is loaded.
+    AdsEventLogger::sharedInstance();
     d->view = new QWidget;
     d->ui->setupUi(d->view);
     d->height = d->view->property("bannerHeight").toDouble();

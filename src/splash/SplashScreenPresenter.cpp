@@ -6,6 +6,7 @@
 #include <velmora/Timer.h>
 
 #include "content/AdsDownloader.h"
+#include "content/AdsEventLogger.h"
 #include "splash/SplashScreenController.h"
 #include "splash/SplashScreenControllerProtocolInput.h"
 #include "splash/SplashScreenControllerProtocolOutput.h"
@@ -250,6 +251,8 @@ SplashScreenPresenter::SplashScreenPresenter(ControllerFactory factory)
     : d(std::make_unique<Private>(this, factory ? std::move(factory) : ControllerFactory(&makeSplashScreenController)))
 {
     d->downloader = AdsDownloader::sharedInstance();
+    // Made at start-up so a tracking queue saved by an earlier run is loaded.
+    AdsEventLogger::sharedInstance();
 }
 
 SplashScreenPresenter::~SplashScreenPresenter()
