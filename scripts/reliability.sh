@@ -1,0 +1,138 @@
+#!/usr/bin/env bash
+# Reliability runs, with a report at the end.
+#
+#   scripts/reliability.sh [all]            fault matrix, kill loop, every fuzzer 60 s
+#   scripts/reliability.sh faults           the fault matrix (tests/reliability/tst_faults)
+#   scripts/reliability.sh kill [seconds]   the SIGKILL loop on persisted state (default 120 s,
+#                                           up to VELMORA_KILL_COUNT kills, default 2000)
+#   scripts/reliability.sh fuzz [seconds]   each libFuzzer target for that long (default 60)
+#   scripts/reliability.sh regressions      replay fuzz/corpus and fuzz/regressions
+#   scripts/reliability.sh asan             the whole suite under ASan+UBSan:
+#                                             VELMORA_PRESET=asan ./scripts/test.sh
+#   scripts/reliability.sh tsan             the threaded parts under TSan (reachability
+#                                           monitor, store lookup, any-thread calls, faults)
+#
+# Builds: build/reliability (dev preset plus tests/reliability), build/fuzz (clang,
+# -fsanitize=fuzzer,address,undefined). Fuzz findings land in build/fuzz/work/<target>/;
+# copy a crashing input to fuzz/regressions/<target>/ and the replay test runs it from then on.
+set -uo pipefail
+cd "$(dirname "$0")/.."
+root=$PWD
+jobs=${VELMORA_JOBS:-2}
+report=()
+register="-DCMAKE_PROJECT_Velmora_INCLUDE=$root/tests/reliability/Register.cmake"
+fuzz_targets=(strings plist savedads eventstack adtable)
+
+build_tests() {
+    cmake --preset dev -B build/reliability "$register" >/dev/null &&
+        cmake --build build/reliability -j "$jobs" --target tst_faults tst_killloop velmora-adserver \
+            "${fuzz_targets[@]/#/replay_}"
+}
+
+run_ctest() { # name regex, extra env...
+    local regex=$1
+    shift
+    (cd build/reliability && env "$@" ctest -R "$regex" --output-on-failure --timeout 3600)
+}
+
+faults() {
+    build_tests || { report+=("faults: BUILD FAILED"); return; }
+    local log=build/reliability/faults.log
+    run_ctest '^tst_faults$' >"$log" 2>&1
+    local rc=$?
+    sed -n '/^case /,/^longest stall/p' "$log"
+    report+=("faults: $(grep -c '| pass$' "$log") pass, $(grep -c '| FAIL$' "$log") fail; $(grep '^longest stall' "$log") (log $log)")
+    [ $rc -eq 0 ] || report+=("faults: ctest FAILED (rc $rc)")
+}
+
+kill_loop() {
+    local seconds=${1:-120}
+    build_tests || { report+=("kill: BUILD FAILED"); return; }
+    local log=build/reliability/killloop.log
+    run_ctest '^tst_killloop$' VELMORA_KILL_SECONDS="$seconds" VELMORA_KILL_COUNT="${VELMORA_KILL_COUNT:-2000}" >"$log" 2>&1
+    local rc=$?
+    grep -A20 '^kill loop:' "$log" | grep -v '^PASS\|^FAIL\|^Totals\|^\*\*\*' || true
+    report+=("kill: $(grep '^kill loop:' "$log" || echo 'no summary') (log $log)")
+    [ $rc -eq 0 ] || report+=("kill: ctest FAILED (rc $rc)")
+}
+
+regressions() {
+    build_tests || { report+=("regressions: BUILD FAILED"); return; }
+    local log=build/reliability/regressions.log
+    run_ctest '^fuzz_regressions_' >"$log" 2>&1
+    report+=("regressions: $(grep -E 'tests passed|tests failed' "$log")")
+}
+
+fuzz() {
+    local seconds=${1:-60}
+    command -v clang++ >/dev/null || apt-get install -y clang >/dev/null
+    cmake -S . -B build/fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_CXX_COMPILER=clang++ \
+        -DVELMORA_FUZZ=ON -DVELMORA_SANITIZE=fuzzer-no-link,address,undefined \
+        -DVELMORA_BUILD_TESTS=OFF -DVELMORA_BUILD_TOOLS=OFF >/dev/null &&
+        cmake --build build/fuzz -j "$jobs" --target "${fuzz_targets[@]/#/fuzz_}" ||
+        { report+=("fuzz: BUILD FAILED"); return; }
+    printf '%-12s %12s %10s %8s\n' target executions exec/s crashes
+    for target in "${fuzz_targets[@]}"; do
+        local work=$root/build/fuzz/work/$target
+        mkdir -p "$work/corpus"
+        local log=$work/fuzz.log
+        # The committed corpus is read only; new inputs go to the work corpus.
+        (cd "$work" && "$root/build/fuzz/fuzz/fuzz_$target" -max_total_time="$seconds" -timeout=10 \
+            -print_final_stats=1 -artifact_prefix="$work/" "$work/corpus" "$root/fuzz/corpus/$target" \
+            >"$log" 2>&1)
+        local execs rate crashes
+        execs=$(grep -o 'stat::number_of_executed_units: *[0-9]*' "$log" | grep -o '[0-9]*$')
+        rate=$(grep -o 'stat::average_exec_per_sec: *[0-9]*' "$log" | grep -o '[0-9]*$')
+        crashes=$(find "$work" -maxdepth 1 -type f \( -name 'crash-*' -o -name 'leak-*' -o -name 'timeout-*' \
+            -o -name 'oom-*' \) | wc -l)
+        printf '%-12s %12s %10s %8s\n' "$target" "${execs:-?}" "${rate:-?}" "$crashes"
+        report+=("fuzz $target: ${execs:-?} executions in ${seconds}s, $crashes crash inputs (log $log)")
+        if [ "$crashes" -gt 0 ]; then
+            find "$work" -maxdepth 1 -type f -name '*-*' -newer "$work/corpus" | sed 's/^/    /'
+            grep -m1 -A12 'ERROR: \|FUZZ_CHECK' "$log" | sed 's/^/    /'
+        fi
+    done
+}
+
+asan() {
+    VELMORA_PRESET=asan ./scripts/test.sh
+    report+=("asan: VELMORA_PRESET=asan ./scripts/test.sh exited $?")
+}
+
+tsan() {
+    # Qt itself is not built with TSan; races inside Qt's own code may show up as reports too.
+    cmake --preset tsan "$register" >/dev/null &&
+        cmake --build build/tsan -j "$jobs" --target tst_reachability tst_downloader_http tst_support \
+            tst_presenter tst_faults velmora-adserver || { report+=("tsan: BUILD FAILED"); return; }
+    (cd build/tsan && ctest -R '^(tst_reachability|tst_downloader_http|tst_support|tst_presenter|tst_faults)$' \
+        --output-on-failure) | tee build/tsan/reliability-tsan.log
+    report+=("tsan: $(grep -E 'tests passed|tests failed' build/tsan/reliability-tsan.log)")
+}
+
+what=${1:-all}
+shift || true
+case $what in
+    faults) faults ;;
+    kill) kill_loop "$@" ;;
+    fuzz) fuzz "$@" ;;
+    regressions) regressions ;;
+    asan) asan ;;
+    tsan) tsan ;;
+    all)
+        faults
+        kill_loop "${1:-120}"
+        regressions
+        fuzz "${2:-60}"
+        ;;
+    *)
+        sed -n '2,20p' "$0"
+        exit 2
+        ;;
+esac
+
+echo
+echo "== reliability report =="
+for line in "${report[@]}"; do echo "$line"; done
+if printf '%s\n' "${report[@]}" | grep -q 'FAILED\|[1-9][0-9]* fail\|[1-9][0-9]* crash inputs'; then
+    exit 1
+fi
