@@ -16,6 +16,7 @@
 #include <QMovie>
 #include <QPointer>
 #include <QStandardPaths>
+#include <QThread>
 #include <QTimer>
 #include <QWidget>
 
@@ -24,6 +25,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <functional>
+#include <map>
+#include <set>
 #include <vector>
 
 #ifdef BENCH_WITH_VELMORA
@@ -84,13 +87,26 @@ public:
 
     bool notify(QObject *receiver, QEvent *event) override
     {
+        if (QThread::currentThread() != thread()) // only the main thread is measured
+            return QApplication::notify(receiver, event);
+        const double start = m_depth == 0 ? nowMs() : 0;
+        const int type = event->type();
         ++m_depth;
-        if (event->type() == QEvent::Paint && receiver->isWidgetType()) {
+        if (type == QEvent::Paint && receiver->isWidgetType()) {
             ++paints;
-            if (watchForeignPaint && !receiver->property("benchHost").isValid())
-                m_foreignPainted = true;
+            if (!receiver->property("benchHost").isValid()) {
+                ++foreignPaints[receiver->metaObject()->className()];
+                paintedForeign.insert(receiver);
+                if (watchForeignPaint)
+                    m_foreignPainted = true;
+            }
         }
+        const QByteArray receiverName = m_depth == 1
+            ? QByteArray(receiver->metaObject()->className()) + '/' + receiver->objectName().toUtf8()
+            : QByteArray();
         const bool result = QApplication::notify(receiver, event);
+        if (m_depth == 1)
+            noteEvent(nowMs() - start, start, receiverName, type);
         if (--m_depth == 0 && m_foreignPainted && watchForeignPaint) {
             // The whole event that painted it (backing-store sync and flush) is done.
             watchForeignPaint = false;
@@ -101,6 +117,31 @@ public:
         return result;
     }
 
+    // The slowest top-level events: what the main thread was doing in its longest stalls.
+    struct SlowEvent {
+        double ms, at;
+        QByteArray receiver;
+        int type;
+    };
+    void noteEvent(double ms, double at, const QByteArray &receiver, int type)
+    {
+        if (ms < 2.0)
+            return;
+        slowEvents.push_back({ ms, at, receiver, type });
+        std::sort(slowEvents.begin(), slowEvents.end(), [](auto &a, auto &b) { return a.ms > b.ms; });
+        if (slowEvents.size() > 8)
+            slowEvents.pop_back();
+    }
+    void printSlowEvents() const
+    {
+        for (const SlowEvent &e : slowEvents)
+            std::printf("# slow event %.2f ms at %.0f ms: %s event type %d\n", e.ms, e.at, e.receiver.constData(),
+                        e.type);
+        std::fflush(stdout);
+    }
+    std::vector<SlowEvent> slowEvents;
+    std::map<QByteArray, long long> foreignPaints;
+    std::set<QObject *> paintedForeign;
     long long paints = 0;
     bool watchForeignPaint = false;
     std::function<void(double)> onForeignFrame;
@@ -308,7 +349,17 @@ private:
         m_last = t;
         advanceStart = t;
         m_clock.advance(step);
+        const double took = nowMs() - t;
+        if (took > longestAdvance) {
+            longestAdvance = took;
+            longestAdvanceAt = t;
+        }
     }
+
+public:
+    double longestAdvance = 0, longestAdvanceAt = 0;
+
+private:
     velmora::ManualClock &m_clock;
     QTimer m_timer;
     double m_last = 0;
@@ -340,11 +391,15 @@ int session(BenchApplication &app)
     double videoPhaseAt = -1, videoFrameAt = -1, videoEndAt = -1;
     QObject::connect(velmora::NotificationCenter::defaultCenter(), &velmora::NotificationCenter::notificationPosted,
                      &app, [&](const QString &name, const QVariant &) {
-                         if (name == QLatin1String(velmora::VLMadsVideoDidStop))
+                         if (name == QLatin1String(velmora::VLMadsVideoDidStop) && videoEndAt < 0) {
                              videoEndAt = nowMs();
+                             report("rss_at_video_end_mb", statusMB("VmRSS"));
+                         }
                          if (name != QLatin1String(velmora::VLMadsVideoDidStart) || videoPhaseAt >= 0)
                              return;
                          videoPhaseAt = pump.advanceStart;
+                         report("start_show_video_ms", nowMs() - videoPhaseAt);
+                         report("video_phase_at_ms", videoPhaseAt);
                          for (const auto &window : windows) {
                              for (QVideoWidget *video : window->findChildren<QVideoWidget *>()) {
                                  QObject::connect(video->videoSink(), &QVideoSink::videoFrameChanged, &app,
@@ -361,7 +416,11 @@ int session(BenchApplication &app)
     idlePump.start(5);
 #endif
 
-    script.then(400, [&] { probe.start(); });
+    double probeStartAt = 0;
+    script.then(400, [&] {
+        probeStartAt = nowMs();
+        probe.start();
+    });
     script.then(100, [&] {
 #ifdef BENCH_WITH_VELMORA
         QElapsedTimer timer;
@@ -396,6 +455,7 @@ int session(BenchApplication &app)
 #ifdef BENCH_WITH_VELMORA
         app.onForeignFrame = [&](double t) { firstFrameAt = t; };
         app.watchForeignPaint = true;
+        report("rss_before_splash_mb", statusMB("VmRSS"));
         forceShowAt = nowMs();
         velmora::Velmora::forceShow();
 #endif
@@ -432,6 +492,13 @@ int session(BenchApplication &app)
         report("video_end_seen", videoEndAt >= 0);
 #endif
         report("peak_rss_mb", statusMB("VmHWM"));
+        report("force_show_at_ms", forceShowAt);
+        report("probe_start_at_ms", probeStartAt);
+#ifdef BENCH_WITH_VELMORA
+        report("longest_clock_advance_ms", pump.longestAdvance);
+        report("longest_clock_advance_at_ms", pump.longestAdvanceAt);
+#endif
+        app.printSlowEvents();
         QApplication::quit();
     });
     script.run();
@@ -453,6 +520,8 @@ int steady(BenchApplication &app, int count, int seconds, bool splash, bool chec
     double cpu0 = 0, t0 = 0;
     long long paints0 = 0;
     auto startMeasure = [&] {
+        app.foreignPaints.clear();
+        app.paintedForeign.clear();
         cpu0 = cpuSeconds();
         t0 = nowMs();
         paints0 = app.paints;
@@ -461,6 +530,14 @@ int steady(BenchApplication &app, int count, int seconds, bool splash, bool chec
         const double minutes = (nowMs() - t0) / 60000.0;
         report((QByteArray(prefix) + "_cpu_s_per_min").constData(), (cpuSeconds() - cpu0) / minutes);
         report((QByteArray(prefix) + "_paints_per_min").constData(), double(app.paints - paints0) / minutes);
+        int bannersPainted = 0;
+        for (QObject *object : app.paintedForeign)
+            bannersPainted += object->metaObject()->className() == QByteArray("velmora::BannerImageView");
+        report((QByteArray(prefix) + "_banner_views_painted").constData(), bannersPainted);
+        app.paintedForeign.clear();
+        for (const auto &[name, count] : app.foreignPaints)
+            std::printf("# %s paints of %s: %lld\n", prefix, name.constData(), count);
+        app.foreignPaints.clear();
     };
 
     script.then(300, [&] {
@@ -480,6 +557,14 @@ int steady(BenchApplication &app, int count, int seconds, bool splash, bool chec
     script.then(5000, startMeasure);
     script.then(seconds * 1000, [&] {
         endMeasure("visible");
+        int shown = 0;
+        for (const auto &window : windows) {
+            for (QWidget *child : window->findChildren<QWidget *>()) {
+                if (child->isVisible() && child->metaObject()->className() == QByteArray("velmora::BannerImageView"))
+                    ++shown;
+            }
+        }
+        report("banner_views_visible", shown);
         report("rss_mb", statusMB("VmRSS"));
         report("peak_rss_mb", statusMB("VmHWM"));
         if (!checks) {
@@ -526,6 +611,18 @@ int main(int argc, char **argv)
         return steady(app, args.value(2, QStringLiteral("1")).toInt(), args.value(3, QStringLiteral("20")).toInt(),
                       args.contains(QLatin1String("splash")), args.contains(QLatin1String("checks")));
 #ifdef BENCH_WITH_VELMORA
+    if (mode == QLatin1String("first-call")) { // for profiling the first facade call alone
+        auto *window = makeWindow(0, QSize(900, 640));
+        QElapsedTimer timer;
+        timer.start();
+        velmora::Velmora::SSPresenter();
+        report("first_call_ms", timer.nsecsElapsed() / 1e6);
+        timer.restart();
+        velmora::Velmora::addSplashScreenToWindow(window);
+        report("add_splash_ms", timer.nsecsElapsed() / 1e6);
+        delete window;
+        return 0;
+    }
     if (mode == QLatin1String("prepare-cache"))
         return prepareCache(args.value(2, QStringLiteral("1000")).toInt());
 #endif

@@ -96,4 +96,5 @@ for RUN in $(seq "$RUNS"); do
     chromium_rss
 done
 
-python3 "$ROOT/bench/report.py" "$OUT" "$RUNS" "$SECONDS_CPU" "$ADS"
+python3 "$ROOT/bench/report.py" "$OUT" "$RUNS" "$SECONDS_CPU" "$ADS" | tee "$OUT/table.md"
+echo "(table also in $OUT/table.md; slowest main-thread events per run: grep '^# slow' $OUT/*/session.velmora.txt)" >&2
