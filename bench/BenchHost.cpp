@@ -4,7 +4,7 @@
 //
 // Usage: <host> session
 //        <host> steady WINDOWS SECONDS [splash] [checks]
-//        velmora-bench-host prepare-cache ADS
+//        velmora-bench-host prepare-cache ADS [media]
 // Every result is printed on stdout as one "key value" line.
 
 #include <QApplication>
@@ -94,6 +94,7 @@ public:
         ++m_depth;
         if (type == QEvent::Paint && receiver->isWidgetType()) {
             ++paints;
+            ++paintsByWindow[static_cast<QWidget *>(receiver)->window()->windowTitle().toUtf8()];
             if (!receiver->property("benchHost").isValid()) {
                 ++foreignPaints[receiver->metaObject()->className()];
                 paintedForeign.insert(receiver);
@@ -142,6 +143,7 @@ public:
     std::vector<SlowEvent> slowEvents;
     std::map<QByteArray, long long> foreignPaints;
     std::set<QObject *> paintedForeign;
+    std::map<QByteArray, long long> paintsByWindow;
     long long paints = 0;
     bool watchForeignPaint = false;
     std::function<void(double)> onForeignFrame;
@@ -277,7 +279,7 @@ bool cacheHasMedia()
 }
 
 // The offline ad table with `count` ads, written in the framework's own format.
-int prepareCache(int count)
+int prepareCache(int count, bool withMedia)
 {
     static const char *gifs[]
         = { "/media/banner-harbor.gif", "/media/banner-pixelforge.gif", "/media/banner-metronome.gif" };
@@ -312,6 +314,14 @@ int prepareCache(int count)
     table.insert(QStringLiteral("video"), video);
     const QString path = velmora::AdsCacheInfoStorage::storageURL().toLocalFile();
     QDir().mkpath(QFileInfo(path).absolutePath());
+    if (withMedia) { // a returning user: the banner GIFs of earlier sessions are cached
+        for (const char *gif : gifs) {
+            const QString name = QFileInfo(QLatin1String(gif)).fileName();
+            QFile::copy(mediaDir() + QLatin1Char('/') + name, QFileInfo(path).absolutePath() + QLatin1Char('/') + name);
+        }
+    }
+    if (count == 0) // no offline table at all
+        return 0;
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly))
         return 1;
@@ -470,11 +480,16 @@ int session(BenchApplication &app)
     script.then(1000, [&] {
 #ifdef BENCH_WITH_VELMORA
         pump.setRate(kBannerRate);
+        app.paintedForeign.clear();
 #endif
     });
     script.then(int(kBannerVirtualSeconds / kBannerRate * 1000), [&] {
 #ifdef BENCH_WITH_VELMORA
         pump.setRate(1.0);
+        int bannersPainted = 0;
+        for (QObject *object : app.paintedForeign)
+            bannersPainted += object->metaObject()->className() == QByteArray("velmora::BannerImageView");
+        report("banner_views_painted", bannersPainted);
         velmora::Velmora::removeAdsNow();
 #endif
     });
@@ -522,6 +537,7 @@ int steady(BenchApplication &app, int count, int seconds, bool splash, bool chec
     auto startMeasure = [&] {
         app.foreignPaints.clear();
         app.paintedForeign.clear();
+        app.paintsByWindow.clear();
         cpu0 = cpuSeconds();
         t0 = nowMs();
         paints0 = app.paints;
@@ -535,6 +551,9 @@ int steady(BenchApplication &app, int count, int seconds, bool splash, bool chec
             bannersPainted += object->metaObject()->className() == QByteArray("velmora::BannerImageView");
         report((QByteArray(prefix) + "_banner_views_painted").constData(), bannersPainted);
         app.paintedForeign.clear();
+        for (const auto &[name, count] : app.paintsByWindow)
+            std::printf("# %s paints in %s: %lld\n", prefix, name.constData(), count);
+        app.paintsByWindow.clear();
         for (const auto &[name, count] : app.foreignPaints)
             std::printf("# %s paints of %s: %lld\n", prefix, name.constData(), count);
         app.foreignPaints.clear();
@@ -543,6 +562,8 @@ int steady(BenchApplication &app, int count, int seconds, bool splash, bool chec
     script.then(300, [&] {
 #ifdef BENCH_WITH_VELMORA
         velmora::Velmora::SSPresenter();
+        if (qEnvironmentVariableIsSet("BENCH_DEBUG"))
+            velmora::Velmora::activateDebugMode();
         if (splash)
             velmora::Velmora::addSplashScreenToWindow(windows[0]);
         for (const auto &window : windows)
@@ -624,8 +645,9 @@ int main(int argc, char **argv)
         return 0;
     }
     if (mode == QLatin1String("prepare-cache"))
-        return prepareCache(args.value(2, QStringLiteral("1000")).toInt());
+        return prepareCache(args.value(2, QStringLiteral("1000")).toInt(), args.value(3) == QLatin1String("media"));
 #endif
-    std::fprintf(stderr, "usage: %s session | steady WINDOWS SECONDS [splash] [checks] | prepare-cache ADS\n", argv[0]);
+    std::fprintf(stderr, "usage: %s session | steady WINDOWS SECONDS [splash] [checks] | prepare-cache ADS [media]\n",
+                 argv[0]);
     return 2;
 }
