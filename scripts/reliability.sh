@@ -32,7 +32,8 @@ build_tests() {
 run_ctest() { # name regex, extra env...
     local regex=$1
     shift
-    (cd build/reliability && env "$@" ctest -R "$regex" --output-on-failure --timeout 3600)
+    # -V keeps the tests' own report; ctest prefixes each line with the test's number.
+    (cd build/reliability && env "$@" ctest -V -R "$regex" --timeout 3600) | sed -E 's/^[0-9]+: //'
 }
 
 faults() {
