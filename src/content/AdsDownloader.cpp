@@ -75,15 +75,44 @@ bool transferCompleted(QNetworkReply *reply)
         && reply->error() != QNetworkReply::OperationCanceledError;
 }
 
+// A reply's body as it arrives. Reading it off a small Qt buffer lets the cap stop the
+// transfer itself, instead of after Qt's network thread has buffered everything.
+class BodyBuffer : public QObject {
+    Q_OBJECT
+
+public:
+    using QObject::QObject;
+    QByteArray data;
+};
+
+void abandon(QNetworkReply *reply, qint64 cap)
+{
+    if (reply->property("velmoraOverCap").toBool())
+        return;
+    LOG(QStringLiteral("transfer of %1 abandoned: over %2 bytes").arg(reply->url().toString()).arg(cap));
+    reply->setProperty("velmoraOverCap", true);
+    reply->abort();
+}
+
 void capBody(QNetworkReply *reply, qint64 cap)
 {
-    QObject::connect(reply, &QNetworkReply::downloadProgress, reply, [reply, cap](qint64 received, qint64 total) {
-        if (received > cap || total > cap) {
-            LOG(QStringLiteral("transfer of %1 abandoned: over %2 bytes").arg(reply->url().toString()).arg(cap));
-            reply->setProperty("velmoraOverCap", true);
-            reply->abort();
-        }
+    reply->setReadBufferSize(256 * 1024);
+    auto *buffer = new BodyBuffer(reply);
+    QObject::connect(reply, &QNetworkReply::readyRead, reply, [reply, buffer, cap] {
+        buffer->data += reply->readAll();
+        if (buffer->data.size() > cap)
+            abandon(reply, cap);
     });
+    QObject::connect(reply, &QNetworkReply::downloadProgress, reply, [reply, cap](qint64, qint64 total) {
+        if (total > cap)
+            abandon(reply, cap);
+    });
+}
+
+QByteArray bodyOf(QNetworkReply *reply)
+{
+    const auto *buffer = reply->findChild<BodyBuffer *>(QString(), Qt::FindDirectChildrenOnly);
+    return (buffer ? buffer->data : QByteArray()) + reply->readAll();
 }
 
 bool isRunning(const QPointer<QNetworkReply> &task)
@@ -290,7 +319,7 @@ void AdsDownloader::finishTableReply(QNetworkReply *reply, const Callback &callb
 {
     qCInfo(lcVelmora) << "load";
     const bool complete = transferCompleted(reply) && !reply->property("velmoraOverCap").toBool();
-    const QByteArray bytes = complete ? QString::fromUtf8(reply->readAll()).toUtf8() : QByteArray();
+    const QByteArray bytes = complete ? QString::fromUtf8(bodyOf(reply)).toUtf8() : QByteArray();
     const QJsonDocument document = QJsonDocument::fromJson(bytes);
     d->replyJSON = document.isObject() ? std::optional(document.object().toVariantMap()) : std::nullopt;
     d->isUpdateAdsCurrentSession = true;
@@ -433,7 +462,7 @@ QNetworkReply *AdsDownloader::downloadDataToCacheDirectoryFromURL(const QUrl &re
         }
         // Only a complete body ever appears under the media's name.
         QSaveFile file(local);
-        if (!file.open(QIODevice::WriteOnly) || file.write(reply->readAll()) < 0 || !file.commit()) {
+        if (!file.open(QIODevice::WriteOnly) || file.write(bodyOf(reply)) < 0 || !file.commit()) {
             if (callback)
                 callback(QUrl());
             return;
@@ -463,7 +492,7 @@ QVariantMap AdsDownloader::JSONSearchByQuery(const QString &url)
         loop.exec();
     // As with the ad table, an HTTP error's body is read like any other.
     const bool complete = transferCompleted(reply) && !reply->property("velmoraOverCap").toBool();
-    const QByteArray bytes = complete ? reply->readAll() : QByteArray();
+    const QByteArray bytes = complete ? bodyOf(reply) : QByteArray();
     delete reply;
     const QJsonArray results = QJsonDocument::fromJson(bytes).object().value(QStringLiteral("results")).toArray();
     return results.isEmpty() ? QVariantMap() : results.first().toObject().toVariantMap();
@@ -570,3 +599,5 @@ AdsCacheInfoStorage *AdsDownloader::cacheStorage() const
 }
 
 } // namespace velmora
+
+#include "AdsDownloader.moc"
