@@ -91,6 +91,9 @@ row("forceShow → first painted start screen, ms", cell(v), "—", "—", "≤ 
 v = values("session.velmora", "video_start_to_frame_ms")
 row("video phase start → first video frame, ms", cell(v), "—", "—", "≤ 150", verdict(med(v) <= 150 if v else None))
 
+ref = values("video.reference", "video_ref_first_frame_ms")
+row("same video in a bare Qt program: play() → first frame, ms", cell(ref), "—", "—", "—", "reference")
+
 # 4. Steady CPU (banners + an idle registered splash screen) against QMovie in QLabels.
 for n in (1, 4):
     key = "visible_cpu_s_per_min"
@@ -118,6 +121,10 @@ row("peak RSS, splash + 4 banners session, MB", cell(v, 1), cell(b, 1),
     ratio_cell(per_run("session.velmora", "peak_rss_mb", "session.bare", "peak_rss_mb", lambda x, y: x / y)),
     f"added ≤ 15 (added: {cell(added, 1)})", verdict(med(added) <= 15 if added else None))
 added4 = per_run("scale4.velmora", "rss_mb", "scale4.bare", "rss_mb", lambda x, y: x - y)
+ref = values("video.reference", "video_ref_peak_rss_mb")
+if ref:
+    row("same video in a bare Qt program: peak RSS, MB", cell(ref, 1), cell(b, 1), "—",
+        f"over bare host: {med(ref) - med(b):.1f}", "reference")
 before = values("session.velmora", "rss_before_splash_mb")
 after = values("session.velmora", "rss_at_video_end_mb")
 if before and after:

@@ -22,10 +22,11 @@ echo "== build (Release, $BUILD)" >&2
 cmake --preset release -B "$BUILD" -DVELMORA_BUILD_TESTS=OFF >"$OUT/configure.log" 2>&1 ||
     { cat "$OUT/configure.log" >&2; exit 1; }
 nice cmake --build "$BUILD" -j2 --target velmora velmora-adserver velmora-bench-host velmora-bench-bare \
-    >"$OUT/build.log" 2>&1 || { tail -40 "$OUT/build.log" >&2; exit 1; }
+    velmora-bench-video >"$OUT/build.log" 2>&1 || { tail -40 "$OUT/build.log" >&2; exit 1; }
 
 HOST=$BUILD/bench/velmora-bench-host
 BARE=$BUILD/bench/velmora-bench-bare
+VIDEO=$BUILD/bench/velmora-bench-video
 SERVER=$BUILD/tools/adserver/velmora-adserver
 export QT_QPA_PLATFORM=offscreen BENCH_MEDIA_DIR=$MEDIA XDG_RUNTIME_DIR=$OUT/runtime
 mkdir -p "$XDG_RUNTIME_DIR" && chmod 700 "$XDG_RUNTIME_DIR"
@@ -96,6 +97,7 @@ for RUN in $(seq "$RUNS"); do
         run "scale$n.velmora" 0 media "$HOST" steady "$n" "$SECONDS_CPU" splash $checks
         run "scale$n.bare" 0 media "$BARE" steady "$n" "$SECONDS_CPU"
     done
+    run video.reference 0 - "$VIDEO" "$MEDIA/video-orbit.mp4"
     chromium_rss
 done
 
