@@ -4,7 +4,9 @@
 #include "content/AdsKeys.h"
 
 #include <QCborValue>
+#include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QSaveFile>
 
 namespace velmora {
@@ -18,6 +20,11 @@ constexpr qint64 maxFileSize = 64 * 1024 * 1024;
 AdsCacheInfoStorage::AdsCacheInfoStorage()
     : m_info(cacheInfo().value_or(QVariantMap()))
 {
+    // A process killed mid-save leaves the atomic writer's temporary beside the table.
+    const QFileInfo table(storageURL().toLocalFile());
+    const QStringList leftovers = table.dir().entryList({ table.fileName() + QStringLiteral(".??????") }, QDir::Files);
+    for (const QString &leftover : leftovers)
+        QFile::remove(table.dir().filePath(leftover));
 }
 
 QVariantMap AdsCacheInfoStorage::infoDictionary() const

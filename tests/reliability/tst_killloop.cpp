@@ -205,7 +205,11 @@ private:
         const QStringList entries
             = QDir(m_cache).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
         for (const QString &entry : entries) {
-            if (entry != mediaName && entry != QLatin1String("savedAds"))
+            // A kill between writing and renaming leaves the atomic writer's temporary
+            // ("<name>.XXXXXX"); the old file stays whole, and the next start removes it.
+            const bool saveTemporary
+                = entry.startsWith(QLatin1String("savedAds.")) || entry.startsWith(mediaName + QLatin1Char('.'));
+            if (entry != mediaName && entry != QLatin1String("savedAds") && !saveTemporary)
                 problems << QStringLiteral("stray file in the cache folder: %1").arg(entry);
         }
         return problems;
