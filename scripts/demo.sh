@@ -7,10 +7,11 @@ cd "$(dirname "$0")/.."
 
 ./scripts/install-deps.sh
 preset=${VELMORA_PRESET:-dev}
-cmake --preset "$preset" >/dev/null
-cmake --build --preset "$preset" --target velmora-demo velmora-adserver
+# VELMORA_BUILD_DIR picks another build folder for the same preset.
+build=${VELMORA_BUILD_DIR:-build/$preset}
+cmake --preset "$preset" -B "$build" >/dev/null
+cmake --build "$build" --target velmora-demo velmora-adserver
 
-build=build/$preset
 out=${VELMORA_DEMO_OUT:-$PWD/build/demo-output}
 rm -rf "$out"
 mkdir -p "$out"

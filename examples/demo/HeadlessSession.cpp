@@ -6,29 +6,65 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QDesktopServices>
 #include <QDir>
-#include <QGuiApplication>
+#include <QMouseEvent>
 #include <QScreen>
 #include <QTimer>
 #include <QWidget>
+
+#include <algorithm>
 
 using velmora::Velmora;
 
 namespace {
 // The whole script must end well within this, whatever happens.
-constexpr int deadlineMs = 150000;
+constexpr int deadlineMs = 180000;
+const char *const linkSchemes[] = { "macappstores", "https", "http" };
+
+bool inBanner(const QWidget *widget)
+{
+    const auto banners = Velmora::BControllers();
+    return std::any_of(banners.begin(), banners.end(), [widget](velmora::BannerController *banner) {
+        return banner->view() && banner->view()->isAncestorOf(widget);
+    });
+}
+
+void clickAt(QWidget *target, const QPoint &pos)
+{
+    const QPointF local(pos);
+    const QPointF global(target->mapToGlobal(pos));
+    QMouseEvent press(QEvent::MouseButtonPress, local, global, Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+    QMouseEvent release(QEvent::MouseButtonRelease, local, global, Qt::LeftButton, Qt::NoButton, Qt::NoModifier);
+    QApplication::sendEvent(target, &press);
+    QApplication::sendEvent(target, &release);
+}
 } // namespace
 
 HeadlessSession::HeadlessSession(QWidget *mainWindow, QWidget *secondWindow, NotificationLog *log,
-                                 const QString &outDir, QObject *parent)
+                                 const QString &outDir, bool confirmRemoveAds, QObject *parent)
     : QObject(parent)
     , m_main(mainWindow)
     , m_second(secondWindow)
     , m_log(log)
     , m_out(outDir)
+    , m_confirmRemoveAds(confirmRemoveAds)
 {
+    m_expectedShots
+        = { QStringLiteral("01-start-screen.png"), QStringLiteral("02-video.png"), QStringLiteral("03-end-screen.png"),
+            QStringLiteral("04-banner-main-window.png"), QStringLiteral("05-banner-panel.png") };
+    if (m_confirmRemoveAds)
+        m_expectedShots << QStringLiteral("06-after-remove-ads.png");
+    for (const char *scheme : linkSchemes)
+        QDesktopServices::setUrlHandler(QLatin1String(scheme), this, "openUrl");
     connect(velmora::NotificationCenter::defaultCenter(), &velmora::NotificationCenter::notificationPosted, this,
             [this](const QString &name, const QVariant &) { onNotification(name); });
+}
+
+HeadlessSession::~HeadlessSession()
+{
+    for (const char *scheme : linkSchemes)
+        QDesktopServices::unsetUrlHandler(QLatin1String(scheme));
 }
 
 void HeadlessSession::start()
@@ -41,6 +77,11 @@ void HeadlessSession::start()
     after(500, &HeadlessSession::showSplash);
 }
 
+void HeadlessSession::openUrl(const QUrl &url)
+{
+    m_log->note(QStringLiteral("demo: would open %1").arg(url.toString()));
+}
+
 void HeadlessSession::after(int ms, void (HeadlessSession::*step)())
 {
     QTimer::singleShot(ms, this, step);
@@ -48,21 +89,33 @@ void HeadlessSession::after(int ms, void (HeadlessSession::*step)())
 
 void HeadlessSession::onNotification(const QString &name)
 {
-    if (name == QLatin1String(velmora::VLMsplashScreenDidShow))
-        after(1500, &HeadlessSession::photographStart);
-    else if (name == QLatin1String(velmora::VLMadsVideoDidStart)) {
+    if (name == QLatin1String(velmora::VLMsplashScreenDidShow)) {
+        ++m_run;
+        if (m_run == 1)
+            after(1500, &HeadlessSession::photographStart);
+        else
+            after(1000, &HeadlessSession::closeSplash); // the second run only needs closing
+    } else if (name == QLatin1String(velmora::VLMadsVideoDidStart) && m_run == 1) {
         after(2500, &HeadlessSession::photographVideo);
         // A video that cannot play never stops; the end screen comes with the close button.
         after(15000, &HeadlessSession::photographEnd);
-    } else if (name == QLatin1String(velmora::VLMadsVideoDidStop))
+    } else if (name == QLatin1String(velmora::VLMadsVideoDidStop) && m_run == 1) {
         after(800, &HeadlessSession::photographEnd);
-    else if (name == QLatin1String(velmora::VLMsplashScreenDidClose))
-        after(1500, &HeadlessSession::photographBanners);
-    else if (name == QLatin1String(velmora::VLMtryRemoveAds)) {
-        // The host's answer to the request; a person would confirm a purchase here.
-        m_log->note(QStringLiteral("demo: remove-ads confirmed, calling removeAdsNow"));
-        Velmora::removeAdsNow();
-        after(1000, &HeadlessSession::photographWithoutAds);
+    } else if (name == QLatin1String(velmora::VLMsplashScreenDidClose)) {
+        if (m_run == 1)
+            after(1500, &HeadlessSession::photographBanners);
+        else
+            after(1000, &HeadlessSession::askToRemoveAds);
+    } else if (name == QLatin1String(velmora::VLMtryRemoveAds)) {
+        // The host's answer; a person would be offered the purchase here.
+        if (m_confirmRemoveAds) {
+            m_log->note(QStringLiteral("demo: remove-ads confirmed, calling removeAdsNow"));
+            Velmora::removeAdsNow();
+            after(1000, &HeadlessSession::photographWithoutAds);
+        } else {
+            m_log->note(QStringLiteral("demo: remove-ads declined, the ads stay"));
+            after(1000, &HeadlessSession::finishChecked);
+        }
     }
 }
 
@@ -75,6 +128,7 @@ void HeadlessSession::showSplash()
         after(250, &HeadlessSession::showSplash);
         return;
     }
+    // The presenter shows only while the host has focus.
     m_main->activateWindow();
     QApplication::setActiveWindow(m_main);
     m_log->note(QStringLiteral("demo: forceShow (ads ready: %1)").arg(Velmora::isADSReady() ? "yes" : "no"));
@@ -89,6 +143,11 @@ void HeadlessSession::photographStart()
 void HeadlessSession::photographVideo()
 {
     shoot(m_main, QStringLiteral("02-video.png"));
+    // The video is one big button that opens the advertised app's store page.
+    if (QAbstractButton *video = splashButton(QStringLiteral("urlButton")))
+        video->click();
+    else
+        m_log->note(QStringLiteral("demo: no video to click"));
 }
 
 void HeadlessSession::photographEnd()
@@ -102,36 +161,69 @@ void HeadlessSession::photographEnd()
 
 void HeadlessSession::closeSplash()
 {
-    if (!clickVisible(m_main, QStringLiteral("closeButton"))) {
-        after(500, &HeadlessSession::closeSplash);
+    // The close button appears some seconds into the video.
+    if (QAbstractButton *close = splashButton(QStringLiteral("closeButton"))) {
+        close->click();
         return;
     }
+    m_closeWaitMs += 500;
+    if (m_closeWaitMs > 60000) {
+        m_log->note(QStringLiteral("demo: the splash screen never offered its close button"));
+        finish(1);
+        return;
+    }
+    after(500, &HeadlessSession::closeSplash);
 }
 
 void HeadlessSession::photographBanners()
 {
     // A banner whose first pull met another download in flight fills at its next swap.
     const auto banners = Velmora::BControllers();
-    const bool allShown = std::all_of(banners.begin(), banners.end(),
-                                      [](velmora::BannerController *banner) { return banner->view()->width() > 0; });
+    const bool allShown = std::all_of(banners.begin(), banners.end(), [](velmora::BannerController *banner) {
+        return banner->view() && banner->view()->isVisible() && banner->view()->width() > 0;
+    });
     if (!allShown && m_bannerWaitMs < 50000) {
         m_bannerWaitMs += 1000;
         after(1000, &HeadlessSession::photographBanners);
         return;
     }
-    for (velmora::BannerController *banner : Velmora::BControllers()) {
-        const QRect frame = banner->view()->geometry();
-        m_log->note(QStringLiteral("demo: banner in %1 at %2,%3 %4x%5%6")
-                        .arg(banner->window() ? banner->window()->windowTitle() : QStringLiteral("?"))
-                        .arg(frame.x())
-                        .arg(frame.y())
-                        .arg(frame.width())
-                        .arg(frame.height())
-                        .arg(banner->view()->isVisible() ? "" : " (hidden)"));
+    for (velmora::BannerController *banner : banners) {
+        const QRect frame = banner->view() ? banner->view()->geometry() : QRect();
+        m_log->note(
+            QStringLiteral("demo: banner \"%1\" in %2 at %3,%4 %5x%6")
+                .arg(banner->selectBanner(), banner->window() ? banner->window()->windowTitle() : QStringLiteral("?"))
+                .arg(frame.x())
+                .arg(frame.y())
+                .arg(frame.width())
+                .arg(frame.height()));
     }
     shoot(m_main, QStringLiteral("04-banner-main-window.png"));
     shoot(m_second, QStringLiteral("05-banner-panel.png"));
-    after(500, &HeadlessSession::askToRemoveAds);
+    after(500, &HeadlessSession::clickBanner);
+}
+
+void HeadlessSession::clickBanner()
+{
+    // A click on the picture (left of the close button) opens the banner's link.
+    const auto banners = Velmora::BControllers();
+    if (!banners.isEmpty() && banners.first()->view()) {
+        QWidget *view = banners.first()->view();
+        const QPoint spot(view->width() / 3, view->height() / 2);
+        QWidget *target = view->childAt(spot);
+        clickAt(target ? target : view, target ? target->mapFrom(view, spot) : spot);
+    } else {
+        m_log->note(QStringLiteral("demo: no banner to click"));
+    }
+    after(1000, &HeadlessSession::showAgain);
+}
+
+void HeadlessSession::showAgain()
+{
+    m_main->activateWindow();
+    QApplication::setActiveWindow(m_main);
+    m_closeWaitMs = 0;
+    m_log->note(QStringLiteral("demo: forceShow again"));
+    Velmora::forceShow();
 }
 
 void HeadlessSession::askToRemoveAds()
@@ -151,7 +243,31 @@ void HeadlessSession::photographWithoutAds()
     shoot(m_main, QStringLiteral("06-after-remove-ads.png"));
     // The switch persists; the next scripted run starts with ads on again.
     Velmora::resetAds();
-    finish(m_shots.size() == 6 ? 0 : 1);
+    finishChecked();
+}
+
+void HeadlessSession::finishChecked()
+{
+    bool ok = true;
+    for (const QString &shot : std::as_const(m_expectedShots)) {
+        if (!m_shots.contains(QDir(m_out).filePath(shot))) {
+            m_log->note(QStringLiteral("demo: missing screenshot %1").arg(shot));
+            ok = false;
+        }
+    }
+    const QStringList seen = m_log->seen();
+    m_log->note(QStringLiteral("demo: %1 of the %2 host notifications seen")
+                    .arg(seen.size())
+                    .arg(NotificationLog::hostNotifications().size()));
+    for (const QString &name : NotificationLog::hostNotifications()) {
+        if (seen.contains(name))
+            continue;
+        // The end of the video depends on the machine's media back end; the rest must come.
+        const bool mediaDependent = name == QLatin1String(velmora::VLMadsVideoDidStop);
+        m_log->note(QStringLiteral("demo: %1 %2").arg(mediaDependent ? "no video end:" : "MISSING", name));
+        ok = ok && mediaDependent;
+    }
+    finish(ok ? 0 : 1);
 }
 
 void HeadlessSession::finish(int code)
@@ -162,6 +278,8 @@ void HeadlessSession::finish(int code)
     m_log->note(QStringLiteral("demo: %1 screenshots in %2").arg(m_shots.size()).arg(QDir(m_out).absolutePath()));
     for (const QString &shot : std::as_const(m_shots))
         m_log->note(QStringLiteral("demo:   %1").arg(shot));
+    m_log->note(QStringLiteral("demo: notification log %1").arg(m_log->path()));
+    m_log->note(code == 0 ? QStringLiteral("demo: done") : QStringLiteral("demo: FAILED"));
     QCoreApplication::exit(code);
 }
 
@@ -183,19 +301,13 @@ bool HeadlessSession::shoot(QWidget *window, const QString &name)
     return saved;
 }
 
-bool HeadlessSession::clickVisible(QWidget *root, const QString &objectName)
+QAbstractButton *HeadlessSession::splashButton(const QString &objectName) const
 {
-    // Only the splash screen's own button: a banner has a close button of that name too.
-    const auto views = root->findChildren<QWidget *>();
-    for (QWidget *view : views) {
-        if (qstrcmp(view->metaObject()->className(), "velmora::ColoredView") != 0 || !view->isVisible())
-            continue;
-        for (QAbstractButton *button : view->findChildren<QAbstractButton *>(objectName)) {
-            if (button->isVisible()) {
-                button->click();
-                return true;
-            }
-        }
+    // Banners have a close button of the same name; only the splash screen's counts.
+    const auto buttons = m_main->findChildren<QAbstractButton *>(objectName);
+    for (QAbstractButton *button : buttons) {
+        if (button->isVisible() && !inBanner(button))
+            return button;
     }
-    return false;
+    return nullptr;
 }

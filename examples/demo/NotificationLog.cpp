@@ -6,18 +6,59 @@
 
 #include <cstdio>
 
+namespace {
+
+struct Name {
+    const char *value;
+    const char *constant;
+};
+
+// Compared by the exported constants, never by retyped strings: three of the values are
+// spelt "splashcreen" and a host that retypes them gets it wrong.
+const Name names[] = {
+    { velmora::VLMsplashScreenWillShow, "VLMsplashScreenWillShow" },
+    { velmora::VLMsplashScreenDidShow, "VLMsplashScreenDidShow" },
+    { velmora::VLMsplashScreenShowMoreOne, "VLMsplashScreenShowMoreOne" },
+    { velmora::VLMadsVideoDidStart, "VLMadsVideoDidStart" },
+    { velmora::VLMadsVideoDidStop, "VLMadsVideoDidStop" },
+    { velmora::VLMclickForVideo, "VLMclickForVideo" },
+    { velmora::VLMclickForBanner, "VLMclickForBanner" },
+    { velmora::VLMtryRemoveAds, "VLMtryRemoveAds" },
+    { velmora::VLMsplashScreenDidClose, "VLMsplashScreenDidClose" },
+};
+
+QString constantFor(const QString &name)
+{
+    for (const Name &entry : names) {
+        if (name == QLatin1String(entry.value))
+            return QLatin1String(entry.constant);
+    }
+    return QString();
+}
+
+} // namespace
+
 NotificationLog::NotificationLog(const QString &path, QObject *parent)
     : QObject(parent)
     , m_start(QDateTime::currentMSecsSinceEpoch())
 {
     if (!path.isEmpty()) {
         m_file.setFileName(path);
-        m_file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text);
+        if (!m_file.open(QIODevice::WriteOnly | QIODevice::Truncate | QIODevice::Text))
+            std::fprintf(stderr, "velmora-demo: cannot write %s\n", qPrintable(path));
     }
     connect(velmora::NotificationCenter::defaultCenter(), &velmora::NotificationCenter::notificationPosted, this,
             [this](const QString &name, const QVariant &object) {
-                const QString detail = object.canConvert<QString>() ? object.toString() : QString();
-                note(detail.isEmpty() ? name : QStringLiteral("%1 (%2)").arg(name, detail));
+                const QString constant = constantFor(name);
+                if (!constant.isEmpty())
+                    m_seen.insert(name);
+                QString line = name;
+                if (!constant.isEmpty())
+                    line += QStringLiteral(" [%1]").arg(constant);
+                // Only the two click notifications carry an object: the clicked ad's name.
+                if (object.typeId() == QMetaType::QString)
+                    line += QStringLiteral(" object: \"%1\"").arg(object.toString());
+                note(line);
             });
 }
 
@@ -31,4 +72,22 @@ void NotificationLog::note(const QString &line)
         m_file.write(text);
         m_file.flush();
     }
+}
+
+QStringList NotificationLog::hostNotifications()
+{
+    QStringList list;
+    for (const Name &entry : names)
+        list << QLatin1String(entry.value);
+    return list;
+}
+
+QStringList NotificationLog::seen() const
+{
+    QStringList list;
+    for (const QString &name : hostNotifications()) {
+        if (m_seen.contains(name))
+            list << name;
+    }
+    return list;
 }

@@ -1,9 +1,10 @@
 // velmora-demo: a notes application that shows Velmora's splash screen and banners.
 //
 //   velmora-demo                 interactive, against $VELMORA_AD_SERVER_URL
-//   velmora-demo --headless --out DIR
-//                                scripted session writing screenshots and the
-//                                notification log into DIR (also when there is no display)
+//   velmora-demo --headless --out DIR [--remove-ads-answer yes|no]
+//                                scripted session writing screenshots into DIR (also
+//                                when there is no display)
+// Both write the notification log to DIR/notifications.log and to standard output.
 #include "DemoInspectorWindow.h"
 #include "DemoMainWindow.h"
 #include "HeadlessSession.h"
@@ -14,8 +15,11 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QDir>
+#include <QFileInfo>
 #include <QMessageBox>
 #include <QPainter>
+
+#include <cstdio>
 
 using velmora::Velmora;
 
@@ -78,14 +82,23 @@ int main(int argc, char **argv)
     const QCommandLineOption headlessOption(QStringLiteral("headless"), QStringLiteral("Run the scripted session."));
     const QCommandLineOption outOption(QStringLiteral("out"), QStringLiteral("Folder for screenshots and the log."),
                                        QStringLiteral("dir"), QStringLiteral("velmora-demo-output"));
+    const QCommandLineOption answerOption(QStringLiteral("remove-ads-answer"),
+                                          QStringLiteral("Scripted answer to a remove-ads request: yes or no."),
+                                          QStringLiteral("answer"), QStringLiteral("yes"));
     const QCommandLineOption debugOption(QStringLiteral("debug"), QStringLiteral("Turn on Velmora's debug log."));
-    parser.addOptions({ headlessOption, outOption, debugOption });
+    parser.addOptions({ headlessOption, outOption, answerOption, debugOption });
     parser.process(app);
     const bool headless = parser.isSet(headlessOption) || noDisplay;
     const QString out = parser.value(outOption);
+    const QString answer = parser.value(answerOption).toLower();
+    if (answer != QLatin1String("yes") && answer != QLatin1String("no")) {
+        std::fprintf(stderr, "velmora-demo: --remove-ads-answer takes yes or no\n");
+        return 2;
+    }
 
     QDir().mkpath(out);
-    NotificationLog log(headless ? QDir(out).filePath(QStringLiteral("notifications.log")) : QString());
+    NotificationLog log(QDir(out).filePath(QStringLiteral("notifications.log")));
+    log.note(QStringLiteral("demo: notification log %1").arg(QFileInfo(log.path()).absoluteFilePath()));
     if (parser.isSet(debugOption))
         Velmora::activateDebugMode();
     if (headless)
@@ -114,7 +127,7 @@ int main(int argc, char **argv)
     QObject::connect(&mainWindow, &DemoMainWindow::removeAdsRequested, [&mainWindow] { askToRemoveAds(&mainWindow); });
 
     if (headless) {
-        auto *session = new HeadlessSession(&mainWindow, &inspector, &log, out, &app);
+        auto *session = new HeadlessSession(&mainWindow, &inspector, &log, out, answer == QLatin1String("yes"), &app);
         session->start();
     } else {
         QObject::connect(velmora::NotificationCenter::defaultCenter(), &velmora::NotificationCenter::notificationPosted,
