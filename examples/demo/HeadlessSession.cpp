@@ -138,6 +138,8 @@ void HeadlessSession::showSplash()
 void HeadlessSession::photographStart()
 {
     shoot(m_main, QStringLiteral("01-start-screen.png"));
+    // Every registered window shows the sequence, here a plain widget window.
+    shoot(m_second, QStringLiteral("01b-start-screen-second-window.png"));
 }
 
 void HeadlessSession::photographVideo()
