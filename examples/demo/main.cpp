@@ -18,6 +18,7 @@
 #include <QFileInfo>
 #include <QMessageBox>
 #include <QPainter>
+#include <QTimer>
 
 #include <cstdio>
 
@@ -130,13 +131,23 @@ int main(int argc, char **argv)
         auto *session = new HeadlessSession(&mainWindow, &inspector, &log, out, answer == QLatin1String("yes"), &app);
         session->start();
     } else {
+        // Queued: the question's event loop must not run inside the button click that asked.
         QObject::connect(velmora::NotificationCenter::defaultCenter(), &velmora::NotificationCenter::notificationPosted,
                          &mainWindow, [&mainWindow](const QString &name) {
                              if (name == QLatin1String(velmora::VLMtryRemoveAds))
-                                 askToRemoveAds(&mainWindow);
+                                 QMetaObject::invokeMethod(
+                                     &mainWindow, [&mainWindow] { askToRemoveAds(&mainWindow); }, Qt::QueuedConnection);
                          });
+        // A soft show does nothing until the first-start delay (and, after a close, the
+        // waiting period) has passed; asking every second shows an ad soon after launch and
+        // then at most every two minutes, and only while the user is in the app.
+        auto *showTimer = new QTimer(&mainWindow);
+        QObject::connect(showTimer, &QTimer::timeout, [] {
+            if (Velmora::isADSReady() && !Velmora::isShowSplashScreen())
+                Velmora::show();
+        });
+        showTimer->start(1000);
         mainWindow.activateWindow();
-        Velmora::show();
     }
     return app.exec();
 }
