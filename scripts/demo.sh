@@ -13,8 +13,9 @@ cmake --preset "$preset" -B "$build" >/dev/null
 cmake --build "$build" --target velmora-demo velmora-adserver
 
 out=${VELMORA_DEMO_OUT:-$PWD/build/demo-output}
-rm -rf "$out"
 mkdir -p "$out"
+# Only what an earlier run left: the folder may be one the user named.
+rm -rf "$out"/[0-9]*.png "$out/notifications.log" "$out"/adserver.* "$out/cache" "$out/config"
 
 "$build/tools/adserver/velmora-adserver" --root examples/sample-ads --port 0 --log "$out/adserver.log" \
     > "$out/adserver.out" 2>&1 &
@@ -34,16 +35,22 @@ export VELMORA_STORE_LOOKUP_URL=$url
 export XDG_CACHE_HOME=$out/cache XDG_CONFIG_HOME=$out/config
 
 demo=("$build/examples/demo/velmora-demo" --out "$out")
+status=0
 if [ -n "${DISPLAY:-}" ] && [ -z "${VELMORA_DEMO_HEADLESS:-}" ]; then
-    "${demo[@]}"
+    "${demo[@]}" || status=$?
+    echo
+    echo "notification log: $out/notifications.log"
 else
     if [ -z "${DISPLAY:-}" ] && command -v xvfb-run >/dev/null; then
         # A virtual X server lets the screenshots include the video's frames.
-        xvfb-run -a -s "-screen 0 1920x1080x24" env QT_QPA_PLATFORM=xcb "${demo[@]}" --headless
+        xvfb-run -a -s "-screen 0 1920x1080x24" env QT_QPA_PLATFORM=xcb "${demo[@]}" --headless || status=$?
     else
-        QT_QPA_PLATFORM=${QT_QPA_PLATFORM:-offscreen} "${demo[@]}" --headless
+        QT_QPA_PLATFORM=${QT_QPA_PLATFORM:-offscreen} "${demo[@]}" --headless || status=$?
     fi
     echo
     echo "screenshots:      $out/*.png"
+    ls "$out"/*.png 2>/dev/null | sed 's/^/  /'
     echo "notification log: $out/notifications.log"
+    [ "$status" -eq 0 ] || echo "the scripted session FAILED (exit code $status); see the log"
 fi
+exit "$status"
