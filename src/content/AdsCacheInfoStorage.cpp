@@ -4,10 +4,13 @@
 #include "content/AdsKeys.h"
 
 #include <QCborValue>
+#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QPromise>
 #include <QSaveFile>
+#include <QThreadPool>
 
 namespace velmora {
 
@@ -15,26 +18,87 @@ namespace {
 // A table larger than this is not one we wrote; refusing it keeps a corrupt or hostile
 // file from costing the host its memory.
 constexpr qint64 maxFileSize = 64 * 1024 * 1024;
-} // namespace
 
-AdsCacheInfoStorage::AdsCacheInfoStorage()
-    : m_info(cacheInfo().value_or(QVariantMap()))
+std::optional<QVariantMap> readTable(const QString &path)
 {
-    // A process killed mid-save leaves the atomic writer's temporary beside the table.
-    const QFileInfo table(storageURL().toLocalFile());
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly) || file.size() > maxFileSize)
+        return std::nullopt;
+    return AdsCacheInfoStorage::decode(file.readAll());
+}
+
+// A process killed mid-save leaves the atomic writer's temporary beside the table.
+void removeLeftovers(const QString &path)
+{
+    const QFileInfo table(path);
     const QStringList leftovers = table.dir().entryList({ table.fileName() + QStringLiteral(".??????") }, QDir::Files);
     for (const QString &leftover : leftovers)
         QFile::remove(table.dir().filePath(leftover));
 }
 
+void writeTable(const QString &path, const QVariantMap &info)
+{
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return;
+    file.write(AdsCacheInfoStorage::encode(info));
+    file.commit();
+}
+
+// One thread for every load and save, so that they reach the file in the order asked for
+// and a load never sees half of this process's own writes.
+QThreadPool *storageThread()
+{
+    static QThreadPool *pool = [] {
+        auto *created = new QThreadPool;
+        created->setMaxThreadCount(1);
+        created->setObjectName(QStringLiteral("velmora-savedAds"));
+        // Saves still queued when the application goes away are written before it does.
+        qAddPostRoutine([] { storageThread()->waitForDone(); });
+        return created;
+    }();
+    return pool;
+}
+} // namespace
+
+AdsCacheInfoStorage::AdsCacheInfoStorage()
+    : m_latestSave(std::make_shared<std::atomic<quint64>>(0))
+{
+    const QString path = storageURL().toLocalFile();
+    // A promise rather than a concurrent run: waiting on a run's future may take its task
+    // out of the queue and run it at once on the waiting thread, ahead of earlier saves.
+    auto loaded = std::make_shared<QPromise<QVariantMap>>();
+    m_loading = loaded->future();
+    loaded->start();
+    storageThread()->start([path, loaded] {
+        removeLeftovers(path);
+        loaded->addResult(readTable(path).value_or(QVariantMap()));
+        loaded->finish();
+    });
+}
+
+AdsCacheInfoStorage::~AdsCacheInfoStorage()
+{
+    waitForSaves();
+}
+
+QVariantMap &AdsCacheInfoStorage::info() const
+{
+    if (m_loading.isValid()) {
+        m_info = m_loading.result();
+        m_loading = {};
+    }
+    return m_info;
+}
+
 QVariantMap AdsCacheInfoStorage::infoDictionary() const
 {
-    return m_info;
+    return info();
 }
 
 void AdsCacheInfoStorage::setInfoDictionary(const QVariantMap &info)
 {
-    m_info = info;
+    this->info() = info;
 }
 
 void AdsCacheInfoStorage::addBannerInfo(const QVariantMap &info)
@@ -51,34 +115,43 @@ void AdsCacheInfoStorage::addInfo(const QVariantMap &info, const QString &key)
 {
     if (info.isEmpty() || key.isEmpty())
         return;
-    QVariantList list = m_info.value(key).toList();
+    QVariantMap &table = this->info();
+    QVariantList list = table.value(key).toList();
     if (list.contains(QVariant(info)))
         return;
     list.append(info);
-    m_info.insert(key, list);
+    table.insert(key, list);
     save();
 }
 
+// The table is handed over as an implicitly shared snapshot: encoding it on the worker
+// never races with later changes here.
 void AdsCacheInfoStorage::save() const
 {
-    QSaveFile file(storageURL().toLocalFile());
-    if (!file.open(QIODevice::WriteOnly))
-        return;
-    file.write(encode(m_info));
-    file.commit();
+    const QString path = storageURL().toLocalFile();
+    const QVariantMap snapshot = info();
+    const quint64 number = ++*m_latestSave;
+    const std::shared_ptr<std::atomic<quint64>> latest = m_latestSave;
+    storageThread()->start([path, snapshot, number, latest] {
+        if (number == latest->load())
+            writeTable(path, snapshot);
+    });
 }
 
 std::optional<QVariantMap> AdsCacheInfoStorage::cacheInfo()
 {
-    QFile file(storageURL().toLocalFile());
-    if (!file.open(QIODevice::ReadOnly) || file.size() > maxFileSize)
-        return std::nullopt;
-    return decode(file.readAll());
+    waitForSaves();
+    return readTable(storageURL().toLocalFile());
 }
 
 QUrl AdsCacheInfoStorage::storageURL()
 {
     return QUrl::fromLocalFile(AdsDownloader::cacheDirectory() + QStringLiteral("/savedAds"));
+}
+
+void AdsCacheInfoStorage::waitForSaves()
+{
+    storageThread()->waitForDone();
 }
 
 QByteArray AdsCacheInfoStorage::encode(const QVariantMap &info)

@@ -53,8 +53,10 @@ private Q_SLOTS:
     {
         AdsCacheInfoStorage storage;
         storage.addBannerInfo(banner(1));
+        AdsCacheInfoStorage::waitForSaves();
         QVERIFY(QFile::remove(storagePath()));
         storage.addBannerInfo(banner(1));
+        AdsCacheInfoStorage::waitForSaves();
         QVERIFY2(!QFile::exists(storagePath()), "an ad already stored was written again");
         storage.addBannerInfo(banner(2));
         QCOMPARE(AdsCacheInfoStorage::cacheInfo()->value(QStringLiteral("standard")).toList().size(), 2);
@@ -64,7 +66,30 @@ private Q_SLOTS:
     {
         AdsCacheInfoStorage storage;
         storage.addBannerInfo({});
+        AdsCacheInfoStorage::waitForSaves();
         QVERIFY(!QFile::exists(storagePath()));
+    }
+
+    // Saves run behind the caller's back; none may be lost or overtaken by an older one,
+    // and a table loaded afterwards, in this process or the next, sees all of them.
+    void savesLandInOrder_data()
+    {
+        QTest::addColumn<int>("ads");
+        QTest::newRow("one") << 1;
+        QTest::newRow("a burst of 300") << 300;
+    }
+
+    void savesLandInOrder()
+    {
+        QFETCH(int, ads);
+        AdsCacheInfoStorage storage;
+        for (int id = 1; id <= ads; ++id)
+            storage.addBannerInfo(banner(id));
+        const AdsCacheInfoStorage loadedRightAfter;
+        const QVariantList loaded = loadedRightAfter.infoDictionary().value(QStringLiteral("standard")).toList();
+        QCOMPARE(loaded.size(), ads);
+        QCOMPARE(loaded.last().toMap(), banner(ads));
+        QCOMPARE(AdsCacheInfoStorage::cacheInfo()->value(QStringLiteral("standard")).toList(), loaded);
     }
 
     void otherTopLevelKeysSurvive()
@@ -102,6 +127,7 @@ private Q_SLOTS:
         AdsCacheInfoStorage storage;
         storage.addBannerInfo(banner(5));
         storage.addVideoInfo(banner(6));
+        AdsCacheInfoStorage::waitForSaves();
         QProcess child;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
         env.insert(QStringLiteral("VELMORA_PRINT_TABLE"), QStringLiteral("1"));
