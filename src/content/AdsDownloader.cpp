@@ -134,6 +134,7 @@ struct Delegate {
     QPointer<QObject> object; // set when the delegate is a QObject, to notice its end
     bool tracked = false;
     DownloadDelegate *delegate = nullptr;
+    bool told = false; // by an announcement since it registered
 
     bool alive() const { return !tracked || object; }
 };
@@ -149,6 +150,7 @@ struct AdsDownloader::Private {
     std::optional<QVariantMap> replyJSON;
     bool isUpdateAdsCurrentSession = false;
     bool isShowBannersFromCache = false;
+    bool delegatesTold = false;
 
     QPointer<QNetworkReply> JSONTask;
     QPointer<QNetworkReply> bannerTask;
@@ -206,6 +208,27 @@ void AdsDownloader::addDelegate(DownloadDelegate *delegate)
         return;
     QObject *object = dynamic_cast<QObject *>(delegate);
     d->delegates.append({ object, object != nullptr, delegate });
+    // The table a cycle brings is announced once; a banner added after that (a second
+    // window opened later, or any but the first when the offline table answered at once)
+    // would otherwise wait for a cycle that this run never starts again. Looked at on the
+    // next turn, once the caller has started its cycle: only a delegate that nothing has
+    // told and nothing is still going to tell hears of the table it missed.
+    QMetaObject::invokeMethod(
+        this, [this, delegate] { tellLateDelegate(delegate); }, Qt::QueuedConnection);
+}
+
+void AdsDownloader::tellLateDelegate(DownloadDelegate *delegate)
+{
+    const bool announcementComing = isRunning(d->JSONTask) && !d->isShowBannersFromCache;
+    if (!d->delegatesTold || announcementComing)
+        return;
+    for (Delegate &entry : d->delegates) {
+        if (entry.delegate != delegate || entry.told || !entry.alive())
+            continue;
+        entry.told = true;
+        entry.delegate->endDownloadСonfiguration();
+        return;
+    }
 }
 
 // Network objects live on the main thread; a call from elsewhere is re-posted there.
@@ -238,6 +261,9 @@ void AdsDownloader::downloadBanner()
 {
     // A copy: a delegate may register another one while being told.
     const auto delegates = d->delegates;
+    d->delegatesTold = true;
+    for (Delegate &entry : d->delegates)
+        entry.told = true;
     for (const Delegate &entry : delegates) {
         if (entry.alive())
             entry.delegate->endDownloadСonfiguration();

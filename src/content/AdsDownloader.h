@@ -98,6 +98,7 @@ private:
     ~AdsDownloader() override;
     void finishTableReply(QNetworkReply *reply, const Callback &callback);
     bool postedToOwnThread(std::function<void()> call);
+    void tellLateDelegate(DownloadDelegate *delegate);
     void downloadVideoStill(const QUrl &video);
 
     struct Private;

@@ -197,7 +197,7 @@ private Q_SLOTS:
         QVERIFY(window);
         BannerController *banner = BannerController::addBannerToWindow(window.get());
         QSignalSpy changed(banner, &BannerController::bannerChanged);
-        banner->endDownloadСonfiguration();
+        // The process's cycle ended before this banner came: the downloader tells it once.
         QTRY_COMPARE(changed.count(), 1);
         QVERIFY(banner->bannerSwapTimer());
         QCOMPARE(banner->bannerSwapTimer()->fireDate(), m_clock.now() + 15.0);
@@ -529,7 +529,6 @@ private Q_SLOTS:
         // Ads back on: pictures still arrive, but the never-placed view does not pop up as
         // a window of its own.
         QSignalSpy changed(banner, &BannerController::bannerChanged);
-        banner->endDownloadСonfiguration();
         QTRY_COMPARE(changed.count(), 1);
         QVERIFY(!banner->view()->isVisible());
     }

@@ -486,6 +486,29 @@ private Q_SLOTS:
         QCOMPARE(toldDelegates, (QStringList { "first", "plain", "last" }));
     }
 
+    // Once a table has been announced, a banner that registers later is told on the next
+    // turn of the loop, exactly once, unless it is gone by then.
+    void delegateAddedLaterIsToldOnce_data()
+    {
+        QTest::addColumn<bool>("destroyedFirst");
+        QTest::newRow("alive") << false;
+        QTest::newRow("destroyed before the next turn") << true;
+    }
+
+    void delegateAddedLaterIsToldOnce()
+    {
+        QFETCH(bool, destroyedFirst);
+        m_downloader->downloadBanner();
+        toldDelegates.clear();
+        auto late = std::make_unique<ObjectDelegate>(QStringLiteral("late"));
+        m_downloader->addDelegate(late.get());
+        QVERIFY2(toldDelegates.isEmpty(), "told inside addDelegate, before the caller finished");
+        if (destroyedFirst)
+            late.reset();
+        QTest::qWait(50);
+        QCOMPARE(toldDelegates, destroyedFirst ? QStringList() : QStringList { QStringLiteral("late") });
+    }
+
     void storeLinksAreRewritten_data()
     {
         QTest::addColumn<QString>("market");
