@@ -1,4 +1,6 @@
 #include "splash/SplashScreenController.h"
+
+#include "splash/MediaBackend.h"
 #include "support/HostContent.h"
 
 #include "controls/CloseButtonCell.h"
@@ -187,6 +189,7 @@ SplashScreenController::SplashScreenController(QObject *parent)
     setSplashTimerConstraint(&m_videoTimerTextOffset);
     setSpashTimerConstraint1(&m_videoTimerMargin);
     loadView();
+    MediaBackend::warmUp();
 }
 
 // Builds the view tree. When the host deletes its window (and with it the tree), a fresh

@@ -7,6 +7,7 @@
 
 #include "content/AdsDownloader.h"
 #include "content/AdsEventLogger.h"
+#include "splash/MediaDuration.h"
 #include "splash/SplashScreenController.h"
 #include "splash/SplashScreenControllerProtocolInput.h"
 #include "splash/SplashScreenControllerProtocolOutput.h"
@@ -18,7 +19,6 @@
 #include <QDesktopServices>
 #include <QEvent>
 #include <QImage>
-#include <QMediaPlayer>
 #include <QPointer>
 #include <QThreadPool>
 #include <QWidget>
@@ -186,7 +186,6 @@ public:
     void startSequence(qint64 total, double secondsToVideo);
     void chooseVideo();
     bool canPlayVideo() const;
-    void readVideoDuration(const QUrl &video);
     void showEndScreens();
     void removeRegistration(const QObject *window);
 
@@ -491,7 +490,7 @@ void SplashScreenPresenter::startShowVideo()
         startVideoTimerWithTime(double(kVideoSeconds));
     } else {
         const bool ownVideo = !d->videoUrl.isEmpty() && d->videoUrl != d->defaultVideoUrl;
-        d->readVideoDuration(d->videoUrl.isEmpty() ? d->defaultVideoUrl : d->videoUrl);
+        d->videoDuration = MediaDuration::seconds(d->videoUrl.isEmpty() ? d->defaultVideoUrl : d->videoUrl);
         if (withVideo) {
             withVideo->setVideoUrl(ownVideo ? d->videoUrl : d->defaultVideoUrl);
             withVideo->showVideo();
@@ -518,21 +517,6 @@ bool SplashScreenPresenter::Private::canPlayVideo() const
     if (!videoUrl.isEmpty())
         return true;
     return !defaultVideoUrl.isEmpty() && splashScreenControllerWithVideo;
-}
-
-// The length is stored for the record only; reading it must not hold up the sequence, so
-// a short-lived player reports it when the media has loaded.
-void SplashScreenPresenter::Private::readVideoDuration(const QUrl &video)
-{
-    auto *probe = new QMediaPlayer(q);
-    QObject::connect(probe, &QMediaPlayer::durationChanged, q,
-                     [this](qint64 milliseconds) { videoDuration = milliseconds / 1000; });
-    QObject::connect(probe, &QMediaPlayer::mediaStatusChanged, probe, [probe](QMediaPlayer::MediaStatus status) {
-        if (status == QMediaPlayer::LoadedMedia || status == QMediaPlayer::InvalidMedia)
-            probe->deleteLater();
-    });
-    QObject::connect(probe, &QMediaPlayer::errorOccurred, probe, &QObject::deleteLater);
-    probe->setSource(video);
 }
 
 void SplashScreenPresenter::showCloseButton()
