@@ -1,5 +1,6 @@
 #include "controls/BannerImageView.h"
 
+#include <QEvent>
 #include <QMovie>
 #include <QPainter>
 #include <QPainterPath>
@@ -59,20 +60,51 @@ bool BannerImageView::isAnimating() const
     return m_image && m_image->state() == QMovie::Running;
 }
 
+// A minimised window keeps its children "visible", so its state is watched as well: frames
+// nobody can see must cost the host nothing.
 void BannerImageView::updateAnimation()
 {
     if (!m_image || m_image->frameCount() == 1)
         return;
-    const bool run = m_animates && isVisible();
+    const bool run = m_animates && isVisible() && !window()->isMinimized();
     if (run && m_image->state() == QMovie::NotRunning)
         m_image->start();
     else
         m_image->setPaused(!run);
 }
 
+void BannerImageView::watchWindow()
+{
+    QWidget *top = window();
+    if (top == m_watchedWindow)
+        return;
+    if (m_watchedWindow)
+        m_watchedWindow->removeEventFilter(this);
+    m_watchedWindow = top != this ? top : nullptr;
+    if (m_watchedWindow)
+        m_watchedWindow->installEventFilter(this);
+}
+
+bool BannerImageView::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_watchedWindow && event->type() == QEvent::WindowStateChange)
+        updateAnimation();
+    return QWidget::eventFilter(watched, event);
+}
+
+bool BannerImageView::event(QEvent *event)
+{
+    if (event->type() == QEvent::ParentChange || event->type() == QEvent::WindowStateChange) {
+        watchWindow();
+        updateAnimation();
+    }
+    return QWidget::event(event);
+}
+
 void BannerImageView::showEvent(QShowEvent *event)
 {
     QWidget::showEvent(event);
+    watchWindow();
     updateAnimation();
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QPointer>
 #include <QSize>
 #include <QWidget>
 
@@ -10,7 +11,8 @@ class QMovie;
 namespace velmora {
 
 // An image view for banner pictures: an animated GIF drawn scaled into the bounds and
-// clipped to a rounded rectangle. Frames advance only while the view is shown.
+// clipped to a rounded rectangle. Frames advance only while the view is shown and its
+// window is not minimised.
 class BannerImageView : public QWidget {
     Q_OBJECT
 
@@ -34,16 +36,20 @@ public:
     bool isAnimating() const;
 
 protected:
+    bool event(QEvent *event) override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
     void showEvent(QShowEvent *event) override;
     void hideEvent(QHideEvent *event) override;
 
 private:
     void updateAnimation();
+    void watchWindow();
 
     std::unique_ptr<QMovie> m_image;
     QSize m_imageSize;
     bool m_animates = false;
+    QPointer<QWidget> m_watchedWindow;
 };
 
 } // namespace velmora

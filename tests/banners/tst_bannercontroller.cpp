@@ -596,7 +596,15 @@ private Q_SLOTS:
         const QImage shot = window->grab().toImage();
         const QRect frame = banner->view()->geometry();
         // The banner's middle shows the picture, not the host's background.
-        QVERIFY(shot.pixelColor(frame.center()) != QColor(0xf2, 0xf2, 0xf5));
+        const QColor background(0xf2, 0xf2, 0xf5);
+        QVERIFY(shot.pixelColor(frame.center()) != background);
+        // A soft shadow just below the banner, fading into the background within its depth.
+        const int depth = int(banner->shadowBotOfset());
+        const QPoint below(frame.center().x(), frame.bottom() + 2);
+        QVERIFY2(shot.pixelColor(below).lightness() < background.lightness() - 8, "no shadow below the banner");
+        QVERIFY(shot.pixelColor(below).lightness() < shot.pixelColor(below + QPoint(0, 2)).lightness());
+        QCOMPARE(shot.pixelColor(below + QPoint(0, 2 * depth)), background);
+        QCOMPARE(shot.pixelColor(frame.center().x(), frame.top() - 2 * depth), background);
         const QString folder = TestEnvironment::binaryPath(QStringLiteral("screenshots"));
         QDir().mkpath(folder);
         QVERIFY(shot.save(folder + QLatin1Char('/') + file));

@@ -91,8 +91,17 @@ private Q_SLOTS:
         }
     }
 
+    // A minimised window keeps its children visible; the frames must stop all the same.
+    void picturePlaysOnlyWhileShown_data()
+    {
+        QTest::addColumn<bool>("minimise");
+        QTest::newRow("window hidden") << false;
+        QTest::newRow("window minimised") << true;
+    }
+
     void picturePlaysOnlyWhileShown()
     {
+        QFETCH(bool, minimise);
         const QString path = m_dir.filePath(QStringLiteral("two-frames.gif"));
         QVERIFY(writeSolidGif(path, QSize(72, 9), { Qt::red, Qt::blue }));
         Backdrop window;
@@ -107,13 +116,16 @@ private Q_SLOTS:
         QSignalSpy frames(view->image(), &QMovie::frameChanged);
         QVERIFY(frames.wait(2000));
 
-        window.hide();
+        if (minimise)
+            window.showMinimized();
+        else
+            window.hide();
         QVERIFY(!view->isAnimating());
         frames.clear();
         QTest::qWait(300);
         QCOMPARE(frames.count(), 0);
 
-        window.show();
+        window.showNormal();
         QVERIFY(view->isAnimating());
         view->setAnimates(false);
         QVERIFY(!view->isAnimating());
