@@ -543,25 +543,78 @@ void SplashScreenController::didVideoEnded()
 
 // ---- Video ----------------------------------------------------------------------------
 
-void SplashScreenController::initVideoLayer()
+// Making a player, its audio output and its video widget costs the main thread tens of
+// milliseconds. While the start screen shows they are made one per turn of the loop, from
+// its first painted frame on (which must not wait for them), so the video phase only has to
+// set the source; whatever is not ready by then is made at once.
+void SplashScreenController::prepareVideo()
+{
+    if (postToMainThread([this] { prepareVideo(); }))
+        return;
+    m_preparingVideo = true;
+    m_prepareAfterPaint = true;
+}
+
+void SplashScreenController::prepareNextVideoPart()
+{
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            if (m_preparingVideo && makeVideoPart())
+                prepareNextVideoPart();
+            else
+                m_preparingVideo = false;
+        },
+        Qt::QueuedConnection);
+}
+
+// Makes the next missing part of an unused player; false once it is complete.
+bool SplashScreenController::makeVideoPart()
+{
+    if (!m_unusedPlayer) {
+        discardPlayer();
+        m_player = new QMediaPlayer(this);
+        m_unusedPlayer = true;
+        return true;
+    }
+    if (!m_audio) {
+        m_audio = new QAudioOutput(m_player);
+        m_player->setAudioOutput(m_audio);
+        return true;
+    }
+    if (!m_playerlayer) {
+        m_playerlayer = new QVideoWidget(ui->splashScreenPlayerView);
+        m_playerlayer->setAspectRatioMode(Qt::KeepAspectRatio);
+        m_playerlayer->setAttribute(Qt::WA_TransparentForMouseEvents);
+        m_playerlayer->setGeometry(videoRect());
+        m_playerlayer->show();
+        m_player->setVideoOutput(m_playerlayer);
+        return true;
+    }
+    return false;
+}
+
+void SplashScreenController::discardPlayer()
 {
     if (m_player) {
         detachVideoOutput();
         m_player->stop();
         m_player->deleteLater();
     }
+    m_player = nullptr;
+    m_audio = nullptr; // the player's child
+    m_unusedPlayer = false;
     for (QVideoWidget *earlier : ui->splashScreenPlayerView->findChildren<QVideoWidget *>())
         earlier->deleteLater();
+    m_playerlayer = nullptr;
+}
 
-    m_player = new QMediaPlayer(this);
-    m_audio = new QAudioOutput(m_player);
-    m_player->setAudioOutput(m_audio);
-    m_playerlayer = new QVideoWidget(ui->splashScreenPlayerView);
-    m_playerlayer->setAspectRatioMode(Qt::KeepAspectRatio);
-    m_playerlayer->setAttribute(Qt::WA_TransparentForMouseEvents);
-    m_playerlayer->setGeometry(videoRect());
-    m_playerlayer->show();
-    m_player->setVideoOutput(m_playerlayer);
+void SplashScreenController::initVideoLayer()
+{
+    m_preparingVideo = false;
+    m_prepareAfterPaint = false;
+    while (makeVideoPart()) { }
+    m_unusedPlayer = false; // one player per source
 
     QMediaPlayer *player = m_player;
     connect(player, &QMediaPlayer::mediaStatusChanged, this, [this, player](QMediaPlayer::MediaStatus status) {
@@ -653,6 +706,9 @@ void SplashScreenController::compliteProgressViews()
 
 void SplashScreenController::hide()
 {
+    m_preparingVideo = false;
+    m_prepareAfterPaint = false;
+    m_unusedPlayer = false;
     if (m_player && isStatusKnown(m_player))
         m_player->pause();
     detachVideoOutput();
@@ -790,6 +846,10 @@ void SplashScreenController::setCollectionBehavior(unsigned int behavior)
 
 bool SplashScreenController::eventFilter(QObject *watched, QEvent *event)
 {
+    if (watched == m_view && event->type() == QEvent::Paint && m_prepareAfterPaint) {
+        m_prepareAfterPaint = false;
+        prepareNextVideoPart();
+    }
     if (event->type() == QEvent::Resize || event->type() == QEvent::Move) {
         if (watched == m_container)
             applyFrame();

@@ -81,6 +81,7 @@ public:
     void showStartScreen() override;
     void showStartVideoWithoutStartScreen() override;
     void showVideo() override;
+    void prepareVideo() override;
     void showEndScreen() override;
     void hide() override;
     void removeFromWindow() override;
@@ -139,6 +140,9 @@ public:
     void compliteProgressViews();
     void initVideoLayer();
     void removeVideoLayer();
+    void prepareNextVideoPart();
+    bool makeVideoPart();
+    void discardPlayer();
 
     // Button actions.
     void closeSplashScreen(QAbstractButton *sender);
@@ -232,6 +236,10 @@ private:
     QMediaPlayer *m_player = nullptr;
     QAudioOutput *m_audio = nullptr;
     QPointer<QVideoWidget> m_playerlayer;
+    // A player made ahead of the video phase that has no source yet.
+    bool m_unusedPlayer = false;
+    bool m_preparingVideo = false;
+    bool m_prepareAfterPaint = false;
     QUrl m_videoUrl;
     QUrl m_interstitialUrl;
     QImage m_interstitialPicture;

@@ -15,8 +15,7 @@ class SplashScreenControllerProtocolOutput;
 
 // What the presenter drives on each window's splash screen. SplashScreenController is
 // the real one; tests of the presenter record the calls instead.
-class VELMORA_EXPORT SplashScreenControllerProtocolInput
-{
+class VELMORA_EXPORT SplashScreenControllerProtocolInput {
 public:
     virtual ~SplashScreenControllerProtocolInput();
 
@@ -27,6 +26,8 @@ public:
     virtual void showStartScreen() = 0;
     virtual void showStartVideoWithoutStartScreen() = 0;
     virtual void showVideo() = 0;
+    // A hint that this controller will play the video soon: it may get its player ready.
+    virtual void prepareVideo() { }
     virtual void showEndScreen() = 0;
     virtual void hide() = 0;
     virtual void removeFromWindow() = 0;

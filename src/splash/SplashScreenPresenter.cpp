@@ -320,6 +320,8 @@ void SplashScreenPresenter::Private::startSequence(qint64 total, double secondsT
         controller.startTimerViewFromSec(0, int(total));
         controller.showStartScreen();
     });
+    if (splashScreenControllerWithVideo)
+        splashScreenControllerWithVideo->prepareVideo();
     stateSplashScreen = SplashScreenStateStart;
     post(VLMsplashScreenDidShow);
     if (splashScreenStartCount >= 2)

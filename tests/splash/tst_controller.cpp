@@ -514,16 +514,40 @@ private Q_SLOTS:
         QCOMPARE(pixels.pixelColor(pixels.rect().center()), shown);
     }
 
+    // The player may be made ahead, during the start screen; one hidden before its video
+    // is never reused for the next showing.
+    void playsTheVideoToItsEnd_data()
+    {
+        QTest::addColumn<QString>("preparation");
+        QTest::newRow("made when the video starts") << QString();
+        QTest::newRow("made during the start screen") << QStringLiteral("prepare");
+        QTest::newRow("made, then hidden before the video") << QStringLiteral("prepare, hide");
+    }
+
     void playsTheVideoToItsEnd()
     {
+        QFETCH(QString, preparation);
         const QUrl video = media(QStringLiteral("test-video-short.mp4"));
         if (!QFile::exists(video.toLocalFile()))
             QSKIP("test media not in the tree");
         SplashScreenController &controller = attach();
         controller.setMuted(true);
         controller.setVideoUrl(video);
-        runSteps(controller, { "start", "video" });
+        runSteps(controller, { "start" });
+        QPointer<QMediaPlayer> prepared;
+        if (preparation.startsWith(QLatin1String("prepare"))) {
+            controller.prepareVideo();
+            QTRY_VERIFY(controller.player() && controller.player()->audioOutput() && controller.playerlayer());
+            prepared = controller.player();
+            QVERIFY(prepared->source().isEmpty());
+        }
+        if (preparation.endsWith(QLatin1String("hide")))
+            runSteps(controller, { "hide", "start" });
+        runSteps(controller, { "video" });
 
+        const bool reused = !preparation.isEmpty() && !preparation.endsWith(QLatin1String("hide"));
+        QCOMPARE(controller.player() == prepared.data(), reused);
+        QCOMPARE(controller.player()->source(), video);
         QVERIFY(!controller.canShowEnd());
         QVERIFY(controller.player()->audioOutput()->isMuted());
         QVERIFY(controller.soundButton()->isChecked());
