@@ -84,6 +84,10 @@ v = values("session.velmora", "first_call_ms")
 row(f"first facade call ({ads} cached ads), ms", cell(v), "—", "—", "≤ 2", verdict(med(v) <= 2 if v else None))
 v = values("session.velmora", "add_splash_ms")
 row("addSplashScreenToWindow (first window), ms", cell(v), "—", "—", "—", "info")
+v = values("session.velmora", "add_splash_second_ms")
+row("addSplashScreenToWindow (second window), ms", cell(v), "—", "—", "—", "info")
+v = values("session.velmora", "add_banner_ms")
+row("addBannerForWindow (first banner), ms", cell(v), "—", "—", "—", "info")
 
 # 3. Latency.
 v = values("session.velmora", "force_show_to_frame_ms")
@@ -92,7 +96,9 @@ v = values("session.velmora", "video_start_to_frame_ms")
 row("video phase start → first video frame, ms", cell(v), "—", "—", "≤ 150", verdict(med(v) <= 150 if v else None))
 
 ref = values("video.reference", "video_ref_first_frame_ms")
-row("same video in a bare Qt program: play() → first frame, ms", cell(ref), "—", "—", "—", "reference")
+row("same video in a bare Qt program: first player → first frame, ms", cell(ref), "—", "—", "—", "reference")
+ref = values("video.warm", "video_ref_warm_first_frame_ms")
+row("same, player made ahead: setSource() → first frame, ms", cell(ref), "—", "—", "—", "reference")
 
 # 4. Steady CPU (banners + an idle registered splash screen) against QMovie in QLabels.
 for n in (1, 4):
