@@ -10,7 +10,8 @@
 #   scripts/reliability.sh asan             the whole suite under ASan+UBSan:
 #                                             VELMORA_PRESET=asan ./scripts/test.sh
 #   scripts/reliability.sh tsan             the threaded parts under TSan (reachability
-#                                           monitor, store lookup, any-thread calls, faults)
+#                                           monitor, store lookup, any-thread calls, faults,
+#                                           the offline table's worker, the media backend start)
 #
 # Builds: build/reliability (dev preset plus tests/reliability), build/fuzz (clang,
 # -fsanitize=fuzzer,address,undefined). Fuzz findings land in build/fuzz/work/<target>/;
@@ -104,8 +105,10 @@ tsan() {
     # Qt itself is not built with TSan; races inside Qt's own code may show up as reports too.
     cmake --preset tsan "$register" >/dev/null &&
         cmake --build build/tsan -j "$jobs" --target tst_reachability tst_downloader_http tst_support \
-            tst_presenter tst_faults velmora-adserver || { report+=("tsan: BUILD FAILED"); return; }
-    (cd build/tsan && ctest -R '^(tst_reachability|tst_downloader_http|tst_support|tst_presenter|tst_faults)$' \
+            tst_presenter tst_faults tst_cachestorage tst_controller velmora-adserver ||
+        { report+=("tsan: BUILD FAILED"); return; }
+    (cd build/tsan && ctest -R \
+        '^(tst_reachability|tst_downloader_http|tst_support|tst_presenter|tst_faults|tst_cachestorage|tst_controller)$' \
         --output-on-failure) | tee build/tsan/reliability-tsan.log
     report+=("tsan: $(grep -E 'tests passed|tests failed' build/tsan/reliability-tsan.log)")
 }

@@ -24,6 +24,8 @@
 #include <QOperatingSystemVersion>
 #include <QPropertyAnimation>
 #include <QThread>
+#include <QVideoFrame>
+#include <QVideoSink>
 #include <QVideoWidget>
 
 namespace velmora {
@@ -583,15 +585,28 @@ bool SplashScreenController::makeVideoPart()
         return true;
     }
     if (!m_playerlayer) {
-        m_playerlayer = new QVideoWidget(ui->splashScreenPlayerView);
-        m_playerlayer->setAspectRatioMode(Qt::KeepAspectRatio);
-        m_playerlayer->setAttribute(Qt::WA_TransparentForMouseEvents);
+        m_playerlayer = videoWidget();
         m_playerlayer->setGeometry(videoRect());
         m_playerlayer->show();
         m_player->setVideoOutput(m_playerlayer);
         return true;
     }
     return false;
+}
+
+// One video widget serves every showing: Qt 6.4 keeps a window-sized buffer of each video
+// widget it has painted without a GPU, so a new widget per video grew the host by about a
+// megabyte a showing. The last frame of the previous video is cleared from it.
+QVideoWidget *SplashScreenController::videoWidget()
+{
+    if (auto *earlier = ui->splashScreenPlayerView->findChild<QVideoWidget *>(QString(), Qt::FindDirectChildrenOnly)) {
+        earlier->videoSink()->setVideoFrame(QVideoFrame());
+        return earlier;
+    }
+    auto *widget = new QVideoWidget(ui->splashScreenPlayerView);
+    widget->setAspectRatioMode(Qt::KeepAspectRatio);
+    widget->setAttribute(Qt::WA_TransparentForMouseEvents);
+    return widget;
 }
 
 void SplashScreenController::discardPlayer()
@@ -604,8 +619,6 @@ void SplashScreenController::discardPlayer()
     m_player = nullptr;
     m_audio = nullptr; // the player's child
     m_unusedPlayer = false;
-    for (QVideoWidget *earlier : ui->splashScreenPlayerView->findChildren<QVideoWidget *>())
-        earlier->deleteLater();
     m_playerlayer = nullptr;
 }
 

@@ -143,6 +143,7 @@ public:
     void prepareNextVideoPart();
     bool makeVideoPart();
     void discardPlayer();
+    QVideoWidget *videoWidget();
 
     // Button actions.
     void closeSplashScreen(QAbstractButton *sender);

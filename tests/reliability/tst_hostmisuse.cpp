@@ -1,0 +1,315 @@
+// What careless hosts do to the framework: windows deleted in every phase, removeAdsNow from
+// many threads at once, ads reset and windows registered again, hundreds of shows and closes,
+// and quitting in the middle of the video. Real widgets offscreen, a real clip, virtual time.
+
+#include "TestEnvironment.h"
+
+#include "support/ManualClock.h"
+
+#include <velmora/Velmora.h>
+
+#include <QMainWindow>
+#include <QPointer>
+#include <QProcess>
+#include <QSemaphore>
+#include <QThreadPool>
+#include <QVideoWidget>
+
+#include <malloc.h>
+
+#include <cstdlib>
+#include <memory>
+
+using namespace velmora;
+using velmora::test::TestEnvironment;
+
+namespace {
+
+const QString kChildMode = QStringLiteral("VELMORA_MISUSE_CHILD");
+constexpr double kLoadTime = 1.0;
+
+QUrl clip()
+{
+    return QUrl::fromLocalFile(TestEnvironment::sourcePath(QStringLiteral("tests/data/media/test-video-short.mp4")));
+}
+
+std::unique_ptr<QWidget> hostWindow(bool mainWindow)
+{
+    std::unique_ptr<QWidget> window;
+    if (mainWindow) {
+        auto *main = new QMainWindow;
+        main->setCentralWidget(new QWidget);
+        window.reset(main);
+    } else {
+        window = std::make_unique<QWidget>();
+    }
+    window->resize(800, 500);
+    window->show();
+    window->activateWindow();
+    QApplication::setActiveWindow(window.get());
+    return window;
+}
+
+// Framework widgets that a person could see in the window.
+int visibleFrameworkViews(QWidget *window)
+{
+    int visible = 0;
+    const auto children = window->findChildren<QWidget *>();
+    for (QWidget *child : children) {
+        const QByteArray name = child->metaObject()->className();
+        visible += name.startsWith("velmora::") && child->isVisible();
+    }
+    return visible;
+}
+
+// Resident memory once the allocator has handed back what it keeps free: a leak shows, a
+// freed block held for reuse does not.
+double rssMB()
+{
+    malloc_trim(0);
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').value(0).toDouble() / 1024.0;
+    }
+    return -1;
+}
+
+// The child: a host that shows the video and quits while it plays, on the real clock.
+int quitMidVideo(const QString &how)
+{
+    auto window = hostWindow(true);
+    Velmora::setSplashScreenDelay(0);
+    Velmora::setSplashScreenLoadTime(qint64(kLoadTime));
+    Velmora::setDefaultVideoWithURL(clip(), QUrl(QStringLiteral("https://apps.velmora.example/app/id1")));
+    Velmora::addSplashScreenToWindow(window.get());
+    Velmora::addBannerForWindow(window.get());
+    QObject::connect(NotificationCenter::defaultCenter(), &NotificationCenter::notificationPosted, qApp,
+                     [how](const QString &name, const QVariant &) {
+                         if (name != QLatin1String(VLMadsVideoDidStart))
+                             return;
+                         QTimer::singleShot(300, qApp, [how] {
+                             if (how == QLatin1String("exit"))
+                                 std::exit(0); // no unwinding: static destructors only
+                             QApplication::quit();
+                         });
+                     });
+    QTimer::singleShot(0, qApp, [] { Velmora::forceShow(); });
+    QTimer::singleShot(20000, qApp, [] { QApplication::exit(3); }); // the video never started
+    return QApplication::exec();
+}
+
+} // namespace
+
+class HostMisuseTest : public QObject {
+    Q_OBJECT
+
+    ManualClock m_clock;
+
+    SplashScreenPresenter *presenter() const { return Velmora::SSPresenter(); }
+
+    void advance(double seconds)
+    {
+        for (double left = seconds; left > 0; left -= 0.25) {
+            m_clock.advance(qMin(0.25, left));
+            QCoreApplication::processEvents();
+        }
+    }
+
+    qint64 state() const { return presenter()->stateSplashScreen(); }
+
+    // Runs the splash sequence of the registered windows up to a phase. The state, not the
+    // show flags: a close in the video leaves the video flag set until a video ends.
+    bool driveTo(const QString &phase)
+    {
+        if (phase == QLatin1String("registered"))
+            return !presenter()->isShow();
+        Velmora::forceShow();
+        advance(0.5);
+        if (phase == QLatin1String("start screen"))
+            return presenter()->isShow() && state() == SplashScreenPresenter::SplashScreenStateStart;
+        advance(kLoadTime);
+        if (phase == QLatin1String("video"))
+            return state() == SplashScreenPresenter::SplashScreenStateVideo;
+        for (int second = 0; second < 120 && state() != SplashScreenPresenter::SplashScreenStateEnd; ++second) {
+            advance(1.0);
+            QTest::qWait(10); // the clip plays in real time, the timers in virtual time
+        }
+        if (phase == QLatin1String("end screen"))
+            return state() == SplashScreenPresenter::SplashScreenStateEnd;
+        presenter()->didClickClose();
+        advance(0.5);
+        return !presenter()->isShow();
+    }
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        Clock::install(&m_clock);
+        if (qEnvironmentVariableIsSet("VELMORA_DEBUG"))
+            Velmora::activateDebugMode();
+        Velmora::setSplashScreenDelay(0);
+        Velmora::setSplashScreenLoadTime(qint64(kLoadTime));
+        Velmora::setDefaultVideoWithURL(clip(), QUrl(QStringLiteral("https://apps.velmora.example/app/id1")));
+    }
+
+    void cleanupTestCase() { Clock::install(nullptr); }
+
+    // A close leaves the sequence's video timers running; they run out here, not in the
+    // next test's sequence.
+    void cleanup()
+    {
+        if (presenter()->isShow())
+            presenter()->didClickClose();
+        advance(60.0);
+    }
+
+    // The host deletes a registered window (with its banner) in each phase; the survivor
+    // goes on showing, and nothing is left pointing at the dead one.
+    void windowDeletedInEveryPhase_data()
+    {
+        QTest::addColumn<bool>("mainWindow");
+        QTest::addColumn<QString>("phase");
+        for (const bool main : { true, false }) {
+            for (const char *phase : { "registered", "start screen", "video", "end screen", "closed" }) {
+                QTest::addRow("%s, %s", main ? "main window" : "plain window", phase) << main << QString(phase);
+            }
+        }
+    }
+
+    void windowDeletedInEveryPhase()
+    {
+        QFETCH(bool, mainWindow);
+        QFETCH(QString, phase);
+        auto survivor = hostWindow(!mainWindow);
+        auto doomed = hostWindow(mainWindow);
+        QVERIFY(Velmora::addSplashScreenToWindow(doomed.get()));
+        QVERIFY(Velmora::addSplashScreenToWindow(survivor.get()));
+        Velmora::addBannerForWindow(doomed.get());
+        Velmora::addBannerForWindow(survivor.get());
+        const int banners = Velmora::BControllers().size();
+        QVERIFY(driveTo(phase));
+
+        doomed.reset();
+        QCOMPARE(Velmora::BControllers().size(), banners - 1);
+        advance(20); // banner swaps, ring ticks, the video timer: all with one window gone
+
+        if (presenter()->isShow())
+            presenter()->didClickClose();
+        advance(60.0);
+        QApplication::setActiveWindow(survivor.get());
+        QVERIFY(driveTo(QStringLiteral("video")));
+        QTRY_VERIFY(visibleFrameworkViews(survivor.get()) > 0);
+        QVERIFY(presenter()->splashScreenControllerWithWindow(survivor.get()));
+        presenter()->didClickClose();
+        advance(60.0);
+        Velmora::removeSplashScreenFromWindow(survivor.get());
+    }
+
+    // removeAdsNow from several threads released together, then ads back on and the
+    // windows registered again, a few times over.
+    void removeAdsFromManyThreadsThenReset()
+    {
+        for (int round = 0; round < 3; ++round) {
+            auto window = hostWindow(true);
+            QVERIFY(Velmora::addSplashScreenToWindow(window.get()));
+            Velmora::addBannerForWindow(window.get());
+            QVERIFY(driveTo(QStringLiteral("video")));
+
+            constexpr int kThreads = 8;
+            QThreadPool threads;
+            threads.setMaxThreadCount(kThreads);
+            QSemaphore ready, go;
+            for (int i = 0; i < kThreads; ++i) {
+                threads.start([&] {
+                    ready.release();
+                    go.acquire();
+                    Velmora::removeAdsNow();
+                });
+            }
+            ready.acquire(kThreads);
+            go.release(kThreads);
+            threads.waitForDone();
+            QTRY_VERIFY(Velmora::isADSRemoved());
+            advance(1.0);
+            QTRY_COMPARE(visibleFrameworkViews(window.get()), 0);
+            QVERIFY(!presenter()->isShow());
+            QVERIFY(!Velmora::addSplashScreenToWindow(window.get()));
+
+            Velmora::resetAds();
+            QVERIFY(!Velmora::isADSRemoved());
+            QVERIFY(Velmora::addSplashScreenToWindow(window.get()));
+            QVERIFY(driveTo(QStringLiteral("video")));
+            QTRY_VERIFY(visibleFrameworkViews(window.get()) > 0);
+            presenter()->didClickClose();
+            advance(60.0);
+            Velmora::removeSplashScreenFromWindow(window.get());
+        }
+    }
+
+    // Many shows and closes, each into the video: memory must level off. A widget tree, a
+    // player or a video widget's buffer kept per cycle adds megabytes over these cycles.
+    void showCloseCyclesKeepMemoryFlat()
+    {
+        const int cycles = qEnvironmentVariableIntValue("VELMORA_MISUSE_CYCLES") > 0
+            ? qEnvironmentVariableIntValue("VELMORA_MISUSE_CYCLES")
+            : 150;
+        constexpr int kWarmUp = 20;
+        constexpr double kSlackMB = 8.0;
+        auto window = hostWindow(true);
+        QVERIFY(Velmora::addSplashScreenToWindow(window.get()));
+        double warm = 0;
+        for (int cycle = 0; cycle < kWarmUp + cycles; ++cycle) {
+            if (cycle == kWarmUp)
+                warm = rssMB();
+            QVERIFY2(driveTo(QStringLiteral("video")), qPrintable(QStringLiteral("cycle %1").arg(cycle)));
+            QTest::qWait(5); // the player starts on its own threads
+            presenter()->didClickClose();
+            advance(30.0);
+        }
+        QTest::qWait(200);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        const double end = rssMB();
+        QCOMPARE(window->findChildren<QVideoWidget *>().size(), 1);
+        qInfo("rss after %d warm-up cycles %.1f MB, after %d more %.1f MB (growth %.1f MB, allowed %.1f)", kWarmUp,
+              warm, cycles, end, end - warm, kSlackMB);
+        QVERIFY2(end - warm < kSlackMB, "memory grows with every show");
+        Velmora::removeSplashScreenFromWindow(window.get());
+    }
+
+    void quitInTheMiddleOfTheVideo_data()
+    {
+        QTest::addColumn<QString>("how");
+        QTest::newRow("event loop ends, main returns") << QStringLiteral("quit");
+        QTest::newRow("exit() from a timer") << QStringLiteral("exit");
+    }
+
+    void quitInTheMiddleOfTheVideo()
+    {
+        QFETCH(QString, how);
+        QProcess child;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(kChildMode, how);
+        child.setProcessEnvironment(env);
+        child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        child.start(QCoreApplication::applicationFilePath(), {});
+        QVERIFY(child.waitForFinished(60000));
+        QCOMPARE(child.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(child.exitCode(), 0);
+    }
+};
+
+int main(int argc, char **argv)
+{
+    velmora::test::TestEnvironment::prepare("HostMisuseTest");
+    QApplication app(argc, argv);
+    const QString mode = qEnvironmentVariable(qPrintable(kChildMode));
+    if (!mode.isEmpty())
+        return quitMidVideo(mode);
+    HostMisuseTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_hostmisuse.moc"
