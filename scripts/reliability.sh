@@ -7,6 +7,8 @@
 #                                           up to VELMORA_KILL_COUNT kills, default 2000)
 #   scripts/reliability.sh fuzz [seconds]   each libFuzzer target for that long (default 60)
 #   scripts/reliability.sh regressions      replay fuzz/corpus and fuzz/regressions
+#   scripts/reliability.sh hostmisuse       tests/reliability/tst_hostmisuse under ASan with
+#                                           leak detection (third-party leaks: lsan.supp)
 #   scripts/reliability.sh asan             the whole suite under ASan+UBSan:
 #                                             VELMORA_PRESET=asan ./scripts/test.sh
 #   scripts/reliability.sh tsan             the threaded parts under TSan (reachability
@@ -101,6 +103,20 @@ asan() {
     report+=("asan: VELMORA_PRESET=asan ./scripts/test.sh exited $?")
 }
 
+# The host-misuse suite under ASan with leak detection; leaks inside third-party libraries
+# are listed in tests/reliability/lsan.supp.
+hostmisuse() {
+    cmake --preset asan >/dev/null && cmake --build build/asan -j "$jobs" --target tst_hostmisuse ||
+        { report+=("hostmisuse: BUILD FAILED"); return; }
+    local log=build/asan/hostmisuse.log
+    (cd build/asan && ASAN_OPTIONS=detect_leaks=1 LSAN_OPTIONS=suppressions=$root/tests/reliability/lsan.supp \
+        ctest -V -R '^tst_hostmisuse$') >"$log" 2>&1
+    local rc=$?
+    grep -E 'Totals:|rss after|SUMMARY: AddressSanitizer' "$log" | sed -E 's/^[0-9]+: //'
+    report+=("hostmisuse (ASan+LSan): $(grep -E 'Totals:' "$log" | sed -E 's/^[0-9]+: //'), leaks: $(grep -c 'SUMMARY: AddressSanitizer' "$log") reports (log $log)")
+    [ $rc -eq 0 ] || report+=("hostmisuse: ctest FAILED (rc $rc)")
+}
+
 tsan() {
     # Qt itself is not built with TSan; races inside Qt's own code may show up as reports too.
     cmake --preset tsan "$register" >/dev/null &&
@@ -121,11 +137,13 @@ case $what in
     fuzz) fuzz "$@" ;;
     regressions) regressions ;;
     asan) asan ;;
+    hostmisuse) hostmisuse ;;
     tsan) tsan ;;
     all)
         faults
         kill_loop "${1:-120}"
         regressions
+        hostmisuse
         fuzz "${2:-60}"
         ;;
     *)

@@ -859,7 +859,9 @@ void SplashScreenController::setCollectionBehavior(unsigned int behavior)
 
 bool SplashScreenController::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == m_view && event->type() == QEvent::Paint && m_prepareAfterPaint) {
+    // The type first: a view being destroyed still sends events, and comparing it with the
+    // guarded pointer would look at it as the view it no longer is.
+    if (event->type() == QEvent::Paint && m_prepareAfterPaint && watched == m_view) {
         m_prepareAfterPaint = false;
         prepareNextVideoPart();
     }

@@ -26,6 +26,13 @@ using velmora::test::TestEnvironment;
 namespace {
 
 const QString kChildMode = QStringLiteral("VELMORA_MISUSE_CHILD");
+#if defined(__SANITIZE_ADDRESS__)
+// AddressSanitizer holds freed memory back in quarantine: resident memory says nothing there,
+// and LeakSanitizer judges leaks instead.
+constexpr bool kResidentMemoryTells = false;
+#else
+constexpr bool kResidentMemoryTells = true;
+#endif
 constexpr double kLoadTime = 1.0;
 
 QUrl clip()
@@ -275,7 +282,8 @@ private Q_SLOTS:
         QCOMPARE(window->findChildren<QVideoWidget *>().size(), 1);
         qInfo("rss after %d warm-up cycles %.1f MB, after %d more %.1f MB (growth %.1f MB, allowed %.1f)", kWarmUp,
               warm, cycles, end, end - warm, kSlackMB);
-        QVERIFY2(end - warm < kSlackMB, "memory grows with every show");
+        if (kResidentMemoryTells)
+            QVERIFY2(end - warm < kSlackMB, "memory grows with every show");
         Velmora::removeSplashScreenFromWindow(window.get());
     }
 
