@@ -584,7 +584,9 @@ bool SplashScreenController::makeVideoPart()
         m_player->setAudioOutput(m_audio);
         return true;
     }
-    if (!m_playerlayer) {
+    // The video widget last, only when the video starts: a video surface made while its
+    // view is hidden never shows its frames on an X screen (and costs under a millisecond).
+    if (!m_playerlayer && !m_preparingVideo) {
         m_playerlayer = videoWidget();
         m_playerlayer->setGeometry(videoRect());
         m_playerlayer->show();

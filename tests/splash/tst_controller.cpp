@@ -537,7 +537,8 @@ private Q_SLOTS:
         QPointer<QMediaPlayer> prepared;
         if (preparation.startsWith(QLatin1String("prepare"))) {
             controller.prepareVideo();
-            QTRY_VERIFY(controller.player() && controller.player()->audioOutput() && controller.playerlayer());
+            QTRY_VERIFY(controller.player() && controller.player()->audioOutput());
+            QVERIFY2(!controller.playerlayer(), "a video surface made while its view is hidden");
             prepared = controller.player();
             QVERIFY(prepared->source().isEmpty());
         }
