@@ -305,7 +305,11 @@ private:
     AdServerProcess m_server;
     QTemporaryDir m_ads;
     QString m_cache;
-    int m_stallLimitMs = 250;
+    // A hang, not a frame budget: on this shared 2-core machine the streamed 100 MB reply
+    // stalls the loop 180–650 ms from run to run (Qt's HTTP thread reads far ahead of the
+    // cap), and the frame budgets are judged by bench/. scripts/reliability.sh faults sets
+    // VELMORA_STALL_LIMIT_MS=250 for the report.
+    int m_stallLimitMs = 1000;
 
     void writeManifest(const QByteArray &bytes)
     {
