@@ -24,6 +24,7 @@
 #include <QSaveFile>
 #include <QStandardPaths>
 #include <QThread>
+#include <QThreadPool>
 
 namespace velmora {
 
@@ -33,6 +34,9 @@ constexpr int transferTimeoutMs = 60000;
 // Caps that protect the host's memory from a runaway server.
 constexpr qint64 maxTableBytes = 16 * 1024 * 1024;
 constexpr qint64 maxMediaBytes = 64 * 1024 * 1024;
+constexpr qsizetype maxMediaPathLength = 8192;
+// At most this much of a body is copied per turn of the event loop.
+constexpr qint64 readSlice = 512 * 1024;
 
 QString configured(const char *variable, const char *fallback)
 {
@@ -75,44 +79,104 @@ bool transferCompleted(QNetworkReply *reply)
         && reply->error() != QNetworkReply::OperationCanceledError;
 }
 
-// A reply's body as it arrives. Reading it off a small Qt buffer lets the cap stop the
-// transfer itself, instead of after Qt's network thread has buffered everything.
+// A reply's body as it arrives. Qt's network thread reads ahead of any read buffer size and
+// hands over megabytes at once when the server is fast, so the body is taken off Qt's
+// buffer a slice per turn of the event loop, kept as a list of slices (never one growing
+// array), and the cap is judged on what has reached this side, read or not.
 class BodyBuffer : public QObject {
     Q_OBJECT
 
 public:
-    using QObject::QObject;
-    QByteArray data;
-};
+    BodyBuffer(QNetworkReply *reply, qint64 cap)
+        : QObject(reply)
+        , m_reply(reply)
+        , m_cap(cap)
+    {
+        connect(reply, &QNetworkReply::readyRead, this, &BodyBuffer::drain);
+        connect(reply, &QNetworkReply::downloadProgress, this, [this](qint64, qint64 total) {
+            if (total > m_cap)
+                abandon();
+        });
+    }
+    ~BodyBuffer() override
+    {
+        // Unmapping megabytes of an abandoned body is a stall of its own; the pages go
+        // back on a pool thread.
+        QThreadPool *pool = QThreadPool::globalInstance();
+        if (pool && m_size > readSlice)
+            pool->start([slices = std::move(m_slices)] { Q_UNUSED(slices); });
+    }
 
-void abandon(QNetworkReply *reply, qint64 cap)
-{
-    if (reply->property("velmoraOverCap").toBool())
-        return;
-    LOG(QStringLiteral("transfer of %1 abandoned: over %2 bytes").arg(reply->url().toString()).arg(cap));
-    reply->setProperty("velmoraOverCap", true);
-    reply->abort();
-}
+    bool overCap() const { return m_overCap; }
+    QByteArray take()
+    {
+        append(m_reply->readAll());
+        QByteArray whole = m_slices.size() == 1 ? m_slices.first() : m_slices.join();
+        m_slices.clear();
+        m_size = 0;
+        return whole;
+    }
+
+private:
+    void drain()
+    {
+        m_drainQueued = false;
+        if (m_overCap)
+            return;
+        if (m_size + m_reply->bytesAvailable() > m_cap) {
+            abandon();
+            return;
+        }
+        append(m_reply->read(readSlice));
+        if (m_reply->bytesAvailable() > 0 && !m_drainQueued) {
+            m_drainQueued = true;
+            QMetaObject::invokeMethod(this, &BodyBuffer::drain, Qt::QueuedConnection);
+        }
+    }
+    void append(QByteArray slice)
+    {
+        if (slice.isEmpty())
+            return;
+        m_size += slice.size();
+        m_slices.append(std::move(slice));
+    }
+    void abandon()
+    {
+        if (m_overCap)
+            return;
+        LOG(QStringLiteral("transfer of %1 abandoned: over %2 bytes").arg(m_reply->url().toString()).arg(m_cap));
+        m_overCap = true;
+        m_reply->abort();
+    }
+
+    QNetworkReply *m_reply;
+    qint64 m_cap;
+    QByteArrayList m_slices;
+    qint64 m_size = 0;
+    bool m_overCap = false;
+    bool m_drainQueued = false;
+};
 
 void capBody(QNetworkReply *reply, qint64 cap)
 {
-    reply->setReadBufferSize(256 * 1024);
-    auto *buffer = new BodyBuffer(reply);
-    QObject::connect(reply, &QNetworkReply::readyRead, reply, [reply, buffer, cap] {
-        buffer->data += reply->readAll();
-        if (buffer->data.size() > cap)
-            abandon(reply, cap);
-    });
-    QObject::connect(reply, &QNetworkReply::downloadProgress, reply, [reply, cap](qint64, qint64 total) {
-        if (total > cap)
-            abandon(reply, cap);
-    });
+    new BodyBuffer(reply, cap);
+}
+
+BodyBuffer *bodyBuffer(QNetworkReply *reply)
+{
+    return reply->findChild<BodyBuffer *>(QString(), Qt::FindDirectChildrenOnly);
+}
+
+bool overCap(QNetworkReply *reply)
+{
+    const BodyBuffer *buffer = bodyBuffer(reply);
+    return buffer && buffer->overCap();
 }
 
 QByteArray bodyOf(QNetworkReply *reply)
 {
-    const auto *buffer = reply->findChild<BodyBuffer *>(QString(), Qt::FindDirectChildrenOnly);
-    return (buffer ? buffer->data : QByteArray()) + reply->readAll();
+    BodyBuffer *buffer = bodyBuffer(reply);
+    return buffer ? buffer->take() : reply->readAll();
 }
 
 bool isRunning(const QPointer<QNetworkReply> &task)
@@ -127,7 +191,14 @@ QUrl mediaURL(const QVariantMap &ad, const QString &key)
     const auto found = ad.constFind(key);
     if (found == ad.constEnd())
         return QUrl();
-    return QUrl(AdsDownloader::acsURL() + found->toString());
+    const QString path = found->toString();
+    // No server takes a request line this long, and parsing a megabyte-long URL costs the
+    // main thread milliseconds each time the ad is looked at.
+    if (path.size() > maxMediaPathLength) {
+        LOG(QStringLiteral("media path of %1 characters ignored").arg(path.size()));
+        return QUrl();
+    }
+    return QUrl(AdsDownloader::acsURL() + path);
 }
 
 struct Delegate {
@@ -344,7 +415,7 @@ void AdsDownloader::downloadJSONWithComplitionBlock(Callback callback)
 void AdsDownloader::finishTableReply(QNetworkReply *reply, const Callback &callback)
 {
     qCInfo(lcVelmora) << "load";
-    const bool complete = transferCompleted(reply) && !reply->property("velmoraOverCap").toBool();
+    const bool complete = transferCompleted(reply) && !overCap(reply);
     const QByteArray bytes = complete ? QString::fromUtf8(bodyOf(reply)).toUtf8() : QByteArray();
     const QJsonDocument document = QJsonDocument::fromJson(bytes);
     d->replyJSON = document.isObject() ? std::optional(document.object().toVariantMap()) : std::nullopt;
@@ -481,7 +552,7 @@ QNetworkReply *AdsDownloader::downloadDataToCacheDirectoryFromURL(const QUrl &re
     capBody(reply, maxMediaBytes);
     connect(reply, &QNetworkReply::finished, this, [reply, local, callback] {
         reply->deleteLater();
-        if (!transferCompleted(reply) || reply->property("velmoraOverCap").toBool()) {
+        if (!transferCompleted(reply) || overCap(reply)) {
             if (callback)
                 callback(QUrl());
             return;
@@ -517,7 +588,7 @@ QVariantMap AdsDownloader::JSONSearchByQuery(const QString &url)
     if (reply->isRunning())
         loop.exec();
     // As with the ad table, an HTTP error's body is read like any other.
-    const bool complete = transferCompleted(reply) && !reply->property("velmoraOverCap").toBool();
+    const bool complete = transferCompleted(reply) && !overCap(reply);
     const QByteArray bytes = complete ? bodyOf(reply) : QByteArray();
     delete reply;
     const QJsonArray results = QJsonDocument::fromJson(bytes).object().value(QStringLiteral("results")).toArray();

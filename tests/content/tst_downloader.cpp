@@ -373,6 +373,42 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(AdsDownloader::cacheDirectory() + QLatin1Char('/') + name));
     }
 
+    // Bodies are taken off the reply in slices over several turns of the loop; what lands in
+    // the cache must still be the whole body, byte for byte, up to and including the cap.
+    void largeBodyArrivesWhole_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<qint64>("size");
+        QTest::newRow("several slices, odd length") << "large.mp4" << 3 * MiB + 7;
+        QTest::newRow("exactly 64 MiB") << "at-cap.mp4" << 64 * MiB;
+    }
+
+    void largeBodyArrivesWhole()
+    {
+        QFETCH(QString, name);
+        QFETCH(qint64, size);
+        const QString path = QStringLiteral("/media/") + name;
+        QVERIFY(m_server.setFaults(
+            QJsonObject { { path, QJsonObject { { QStringLiteral("repeatBody"), double(size) } } } }));
+        QUrl delivered;
+        bool called = false;
+        m_downloader->downloadDataToCacheDirectoryFromURL(m_server.url(path), [&](const QUrl &local) {
+            called = true;
+            delivered = local;
+        });
+        QTRY_VERIFY_WITH_TIMEOUT(called, 60000);
+        QVERIFY(m_server.resetFaults());
+        QFile file(delivered.toLocalFile());
+        QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(delivered.toString()));
+        const QByteArray body = file.readAll();
+        QCOMPARE(body.size(), size);
+        const QByteArray pattern("velmora ");
+        const QByteArray expected = pattern.repeated(int(size / pattern.size()) + 1).left(size);
+        QVERIFY(body == expected);
+        file.close();
+        QFile::remove(delivered.toLocalFile());
+    }
+
     void adWithoutMediaPathDownloadsNothing()
     {
         settle();
