@@ -42,7 +42,7 @@ run_ctest() { # name regex, extra env...
 faults() {
     build_tests || { report+=("faults: BUILD FAILED"); return; }
     local log=build/reliability/faults.log
-    run_ctest '^tst_faults$' VELMORA_STALL_LIMIT_MS=250 >"$log" 2>&1
+    run_ctest '^tst_faults$' VELMORA_STALL_LIMIT_MS=16 >"$log" 2>&1
     local rc=$?
     sed -n '/^case /,/^longest stall/p' "$log"
     report+=("faults: $(grep -c '| pass$' "$log") pass, $(grep -c '| FAIL$' "$log") fail; $(grep '^longest stall' "$log") (log $log)")

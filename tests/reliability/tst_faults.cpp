@@ -40,8 +40,10 @@ constexpr const char *testName = "tst_faults";
 constexpr qint64 MiB = 1024 * 1024;
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr double maxRssMb = 1024; // the sanitizers' shadow memory and quarantine
+constexpr int hangLimitMs = 400;
 #else
 constexpr double maxRssMb = 256;
+constexpr int hangLimitMs = 100;
 #endif
 
 // ---- The child ---------------------------------------------------------------------------
@@ -305,11 +307,10 @@ private:
     AdServerProcess m_server;
     QTemporaryDir m_ads;
     QString m_cache;
-    // A hang, not a frame budget: on this shared 2-core machine the streamed 100 MB reply
-    // stalls the loop 180–650 ms from run to run (Qt's HTTP thread reads far ahead of the
-    // cap), and the frame budgets are judged by bench/. scripts/reliability.sh faults sets
-    // VELMORA_STALL_LIMIT_MS=250 for the report.
-    int m_stallLimitMs = 1000;
+    // Across runs on this shared 2-core machine the worst row stays under 7 ms, so CTest
+    // fails only on a stall no noise explains (the unsliced body copy once cost 180–650 ms);
+    // scripts/reliability.sh faults judges against one 60 Hz frame (VELMORA_STALL_LIMIT_MS).
+    int m_stallLimitMs = hangLimitMs;
 
     void writeManifest(const QByteArray &bytes)
     {
