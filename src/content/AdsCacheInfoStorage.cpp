@@ -2,6 +2,7 @@
 
 #include "content/AdsDownloader.h"
 #include "content/AdsKeys.h"
+#include "support/PoolTask.h"
 
 #include <QCborValue>
 #include <QCoreApplication>
@@ -70,7 +71,7 @@ AdsCacheInfoStorage::AdsCacheInfoStorage()
     auto loaded = std::make_shared<QPromise<QVariantMap>>();
     m_loading = loaded->future();
     loaded->start();
-    storageThread()->start([path, loaded] {
+    PoolTask::start(storageThread(), [path, loaded] {
         removeLeftovers(path);
         loaded->addResult(readTable(path).value_or(QVariantMap()));
         loaded->finish();
@@ -132,7 +133,7 @@ void AdsCacheInfoStorage::save() const
     const QVariantMap snapshot = info();
     const quint64 number = ++*m_latestSave;
     const std::shared_ptr<std::atomic<quint64>> latest = m_latestSave;
-    storageThread()->start([path, snapshot, number, latest] {
+    PoolTask::start(storageThread(), [path, snapshot, number, latest] {
         if (number == latest->load())
             writeTable(path, snapshot);
     });

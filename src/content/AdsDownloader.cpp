@@ -8,6 +8,7 @@
 #include "content/DownloadDelegate.h"
 #include "content/Reachability.h"
 #include "support/Logging.h"
+#include "support/PoolTask.h"
 
 #include <velmora/Bundle.h>
 #include <velmora/Support.h>
@@ -104,7 +105,7 @@ public:
         // back on a pool thread.
         QThreadPool *pool = QThreadPool::globalInstance();
         if (pool && m_size > readSlice)
-            pool->start([slices = std::move(m_slices)] { Q_UNUSED(slices); });
+            PoolTask::start(pool, [slices = std::move(m_slices)] { Q_UNUSED(slices); });
     }
 
     bool overCap() const { return m_overCap; }

@@ -1,4 +1,5 @@
 #include "splash/MediaBackend.h"
+#include "support/PoolTask.h"
 
 #include <velmora/Support.h>
 
@@ -19,7 +20,7 @@ void MediaBackend::warmUp()
 {
     if (started.exchange(true))
         return;
-    QThreadPool::globalInstance()->start([] {
+    PoolTask::start(QThreadPool::globalInstance(), [] {
         QElapsedTimer timer;
         timer.start();
         // Asking for the decodable formats creates the platform media integration, which

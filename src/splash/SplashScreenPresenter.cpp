@@ -13,6 +13,7 @@
 #include "splash/SplashScreenControllerProtocolOutput.h"
 #include "support/Clock.h"
 #include "support/Switches.h"
+#include "support/PoolTask.h"
 
 #include <QApplication>
 #include <QColor>
@@ -551,7 +552,7 @@ void SplashScreenPresenter::setDefaultVideoWithURL(const QUrl &video, const QUrl
     // The store lookup blocks; its answer comes back to the main thread.
     const QString path = link.path();
     QPointer<SplashScreenPresenter> self(this);
-    QThreadPool::globalInstance()->start([path, self]() mutable {
+    PoolTask::start(QThreadPool::globalInstance(), [path, self]() mutable {
         const QString name = AdsDownloader::appNameFromMarketLink(path, false);
         QMetaObject::invokeMethod(
             qApp,
