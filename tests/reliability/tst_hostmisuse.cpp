@@ -26,9 +26,9 @@ using velmora::test::TestEnvironment;
 namespace {
 
 const QString kChildMode = QStringLiteral("VELMORA_MISUSE_CHILD");
-#if defined(__SANITIZE_ADDRESS__)
-// AddressSanitizer holds freed memory back in quarantine: resident memory says nothing there,
-// and LeakSanitizer judges leaks instead.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+// The sanitizers' allocators hold freed memory back (quarantine, shadow): resident memory says
+// nothing there, and LeakSanitizer judges leaks instead.
 constexpr bool kResidentMemoryTells = false;
 #else
 constexpr bool kResidentMemoryTells = true;
