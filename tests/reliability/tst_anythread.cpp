@@ -1,0 +1,215 @@
+// Calls that the framework accepts from any thread: the host's, and its own completion
+// handlers'. Made from several threads released together, each must land on the main thread
+// and do there what the same call made there does. Under ThreadSanitizer
+// (VELMORA_PRESET=tsan) these are the hand-overs it watches.
+
+#include "TestEnvironment.h"
+
+#include "AdServerProcess.h"
+#include "content/AdsDownloader.h"
+#include "content/AdsEventLogger.h"
+#include "content/AdsMacHelper.h"
+#include "controls/ColoredView.h"
+#include "splash/SplashScreenController.h"
+
+#include <velmora/BannerController.h>
+#include <velmora/Bundle.h>
+
+#include <QMainWindow>
+#include <QSemaphore>
+#include <QSignalSpy>
+#include <QThreadPool>
+
+#include <functional>
+#include <memory>
+
+using namespace velmora;
+using velmora::test::AdServerProcess;
+using velmora::test::TestEnvironment;
+
+namespace {
+
+constexpr int kThreads = 8;
+
+// Runs `work(i)` on kThreads pool threads that all start at the same moment, and waits.
+void fromManyThreads(const std::function<void(int)> &work)
+{
+    QThreadPool threads;
+    threads.setMaxThreadCount(kThreads);
+    QSemaphore ready, go;
+    for (int i = 0; i < kThreads; ++i) {
+        threads.start([&, i] {
+            ready.release();
+            go.acquire();
+            work(i);
+        });
+    }
+    ready.acquire(kThreads);
+    go.release(kThreads);
+    threads.waitForDone();
+}
+
+std::unique_ptr<QMainWindow> hostWindow()
+{
+    auto window = std::make_unique<QMainWindow>();
+    window->setCentralWidget(new QWidget);
+    window->resize(800, 500);
+    window->show();
+    return window;
+}
+
+QUrl clip()
+{
+    return QUrl::fromLocalFile(TestEnvironment::sourcePath(QStringLiteral("tests/data/media/test-video-short.mp4")));
+}
+
+void runStep(SplashScreenController &controller, const QString &step)
+{
+    if (step == QLatin1String("start"))
+        controller.showStartScreen();
+    else if (step == QLatin1String("startWithoutSplash"))
+        controller.showStartVideoWithoutStartScreen();
+    else if (step == QLatin1String("video"))
+        controller.showVideo();
+    else if (step == QLatin1String("end"))
+        controller.showEndScreen();
+}
+
+// Which named parts of a splash screen are shown.
+QStringList shownParts(const SplashScreenController &controller)
+{
+    QStringList shown;
+    if (!controller.view()->isHidden())
+        shown << QStringLiteral("root");
+    const auto parts = controller.view()->findChildren<QWidget *>();
+    for (const QWidget *part : parts) {
+        if (!part->objectName().isEmpty() && !SplashScreenController::isElementHidden(part))
+            shown << part->objectName();
+    }
+    shown.sort();
+    return shown;
+}
+
+} // namespace
+
+class AnyThreadTest : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        QVERIFY2(m_server.start(TestEnvironment::sourcePath(QStringLiteral("examples/sample-ads"))),
+                 qPrintable(m_server.errorString()));
+        qputenv("VELMORA_AD_SERVER_URL", m_server.baseUrl().toString().toUtf8());
+        Bundle::setMainAppBundlePath(TestEnvironment::sourcePath(QStringLiteral("tests/data")));
+        // The sandbox's default route says nothing about loopback.
+        AdsMacHelper::setInternetProbe([] { return true; });
+    }
+
+    // Tracking URLs from many threads all reach the server, and the table is asked for once
+    // however many threads start the update cycle.
+    void contentCallsFromManyThreads()
+    {
+        AdsDownloader *downloader = AdsDownloader::sharedInstance();
+        AdsEventLogger *logger = AdsEventLogger::sharedInstance();
+        constexpr int kEventsEach = 4;
+        fromManyThreads([&](int thread) {
+            downloader->startUpdateAllAds();
+            for (int i = 0; i < kEventsEach; ++i)
+                logger->logEventWithURL(m_server.url(QStringLiteral("/event/t%1-%2").arg(thread).arg(i)));
+        });
+
+        QSet<QString> expected;
+        for (int thread = 0; thread < kThreads; ++thread) {
+            for (int i = 0; i < kEventsEach; ++i)
+                expected << QStringLiteral("/event/t%1-%2").arg(thread).arg(i);
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(requestedPaths(QStringLiteral("GET")).intersect(expected), expected, 20000);
+        QTRY_VERIFY(downloader->replyJSON().has_value());
+        QCOMPARE(requestedPaths(QStringLiteral("POST")), QSet<QString> { QStringLiteral("/api/v1/banners") });
+        QCOMPARE(requestCount(QStringLiteral("POST")), 1);
+        QVERIFY(logger->eventStack().isEmpty());
+    }
+
+    // A worker driving a splash screen through its phases leaves it as the main thread would.
+    void splashScreenStepsFromAWorker_data()
+    {
+        QTest::addColumn<QStringList>("steps");
+        QTest::newRow("start screen") << QStringList { QStringLiteral("start") };
+        QTest::newRow("video") << QStringList { QStringLiteral("start"), QStringLiteral("video") };
+        QTest::newRow("end screen") << QStringList { QStringLiteral("start"), QStringLiteral("video"),
+                                                     QStringLiteral("end") };
+        QTest::newRow("video without start screen") << QStringList { QStringLiteral("startWithoutSplash") };
+    }
+
+    void splashScreenStepsFromAWorker()
+    {
+        QFETCH(QStringList, steps);
+        auto mainWindow = hostWindow();
+        auto workerWindow = hostWindow();
+        auto onMain = SplashScreenController::initSplashScreenWithWindow(mainWindow.get(), false);
+        auto fromWorker = SplashScreenController::initSplashScreenWithWindow(workerWindow.get(), false);
+        QVERIFY(onMain && fromWorker);
+        onMain->setVideoUrl(clip());
+        fromWorker->setVideoUrl(clip());
+
+        for (const QString &step : steps)
+            runStep(*onMain, step);
+        // Every thread posts the whole sequence: eight copies of each step, in order per thread.
+        fromManyThreads([&](int) {
+            for (const QString &step : steps)
+                runStep(*fromWorker, step);
+        });
+        QTRY_VERIFY(!onMain->isFading());
+        QTRY_COMPARE(shownParts(*fromWorker), shownParts(*onMain));
+        QVERIFY(shownParts(*onMain).contains(QStringLiteral("root")));
+    }
+
+    // Swaps and displays asked for from many threads each show a banner, on the main thread.
+    void bannerSwapsFromManyThreads()
+    {
+        auto window = hostWindow();
+        BannerController *banner = BannerController::addBannerToWindow(window.get());
+        QVERIFY(banner);
+        QSignalSpy changed(banner, &BannerController::bannerChanged);
+        QTest::qWait(500); // the first banner of the window's own cycle
+        changed.clear();
+        QThread *mainThread = QThread::currentThread();
+        QList<QThread *> emittedOn;
+        connect(
+            banner, &BannerController::bannerChanged, this, [&] { emittedOn << QThread::currentThread(); },
+            Qt::DirectConnection);
+        fromManyThreads([&](int) {
+            banner->swapBanners();
+            banner->displayBanner();
+        });
+        QTRY_VERIFY(changed.count() >= kThreads);
+        QVERIFY(!banner->selectBanner().isEmpty());
+        QVERIFY(!banner->currentURL().isEmpty());
+        QCOMPARE(QSet<QThread *>(emittedOn.cbegin(), emittedOn.cend()), QSet<QThread *> { mainThread });
+    }
+
+private:
+    QSet<QString> requestedPaths(const QString &method) const
+    {
+        QSet<QString> paths;
+        for (const QJsonObject &line : m_server.logLines()) {
+            if (line.value(QStringLiteral("method")).toString() == method)
+                paths << line.value(QStringLiteral("path")).toString();
+        }
+        return paths;
+    }
+
+    int requestCount(const QString &method) const
+    {
+        int count = 0;
+        for (const QJsonObject &line : m_server.logLines())
+            count += line.value(QStringLiteral("method")).toString() == method;
+        return count;
+    }
+
+    AdServerProcess m_server;
+};
+
+VELMORA_TEST_MAIN(AnyThreadTest)
+#include "tst_anythread.moc"
