@@ -100,14 +100,16 @@ fuzz() {
     done
 }
 
-asan() {
-    local log=build/asan-suite.log
-    VELMORA_PRESET=asan ./scripts/test.sh >"$log" 2>&1
+sanitized_suite() { # preset, pattern of a sanitizer's report line
+    local preset=$1 pattern=$2 log=build/$1-suite.log
+    VELMORA_PRESET=$preset ./scripts/test.sh >"$log" 2>&1
     local rc=$?
     grep -E 'tests passed|tests failed|\(Failed\)|\(Timeout\)' "$log"
-    report+=("asan: $(grep -E 'tests passed|tests failed' "$log"), $(grep -c 'ERROR: AddressSanitizer\|runtime error:' build/asan/Testing/Temporary/LastTest.log) reports (log $log)")
-    [ $rc -eq 0 ] || report+=("asan: suite FAILED (rc $rc)")
+    report+=("$preset: $(grep -E 'tests passed|tests failed' "$log"), $(grep -c "$pattern" "build/$preset/Testing/Temporary/LastTest.log") reports (log $log)")
+    [ $rc -eq 0 ] || report+=("$preset: suite FAILED (rc $rc)")
 }
+
+asan() { sanitized_suite asan 'ERROR: AddressSanitizer\|runtime error:'; }
 
 # The host-misuse suite under ASan with leak detection; leaks inside third-party libraries
 # are listed in tests/reliability/lsan.supp.
@@ -127,14 +129,7 @@ hostmisuse() {
 # their own accesses are not tracked (ignore_noninstrumented_modules), races inside them are
 # listed in tests/reliability/tsan.supp, and the framework announces its hand-overs through
 # QThreadPool itself (PoolTask). The test preset sets those options.
-tsan() {
-    local log=build/tsan-suite.log
-    VELMORA_PRESET=tsan ./scripts/test.sh >"$log" 2>&1
-    local rc=$?
-    grep -E 'tests passed|tests failed|\(Failed\)|\(Timeout\)' "$log"
-    report+=("tsan: $(grep -E 'tests passed|tests failed' "$log"), $(grep -c 'WARNING: ThreadSanitizer' build/tsan/Testing/Temporary/LastTest.log) reports (log $log)")
-    [ $rc -eq 0 ] || report+=("tsan: suite FAILED (rc $rc)")
-}
+tsan() { sanitized_suite tsan 'WARNING: ThreadSanitizer'; }
 
 what=${1:-all}
 shift || true

@@ -10,6 +10,7 @@
 #include "content/AdsEventLogger.h"
 #include "content/AdsMacHelper.h"
 #include "controls/ColoredView.h"
+#include "splash/ControllerSteps.h"
 #include "splash/SplashScreenController.h"
 
 #include <velmora/BannerController.h>
@@ -61,18 +62,6 @@ std::unique_ptr<QMainWindow> hostWindow()
 QUrl clip()
 {
     return QUrl::fromLocalFile(TestEnvironment::sourcePath(QStringLiteral("tests/data/media/test-video-short.mp4")));
-}
-
-void runStep(SplashScreenController &controller, const QString &step)
-{
-    if (step == QLatin1String("start"))
-        controller.showStartScreen();
-    else if (step == QLatin1String("startWithoutSplash"))
-        controller.showStartVideoWithoutStartScreen();
-    else if (step == QLatin1String("video"))
-        controller.showVideo();
-    else if (step == QLatin1String("end"))
-        controller.showEndScreen();
 }
 
 // Which named parts of a splash screen are shown.
@@ -154,11 +143,11 @@ private Q_SLOTS:
         fromWorker->setVideoUrl(clip());
 
         for (const QString &step : steps)
-            runStep(*onMain, step);
+            QVERIFY(test::runControllerStep(*onMain, step));
         // Every thread posts the whole sequence: eight copies of each step, in order per thread.
         fromManyThreads([&](int) {
             for (const QString &step : steps)
-                runStep(*fromWorker, step);
+                test::runControllerStep(*fromWorker, step);
         });
         QTRY_VERIFY(!onMain->isFading());
         QTRY_COMPARE(shownParts(*fromWorker), shownParts(*onMain));

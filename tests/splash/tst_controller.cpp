@@ -1,4 +1,5 @@
 #include "TestEnvironment.h"
+#include "splash/ControllerSteps.h"
 
 #include "controls/ColoredView.h"
 #include "splash/SplashScreenController.h"
@@ -94,19 +95,7 @@ void setFlag(SplashScreenController &controller, const QString &flag)
 void runSteps(SplashScreenController &controller, const QStringList &steps)
 {
     for (const QString &step : steps) {
-        if (step == QLatin1String("start"))
-            controller.showStartScreen();
-        else if (step == QLatin1String("startWithoutSplash"))
-            controller.showStartVideoWithoutStartScreen();
-        else if (step == QLatin1String("video"))
-            controller.showVideo();
-        else if (step == QLatin1String("ended"))
-            controller.didVideoEnded();
-        else if (step == QLatin1String("end"))
-            controller.showEndScreen();
-        else if (step == QLatin1String("hide"))
-            controller.hide();
-        else
+        if (!test::runControllerStep(controller, step))
             QFAIL(qPrintable(QStringLiteral("unknown step ") + step));
     }
     QTRY_VERIFY(!controller.isFading());
