@@ -66,7 +66,7 @@ regressions() {
     build_tests || { report+=("regressions: BUILD FAILED"); return; }
     local log=build/reliability/regressions.log
     run_ctest '^fuzz_regressions_' >"$log" 2>&1
-    report+=("regressions: $(grep -E 'tests passed|tests failed' "$log")")
+    report+=("regressions: $(grep -E '[0-9]+% tests passed' "$log")")
 }
 
 fuzz() {
@@ -105,7 +105,7 @@ sanitized_suite() { # preset, pattern of a sanitizer's report line
     VELMORA_PRESET=$preset ./scripts/test.sh >"$log" 2>&1
     local rc=$?
     grep -E 'tests passed|tests failed|\(Failed\)|\(Timeout\)' "$log"
-    report+=("$preset: $(grep -E 'tests passed|tests failed' "$log"), $(grep -c "$pattern" "build/$preset/Testing/Temporary/LastTest.log") reports (log $log)")
+    report+=("$preset: $(grep -E '[0-9]+% tests passed' "$log"), $(grep -c "$pattern" "build/$preset/Testing/Temporary/LastTest.log") reports (log $log)")
     [ $rc -eq 0 ] || report+=("$preset: suite FAILED (rc $rc)")
 }
 
