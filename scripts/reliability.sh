@@ -126,9 +126,9 @@ hostmisuse() {
 }
 
 # The whole suite under ThreadSanitizer. Debian's Qt, GLib and GStreamer are built without it:
-# their own accesses are not tracked (ignore_noninstrumented_modules), races inside them are
-# listed in tests/reliability/tsan.supp, and the framework announces its hand-overs through
-# QThreadPool itself (PoolTask). The test preset sets those options.
+# their own accesses are not tracked (ignore_noninstrumented_modules), lock orders inside
+# GStreamer are listed in tests/reliability/tsan.supp, and the framework announces its
+# hand-overs through QThreadPool itself (PoolTask). The test preset sets those options.
 tsan() { sanitized_suite tsan 'WARNING: ThreadSanitizer'; }
 
 what=${1:-all}
