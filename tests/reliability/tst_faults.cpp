@@ -28,7 +28,11 @@
 #include <sys/resource.h>
 #include <sys/socket.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstdio>
+#include <thread>
+#include <vector>
 
 using namespace velmora;
 using velmora::test::AdServerProcess;
@@ -86,25 +90,98 @@ QString fileName(const QUrl &url)
     return url.isEmpty() ? QString() : QFileInfo(url.toLocalFile()).fileName();
 }
 
+// How long the main thread went without running its 1 ms precise timer, less the time a
+// thread of its own, which never touches the framework, was held up too: this shared
+// machine sometimes stops every process for tens of milliseconds, and that is no stall of
+// the framework's making.
+class StallProbe {
+public:
+    using Clock = std::chrono::steady_clock;
+    struct Gap {
+        Clock::time_point from, to;
+    };
+
+    void start()
+    {
+        m_last = Clock::now();
+        m_timer.setTimerType(Qt::PreciseTimer);
+        m_timer.setInterval(1);
+        QObject::connect(&m_timer, &QTimer::timeout, [this] { note(m_mainGaps, m_last); });
+        m_timer.start();
+        m_reference = std::thread([this] {
+            Clock::time_point last = Clock::now();
+            while (!m_stop.load()) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+                note(m_referenceGaps, last);
+            }
+        });
+    }
+
+    void stop()
+    {
+        m_timer.stop();
+        m_stop.store(true);
+        if (m_reference.joinable())
+            m_reference.join();
+        for (const Gap &gap : m_mainGaps) {
+            const double own = toMs(gap.to - gap.from) - coveredMs(gap);
+            if (own > m_worstOwnMs) {
+                m_worstOwnMs = own;
+                m_worstOwnAtS = std::chrono::duration<double>(gap.from - m_began).count();
+            }
+        }
+        for (const Gap &gap : m_referenceGaps)
+            m_worstMachineMs = std::max(m_worstMachineMs, toMs(gap.to - gap.from));
+    }
+
+    double worstOwnMs() const { return m_worstOwnMs; }
+    double worstOwnAtS() const { return m_worstOwnAtS; }
+    double worstMachineMs() const { return m_worstMachineMs; }
+
+private:
+    static double toMs(Clock::duration d) { return std::chrono::duration<double, std::milli>(d).count(); }
+
+    // Lateness beyond the 1 ms interval, kept from a quarter millisecond on.
+    static void note(std::vector<Gap> &gaps, Clock::time_point &last)
+    {
+        const Clock::time_point now = Clock::now();
+        const Clock::time_point due = last + std::chrono::milliseconds(1);
+        if (now - due > std::chrono::microseconds(250))
+            gaps.push_back({ due, now });
+        last = now;
+    }
+
+    // The part of `gap` during which the reference thread was held up too (its gaps do not
+    // overlap one another).
+    double coveredMs(const Gap &gap) const
+    {
+        Clock::duration covered {};
+        for (const Gap &other : m_referenceGaps) {
+            const Clock::time_point from = std::max(gap.from, other.from);
+            const Clock::time_point to = std::min(gap.to, other.to);
+            if (to > from)
+                covered += to - from;
+        }
+        return toMs(covered);
+    }
+
+    const Clock::time_point m_began = Clock::now();
+    Clock::time_point m_last;
+    QTimer m_timer;
+    std::thread m_reference;
+    std::atomic<bool> m_stop { false };
+    std::vector<Gap> m_mainGaps;
+    std::vector<Gap> m_referenceGaps; // written by the reference thread until stop() joins it
+    double m_worstOwnMs = 0;
+    double m_worstOwnAtS = 0;
+    double m_worstMachineMs = 0;
+};
+
 int childMain()
 {
     AdsMacHelper::setInternetProbe([] { return true; });
-    // The responsiveness probe: a precise 1 ms timer; lateness is the time between two
-    // ticks beyond the interval.
-    QElapsedTimer clock;
-    clock.start();
-    qint64 last = 0;
-    qint64 worst = 0;
-    QTimer probe;
-    probe.setTimerType(Qt::PreciseTimer);
-    probe.setInterval(1);
-    QObject::connect(&probe, &QTimer::timeout, [&] {
-        const qint64 now = clock.nsecsElapsed();
-        worst = std::max(worst, now - last - 1000000);
-        last = now;
-    });
+    StallProbe probe;
     probe.start();
-    last = clock.nsecsElapsed();
 
     AdsDownloader *downloader = AdsDownloader::sharedInstance();
     PullingDelegate delegate;
@@ -134,7 +211,9 @@ int childMain()
         { QStringLiteral("banner"), fileName(downloader->bannerURL()) },
         { QStringLiteral("bannerPath"), downloader->bannerURL().toLocalFile() },
         { QStringLiteral("still"), fileName(downloader->interstitialVideoURL()) },
-        { QStringLiteral("stallMs"), double(worst) / 1e6 },
+        { QStringLiteral("stallMs"), probe.worstOwnMs() },
+        { QStringLiteral("stallAtS"), probe.worstOwnAtS() },
+        { QStringLiteral("machineStallMs"), probe.worstMachineMs() },
         { QStringLiteral("maxRssKb"), double(usage.ru_maxrss) },
     };
     // Read last: the getter prepares the next video as a side effect.
@@ -241,6 +320,15 @@ Snapshot snapshot(const QString &root)
     return files;
 }
 
+// A name as ASCII for the report's fixed-width columns: anything else as \uXXXX.
+QString printable(const QString &name)
+{
+    QString out;
+    for (const QChar c : name)
+        out += c.unicode() < 0x80 ? QString(c) : QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
+    return out;
+}
+
 QStringList changedOutside(const Snapshot &before, const Snapshot &after, const QString &allowed)
 {
     QStringList changed;
@@ -307,9 +395,10 @@ private:
     AdServerProcess m_server;
     QTemporaryDir m_ads;
     QString m_cache;
-    // Across runs on this shared 2-core machine the worst row stays under 7 ms, so CTest
-    // fails only on a stall no noise explains (the unsliced body copy once cost 180–650 ms);
-    // scripts/reliability.sh faults judges against one 60 Hz frame (VELMORA_STALL_LIMIT_MS).
+    // Stalls are counted without the moments the whole machine stood still (StallProbe), and
+    // then stay under 7 ms per row here, so CTest fails only on a stall of the framework's own
+    // (the unsliced body copy once cost 180–650 ms); scripts/reliability.sh faults judges
+    // against one 60 Hz frame (VELMORA_STALL_LIMIT_MS).
     int m_stallLimitMs = hangLimitMs;
 
     void writeManifest(const QByteArray &bytes)
@@ -518,13 +607,15 @@ private Q_SLOTS:
         const bool gotAnswered = report.value(QStringLiteral("answered")).toBool();
         const QString bannerPath = report.value(QStringLiteral("bannerPath")).toString();
         const QString outcome = child.finished && child.exitCode == 0 && !report.isEmpty()
-            ? QStringLiteral("table=%1 answered=%2 banner=%3 video=%4 stall=%5ms rss=%6MB outside=%7")
+            ? QStringLiteral("table=%1 answered=%2 banner=%3 video=%4 stall=%5ms@%8s (machine %9) rss=%6MB outside=%7")
                   .arg(gotTable, gotAnswered ? QStringLiteral("yes") : QStringLiteral("no"),
-                       gotBanner.isEmpty() ? QStringLiteral("-") : gotBanner.left(24),
-                       gotVideo.isEmpty() ? QStringLiteral("-") : gotVideo)
+                       gotBanner.isEmpty() ? QStringLiteral("-") : printable(gotBanner.left(24)),
+                       gotVideo.isEmpty() ? QStringLiteral("-") : printable(gotVideo))
                   .arg(stall, 0, 'f', 1)
                   .arg(report.value(QStringLiteral("maxRssKb")).toDouble() / 1024, 0, 'f', 0)
                   .arg(outside.size())
+                  .arg(report.value(QStringLiteral("stallAtS")).toDouble(), 0, 'f', 1)
+                  .arg(report.value(QStringLiteral("machineStallMs")).toDouble(), 0, 'f', 1)
             : QStringLiteral("child died: crashed=%1 exit=%2").arg(child.crashed).arg(child.exitCode);
         // Without the body caps a 100 MB body costs several times its size; with them the
         // process stays well below this even when it reads ahead before abandoning.
