@@ -6,6 +6,7 @@
 
 class NotificationLog;
 class QAbstractButton;
+class QPixmap;
 class QWidget;
 
 // A scripted session for machines without a person. It waits for the ads, shows the splash
@@ -31,6 +32,9 @@ private:
     void showSplash();
     void photographStart();
     void photographVideo();
+    static bool showsAPicture(QWidget *window);
+    static QPixmap picture(QWidget *window);
+    static bool isOnScreen();
     void photographEnd();
     void closeSplash();
     void photographBanners();
@@ -54,6 +58,7 @@ private:
     int m_waitedMs = 0;
     int m_bannerWaitMs = 0;
     int m_closeWaitMs = 0;
+    int m_videoWaitMs = 0;
     bool m_ended = false;
     bool m_endShot = false;
 };
