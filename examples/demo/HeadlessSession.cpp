@@ -147,7 +147,8 @@ void HeadlessSession::photographVideo()
 {
     // On a machine's first GStreamer run the first frame can come seconds late; the end
     // screen comes five seconds into the video.
-    if (isOnScreen() && !showsAPicture(m_main) && m_videoWaitMs < 2000) {
+    const QPixmap shot = picture(m_main);
+    if (isOnScreen() && !showsAPicture(shot) && m_videoWaitMs < 2000) {
         m_videoWaitMs += 250;
         after(250, &HeadlessSession::photographVideo);
         return;
@@ -155,7 +156,7 @@ void HeadlessSession::photographVideo()
     if (m_videoWaitMs > 0)
         m_log->note(
             QStringLiteral("demo: the video's first frame came %1 ms after the planned shot").arg(m_videoWaitMs));
-    shoot(m_main, QStringLiteral("02-video.png"));
+    save(shot, QStringLiteral("02-video.png"));
     // The video is one big button that opens the advertised app's store page.
     if (QAbstractButton *video = splashButton(QStringLiteral("urlButton")))
         video->click();
@@ -163,10 +164,10 @@ void HeadlessSession::photographVideo()
         m_log->note(QStringLiteral("demo: no video to click"));
 }
 
-// Whether the middle of the window, where the video plays, holds anything but black.
-bool HeadlessSession::showsAPicture(QWidget *window)
+// Whether the middle of the picture, where the video plays, holds anything but black.
+bool HeadlessSession::showsAPicture(const QPixmap &shot)
 {
-    const QImage image = picture(window).toImage();
+    const QImage image = shot.toImage();
     const QPoint middle = image.rect().center();
     for (int dx = -100; dx <= 100; dx += 50) {
         const QPoint at = middle + QPoint(dx, dx / 2);
@@ -329,8 +330,13 @@ bool HeadlessSession::isOnScreen()
 
 bool HeadlessSession::shoot(QWidget *window, const QString &name)
 {
+    return save(picture(window), name);
+}
+
+bool HeadlessSession::save(const QPixmap &shot, const QString &name)
+{
     const QString path = QDir(m_out).filePath(name);
-    const bool saved = picture(window).save(path);
+    const bool saved = shot.save(path);
     m_log->note(QStringLiteral("demo: screenshot %1 %2").arg(name, saved ? "saved" : "FAILED"));
     if (saved)
         m_shots << path;

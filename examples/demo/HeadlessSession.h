@@ -32,7 +32,7 @@ private:
     void showSplash();
     void photographStart();
     void photographVideo();
-    static bool showsAPicture(QWidget *window);
+    static bool showsAPicture(const QPixmap &shot);
     static QPixmap picture(QWidget *window);
     static bool isOnScreen();
     void photographEnd();
@@ -45,6 +45,7 @@ private:
     void finish(int code);
     void finishChecked();
     bool shoot(QWidget *window, const QString &name);
+    bool save(const QPixmap &shot, const QString &name);
     QAbstractButton *splashButton(const QString &objectName) const;
 
     QWidget *m_main;

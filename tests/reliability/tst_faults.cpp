@@ -117,12 +117,12 @@ public:
         });
     }
 
+    ~StallProbe() { stopReference(); }
+
     void stop()
     {
         m_timer.stop();
-        m_stop.store(true);
-        if (m_reference.joinable())
-            m_reference.join();
+        stopReference();
         for (const Gap &gap : m_mainGaps) {
             const double own = toMs(gap.to - gap.from) - coveredMs(gap);
             if (own > m_worstOwnMs) {
@@ -139,6 +139,13 @@ public:
     double worstMachineMs() const { return m_worstMachineMs; }
 
 private:
+    void stopReference()
+    {
+        m_stop.store(true);
+        if (m_reference.joinable())
+            m_reference.join();
+    }
+
     static double toMs(Clock::duration d) { return std::chrono::duration<double, std::milli>(d).count(); }
 
     // Lateness beyond the 1 ms interval, kept from a quarter millisecond on.
