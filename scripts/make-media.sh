@@ -277,6 +277,10 @@ make_tests() {
     local d=tests/data/media
     video $d/test-video.mp4 320x180 3 34 '#5c6b7a' '#1f2a33' '#2e9bff' test "Velmora Test" "three-second clip"
     video $d/test-video-short.mp4 320x180 1 34 '#5c6b7a' '#1f2a33' '#2e9bff' test "Velmora Test" "one-second clip"
+    # A clip that ends within a few turns of a session's steps: the short one cut to 0.4 s.
+    ffmpeg -hide_banner -loglevel error -y -i $d/test-video-short.mp4 -t 0.4 \
+        -c:v libx264 -profile:v baseline -level 3.0 -pix_fmt yuv420p -crf 34 -c:a aac -b:a 48k -ac 1 \
+        -map_metadata -1 -fflags +bitexact -movflags +faststart $d/test-video-blink.mp4
     still $d/still.jpg '#5c6b7a' '#1f2a33' '#2e9bff' test "Still Image" "interstitial test picture"
     banner $d/banner.gif '#5c6b7a' '#1f2a33' '#2e9bff' test "Test Banner" "frame one" "frame two" "frame three"
     # What a misconfigured server hands out in place of media: an HTML error page.

@@ -123,6 +123,9 @@ BannerController::BannerController(QObject *parent)
     d->shadow = new BannerShadowEffect(d->shadowBotOfset, d->view);
     d->view->setGraphicsEffect(d->shadow);
     d->view->installEventFilter(this);
+    // A click on the banner is the banner's: neither it nor a double click or a wheel turn
+    // reaches the host's widget underneath.
+    d->view->setAttribute(Qt::WA_NoMousePropagation);
     d->ui->bannerImage->installEventFilter(this);
     connect(d->ui->closeButton, &QAbstractButton::clicked, this, &BannerController::removeBannerAction);
     viewDidLoad();

@@ -1,6 +1,7 @@
 #include <velmora/Velmora.h>
 
 #include "BuildConfig.h"
+#include "facade/FacadeState.h"
 #include "splash/SplashScreenControllerProtocolInput.h"
 #include "support/Switches.h"
 
@@ -17,8 +18,8 @@ namespace velmora {
 
 namespace {
 
-std::atomic<SplashScreenPresenter *> presenter{nullptr};
-std::once_flag presenterOnce;
+std::atomic<SplashScreenPresenter *> presenter { nullptr };
+std::mutex presenterMutex;
 
 // Banner controllers live in host widgets; a destroyed one simply drops out.
 QList<QPointer<BannerController>> banners;
@@ -43,7 +44,7 @@ QString describe(const QUrl &url)
 // Restyles every registered splash screen and records the value for those added later.
 template<typename Value>
 void applyAppearance(void (SplashScreenControllerProtocolInput::*setter)(Value), Value value, const QString &key,
-    const QVariant &stored)
+                     const QVariant &stored)
 {
     Velmora::isInitializedSplashScreenWithLOG_WARNING();
     SplashScreenPresenter *splash = Velmora::SSPresenter();
@@ -100,7 +101,8 @@ void Velmora::removeAdsNow()
 {
     if (!onMainThread()) {
         if (QCoreApplication *app = QCoreApplication::instance())
-            QMetaObject::invokeMethod(app, [] { removeAdsNow(); }, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(
+                app, [] { removeAdsNow(); }, Qt::QueuedConnection);
         return;
     }
     Switches::setADSRemoved(true);
@@ -111,9 +113,7 @@ void Velmora::removeAdsNow()
     banners.clear();
 }
 
-void Velmora::removeADSFromWindow(QWidget *)
-{
-}
+void Velmora::removeADSFromWindow(QWidget *) { }
 
 bool Velmora::isShowSplashScreen()
 {
@@ -122,12 +122,15 @@ bool Velmora::isShowSplashScreen()
 
 SplashScreenPresenter *Velmora::SSPresenter()
 {
-    std::call_once(presenterOnce, [] {
+    if (SplashScreenPresenter *made = presenter.load())
+        return made;
+    const std::lock_guard lock(presenterMutex);
+    if (!presenter.load()) {
         auto *splash = new SplashScreenPresenter;
         splash->setDelayForFirstStart(30);
         splash->starDownLoad();
         presenter.store(splash);
-    });
+    }
     return presenter.load();
 }
 
@@ -146,8 +149,15 @@ void Velmora::showWithouSplash()
 {
     if (isADSRemoved())
         return;
-    SSPresenter()->setWithoutSplash(true);
-    SSPresenter()->needForceShowSplashScreens();
+    // A refused request changes nothing: a flag left on would make a later forced show skip
+    // its start screen.
+    SplashScreenPresenter *splash = SSPresenter();
+    const bool before = splash->withoutSplash();
+    const qint64 started = splash->splashScreenStartCount();
+    splash->setWithoutSplash(true);
+    splash->needForceShowSplashScreens();
+    if (splash->splashScreenStartCount() == started)
+        splash->setWithoutSplash(before);
 }
 
 void Velmora::show()
@@ -323,8 +333,8 @@ void Velmora::setSplashScreenTimerTextColor(const QColor &color)
 
 void Velmora::setSplashScreenTimerBackgroundColor(const QColor &color)
 {
-    applyAppearance<const QColor &>(
-        &Input::setTimerBackgroundColor, color, QStringLiteral("timerBackgroundColor"), color);
+    applyAppearance<const QColor &>(&Input::setTimerBackgroundColor, color, QStringLiteral("timerBackgroundColor"),
+                                    color);
 }
 
 void Velmora::setSplashScreenTimerBorderColor(const QColor &border, const QColor &progress)
@@ -390,13 +400,13 @@ void Velmora::setSplashScreenHiddenBackgroundImage(bool hidden)
 void Velmora::setSplashScreenHiddenBackgroundImageAfterVideo(bool hidden)
 {
     applyAppearance(&Input::setHiddenBackgroundImageAfterVideo, hidden,
-        QStringLiteral("hiddenBackgroundImageAfterVideo"), hidden);
+                    QStringLiteral("hiddenBackgroundImageAfterVideo"), hidden);
 }
 
 void Velmora::setSplashScreenHiddenBackgroundImageBeforeVideo(bool hidden)
 {
     applyAppearance(&Input::setHiddenBackgroundImageBeforeVideo, hidden,
-        QStringLiteral("hiddenBackgroundImageBeforeVideo"), hidden);
+                    QStringLiteral("hiddenBackgroundImageBeforeVideo"), hidden);
 }
 
 // ---- Banners ----------------------------------------------------------------------------------
@@ -516,6 +526,19 @@ bool Velmora::isADSRemoved()
 void Velmora::resetAds()
 {
     Switches::setADSRemoved(false);
+}
+
+void FacadeState::reset()
+{
+    const std::lock_guard lock(presenterMutex);
+    delete presenter.exchange(nullptr);
+    for (const QPointer<BannerController> &banner : std::as_const(banners))
+        delete banner.data();
+    banners.clear();
+    bannerListCreated = false;
+    bannerHeight = 100.0;
+    bannerBottomInset = 0;
+    bannerCenterXInset = 0;
 }
 
 } // namespace velmora

@@ -1,6 +1,7 @@
 #include "splash/SplashScreenController.h"
 
 #include "splash/MediaBackend.h"
+#include "splash/VideoPlayback.h"
 #include "support/HostContent.h"
 
 #include "controls/CloseButtonCell.h"
@@ -135,12 +136,6 @@ void stopFade(QWidget *element)
     }
 }
 
-bool isStatusKnown(const QMediaPlayer *player)
-{
-    const QMediaPlayer::MediaStatus status = player->mediaStatus();
-    return status != QMediaPlayer::NoMedia && status != QMediaPlayer::LoadingMedia;
-}
-
 } // namespace
 
 std::unique_ptr<SplashScreenController> SplashScreenController::initSplashScreenWithWindow(QWidget *window,
@@ -188,6 +183,8 @@ SplashScreenController::SplashScreenController(QObject *parent)
     , m_videoTimerTextOffset { kVideoTimerTextOffset }
     , m_videoTimerMargin { kVideoTimerMargin }
 {
+    m_playback = new VideoPlayback(this);
+    connect(m_playback, &VideoPlayback::ended, this, &SplashScreenController::didVideoEnded);
     setSplashTimerConstraint(&m_videoTimerTextOffset);
     setSpashTimerConstraint1(&m_videoTimerMargin);
     loadView();
@@ -202,6 +199,9 @@ void SplashScreenController::loadView()
     ui->setupUi(m_view);
     m_view->setColor(m_backgroundColor.isValid() ? m_backgroundColor : QColor(Qt::white));
     m_view->installEventFilter(this);
+    // Input aimed at the ad stays with it: a click, double click or wheel turn that no
+    // element takes must not reach the host's widgets behind the splash screen.
+    m_view->setAttribute(Qt::WA_NoMousePropagation);
     connect(m_view, &QObject::destroyed, this, &SplashScreenController::loadView);
     // Deleting a video widget that still renders a player crashes the media backend. This
     // first child of the player view goes before any video widget, also when the host
@@ -233,9 +233,7 @@ void SplashScreenController::applyAppearance()
 
 SplashScreenController::~SplashScreenController()
 {
-    detachVideoOutput();
-    if (m_player)
-        m_player->stop();
+    m_playback->stop();
     if (m_container)
         m_container->removeEventFilter(this);
     if (m_view)
@@ -296,6 +294,13 @@ void SplashScreenController::initViewState()
     ui->removeAdsImageButton->setText(removeAds.split(QLatin1Char(' ')).join(QLatin1Char('\n')).toUpper());
 
     applyStackingOrder();
+    // Pictures, texts and countdowns take no clicks: a click on them is a click on the ad
+    // (urlButton beneath) or on a button, also while they fade out over one.
+    for (QWidget *decoration : { static_cast<QWidget *>(ui->lablesView), static_cast<QWidget *>(ui->iconImageView),
+                                 static_cast<QWidget *>(ui->bgImage), static_cast<QWidget *>(ui->timeVideoLabel),
+                                 static_cast<QWidget *>(ui->videoProgressView),
+                                 static_cast<QWidget *>(ui->interstitialImage), ui->splashScreenPlayerView })
+        decoration->setAttribute(Qt::WA_TransparentForMouseEvents);
 
     for (QWidget *element : { static_cast<QWidget *>(ui->closeButton), ui->splashScreenPlayerView,
                               static_cast<QWidget *>(ui->timeVideoLabel), static_cast<QWidget *>(ui->videoProgressView),
@@ -486,6 +491,7 @@ void SplashScreenController::showStartScreen()
     // Host views added since attaching must not cover the splash screen.
     if (m_view)
         m_view->raise();
+    setInteractive(true);
     swapViewForState(SplashScreenViewStateStart);
 }
 
@@ -500,6 +506,7 @@ void SplashScreenController::showStartVideoWithoutStartScreen()
     setCollectionBehavior(m_oldWindowCollection & kFullScreenAuxiliaryBehavior);
     if (m_view)
         m_view->raise();
+    setInteractive(true);
     swapViewForState(SplashScreenViewStateStart);
 }
 
@@ -510,11 +517,8 @@ void SplashScreenController::showVideo()
     m_canShowEnd = false;
     initVideoLayer();
     swapViewForState(SplashScreenViewStateVideo);
-    m_audio->setMuted(m_muted);
-    m_player->setPosition(0);
     ui->soundButton->setChecked(m_muted);
     fadeHidden(ui->splashScreenPlayerView, false);
-    m_player->play();
 }
 
 void SplashScreenController::showEndScreen()
@@ -562,38 +566,12 @@ void SplashScreenController::prepareNextVideoPart()
     QMetaObject::invokeMethod(
         this,
         [this] {
-            if (m_preparingVideo && makeVideoPart())
+            if (m_preparingVideo && m_playback->prepareStep())
                 prepareNextVideoPart();
             else
                 m_preparingVideo = false;
         },
         Qt::QueuedConnection);
-}
-
-// Makes the next missing part of an unused player; false once it is complete.
-bool SplashScreenController::makeVideoPart()
-{
-    if (!m_unusedPlayer) {
-        discardPlayer();
-        m_player = new QMediaPlayer(this);
-        m_unusedPlayer = true;
-        return true;
-    }
-    if (!m_audio) {
-        m_audio = new QAudioOutput(m_player);
-        m_player->setAudioOutput(m_audio);
-        return true;
-    }
-    // The video widget last, only when the video starts: a video surface made while its
-    // view is hidden never shows its frames on an X screen (and costs under a millisecond).
-    if (!m_playerlayer && !m_preparingVideo) {
-        m_playerlayer = videoWidget();
-        m_playerlayer->setGeometry(videoRect());
-        m_playerlayer->show();
-        m_player->setVideoOutput(m_playerlayer);
-        return true;
-    }
-    return false;
 }
 
 // One video widget serves every showing: Qt 6.4 keeps a window-sized buffer of each video
@@ -611,42 +589,16 @@ QVideoWidget *SplashScreenController::videoWidget()
     return widget;
 }
 
-void SplashScreenController::discardPlayer()
-{
-    if (m_player) {
-        detachVideoOutput();
-        m_player->stop();
-        m_player->deleteLater();
-    }
-    m_player = nullptr;
-    m_audio = nullptr; // the player's child
-    m_unusedPlayer = false;
-    m_playerlayer = nullptr;
-}
-
+// The video widget only when the video starts: a video surface made ahead, while its view
+// is hidden, never shows its frames on an X screen (and costs under a millisecond).
 void SplashScreenController::initVideoLayer()
 {
     m_preparingVideo = false;
     m_prepareAfterPaint = false;
-    while (makeVideoPart()) { }
-    m_unusedPlayer = false; // one player per source
-
-    QMediaPlayer *player = m_player;
-    connect(player, &QMediaPlayer::mediaStatusChanged, this, [this, player](QMediaPlayer::MediaStatus status) {
-        if (player != m_player)
-            return;
-        if (status == QMediaPlayer::EndOfMedia) {
-            didVideoEnded();
-            return;
-        }
-        // A player that finished loading after its splash screen was hidden stays silent.
-        if (!m_playerlayer && (status == QMediaPlayer::LoadedMedia || status == QMediaPlayer::BufferedMedia))
-            player->pause();
-    });
-    connect(player, &QMediaPlayer::errorOccurred, this, [player](QMediaPlayer::Error, const QString &message) {
-        LOG(QStringLiteral("video %1: %2").arg(player->source().toString(), message));
-    });
-    m_player->setSource(m_videoUrl);
+    m_playerlayer = videoWidget();
+    m_playerlayer->setGeometry(videoRect());
+    m_playerlayer->show();
+    m_playback->load(m_videoUrl, m_muted, m_playerlayer);
 }
 
 QVideoWidget *SplashScreenController::playerlayer() const
@@ -654,10 +606,15 @@ QVideoWidget *SplashScreenController::playerlayer() const
     return m_playerlayer;
 }
 
+QMediaPlayer *SplashScreenController::player() const
+{
+    return m_playback->player();
+}
+
 void SplashScreenController::detachVideoOutput()
 {
-    if (m_player)
-        m_player->setVideoOutput(static_cast<QObject *>(nullptr));
+    if (QMediaPlayer *player = m_playback->player())
+        player->setVideoOutput(static_cast<QObject *>(nullptr));
 }
 
 void SplashScreenController::removeVideoLayer()
@@ -670,8 +627,7 @@ void SplashScreenController::removeVideoLayer()
 void SplashScreenController::setMuted(bool muted)
 {
     m_muted = muted;
-    if (m_player && isStatusKnown(m_player))
-        m_audio->setMuted(muted);
+    m_playback->setMuted(muted);
 }
 
 bool SplashScreenController::isMuted() const
@@ -681,17 +637,17 @@ bool SplashScreenController::isMuted() const
 
 // ---- Pause and resume -----------------------------------------------------------------
 
+// Only a video that is on screen and paused plays on: a hidden, finished or failed one
+// stays as it is.
 void SplashScreenController::pauseShowVideo()
 {
-    if (m_player)
-        m_player->pause();
+    m_playback->pause();
     pauseProgressViews();
 }
 
 void SplashScreenController::continueShowVideo()
 {
-    if (m_player)
-        m_player->play();
+    m_playback->play();
     compliteProgressViews();
 }
 
@@ -719,20 +675,29 @@ void SplashScreenController::compliteProgressViews()
 
 // ---- Teardown -------------------------------------------------------------------------
 
+// After a hide nothing of this splash screen plays or takes input, also during its fade.
+// The video widget stays in its view for the next showing.
 void SplashScreenController::hide()
 {
     m_preparingVideo = false;
     m_prepareAfterPaint = false;
-    m_unusedPlayer = false;
-    if (m_player && isStatusKnown(m_player))
-        m_player->pause();
-    detachVideoOutput();
-    // The video widget stays in its view until the next one replaces it.
+    m_playback->stop();
     m_playerlayer = nullptr;
-    if (m_oldResize)
-        restoreWindowSize();
+    // The window gets back the size policy it had before the showing, resizable or not.
+    restoreWindowSize();
     setCollectionBehavior(kFullScreenPrimaryBehavior);
+    setInteractive(false);
     fadeHidden(m_view, true);
+}
+
+// Buttons that take no input let it through to the root view, which keeps it.
+void SplashScreenController::setInteractive(bool on)
+{
+    for (QWidget *button :
+         { static_cast<QWidget *>(ui->urlButton), static_cast<QWidget *>(ui->closeButton),
+           static_cast<QWidget *>(ui->removeAdsButton), static_cast<QWidget *>(ui->removeAdsImageButton),
+           static_cast<QWidget *>(ui->soundButton) })
+        button->setAttribute(Qt::WA_TransparentForMouseEvents, !on);
 }
 
 void SplashScreenController::removeFromWindow()
@@ -791,6 +756,8 @@ void SplashScreenController::setWindow(QWidget *window)
     m_view->hide();
     m_view->raise();
     container->installEventFilter(this);
+    if (m_view->parentWidget() != container)
+        m_view->parentWidget()->installEventFilter(this);
     applyFrame();
 }
 
@@ -813,7 +780,8 @@ void SplashScreenController::applyFrame()
 void SplashScreenController::saveWindowBehavior()
 {
     m_oldWindowCollection = collectionBehavior(m_window);
-    // While our own lock holds, the window is as resizable as it was before it.
+    // Read at every showing (the host may have changed it since); while our own lock holds,
+    // the window is as resizable as it was before it.
     if (!m_sizeLocked)
         m_oldResize = isResizable(m_window);
 }
@@ -866,6 +834,13 @@ bool SplashScreenController::eventFilter(QObject *watched, QEvent *event)
     if (event->type() == QEvent::Paint && m_prepareAfterPaint && watched == m_view) {
         m_prepareAfterPaint = false;
         prepareNextVideoPart();
+    }
+    // A view the host (or a banner) adds over a showing splash screen goes beneath it, once
+    // its own set-up, which may raise it, is done.
+    if (event->type() == QEvent::ChildAdded && m_view && watched == m_view->parentWidget()
+        && !isElementHidden(m_view)) {
+        QMetaObject::invokeMethod(
+            m_view, [view = m_view] { view->raise(); }, Qt::QueuedConnection);
     }
     if (event->type() == QEvent::Resize || event->type() == QEvent::Move) {
         if (watched == m_container)

@@ -27,6 +27,7 @@ namespace velmora {
 class ColoredView;
 class SplashScreenLabelsView;
 class TimeProgressView;
+class VideoPlayback;
 
 // The splash screen of one host window: a view tree (SplashScreenController.ui) laid over
 // the window's content that shows the start screen, the video ad and the end screen, and
@@ -141,8 +142,6 @@ public:
     void initVideoLayer();
     void removeVideoLayer();
     void prepareNextVideoPart();
-    bool makeVideoPart();
-    void discardPlayer();
     QVideoWidget *videoWidget();
 
     // Button actions.
@@ -163,7 +162,9 @@ public:
     bool didInitState() const { return m_didInitState; }
     unsigned int oldWindowCollection() const { return m_oldWindowCollection; }
     bool oldResize() const { return m_oldResize; }
-    QMediaPlayer *player() const { return m_player; }
+    // The player of the current video, or of the next one while it is made ahead.
+    QMediaPlayer *player() const;
+    VideoPlayback *playback() const { return m_playback; }
     // The video widget, from showVideo until hide.
     QVideoWidget *playerlayer() const;
 
@@ -226,6 +227,7 @@ private:
     void applySoundImage();
     void detachVideoOutput();
     void applyIconIfUnset();
+    void setInteractive(bool on);
     template<typename Call> bool postToMainThread(Call call);
 
     std::unique_ptr<Ui::SplashScreenController> ui;
@@ -234,11 +236,8 @@ private:
     QPointer<QWidget> m_container;
     SplashScreenControllerProtocolOutput *m_output = nullptr;
 
-    QMediaPlayer *m_player = nullptr;
-    QAudioOutput *m_audio = nullptr;
+    VideoPlayback *m_playback = nullptr;
     QPointer<QVideoWidget> m_playerlayer;
-    // A player made ahead of the video phase that has no source yet.
-    bool m_unusedPlayer = false;
     bool m_preparingVideo = false;
     bool m_prepareAfterPaint = false;
     QUrl m_videoUrl;

@@ -12,8 +12,8 @@
 #include "splash/SplashScreenControllerProtocolInput.h"
 #include "splash/SplashScreenControllerProtocolOutput.h"
 #include "support/Clock.h"
-#include "support/Switches.h"
 #include "support/PoolTask.h"
+#include "support/Switches.h"
 
 #include <QApplication>
 #include <QColor>
@@ -24,6 +24,7 @@
 #include <QThreadPool>
 #include <QWidget>
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -215,6 +216,8 @@ public:
 
     double startTimerDate = 0;
     double timeDuration = 0;
+    // Whether this sequence's close button came: a video that ends first leaves it due.
+    bool closeButtonShown = false;
 
     // One-shot timers delete themselves after firing, so a fired timer reads as none.
     QPointer<Timer> firstStartTimer;
@@ -309,8 +312,14 @@ void SplashScreenPresenter::Private::startSequence(qint64 total, double secondsT
     needShow = false;
     waitTimeLeft = false;
     show = true;
+    // The active controller may belong to a window removed since it became key; its view is
+    // out of every window, and showing it would open a window of its own.
+    const bool activeRegistered
+        = std::any_of(registrations.begin(), registrations.end(),
+                      [this](const Registration &r) { return r.controller == activeSplashScreenController; });
     splashScreenControllerWithVideo
-        = activeSplashScreenController ? activeSplashScreenController : registrations.front().controller;
+        = activeRegistered ? activeSplashScreenController : registrations.front().controller;
+    closeButtonShown = false;
     startTimerDate = Clock::current().now();
     timeDuration = 0;
     passedTime = 0;
@@ -387,12 +396,20 @@ void SplashScreenPresenter::resumeSplashScreen()
             invalidate(d->resumeTickTimer);
             d->resumeTickTimer = d->schedule(toNextTick, false, &SplashScreenPresenter::resumeTimer);
         }
+        // Without the start screen the video is due at once, also after a pause.
         if (state == SplashScreenStateStart)
-            startWaitVideoTimer(double(d->loadTime) - d->timeDuration);
+            startWaitVideoTimer(double(d->withoutSplash ? 0 : d->loadTime) - d->timeDuration);
         else if (state == SplashScreenStateVideo)
             startVideoTimerWithTime(double((d->withoutSplash ? 0 : d->loadTime) + kVideoSeconds) - d->timeDuration);
         else if (state == SplashScreenStateVideoCloseButton)
             d->forEachController([](Controller &controller) { controller.continueShowVideo(); });
+        else if (state == SplashScreenStateEnd && !d->closeButtonShown) {
+            // The video ended before its close button, and the pause cancelled the timer
+            // that would show it: without this the window stays covered with no way out.
+            d->startTimerDate = Clock::current().now();
+            const double due = double((d->withoutSplash ? 0 : d->loadTime) + kVideoSeconds);
+            d->videoTimer = d->schedule(due - d->timeDuration, false, &SplashScreenPresenter::showCloseButton);
+        }
     }
     if (d->needShow)
         forceShowSplashScreens();
@@ -525,6 +542,7 @@ bool SplashScreenPresenter::Private::canPlayVideo() const
 void SplashScreenPresenter::showCloseButton()
 {
     d->stateSplashScreen = SplashScreenStateVideoCloseButton;
+    d->closeButtonShown = true;
     stopVideo();
 }
 
@@ -616,7 +634,9 @@ bool SplashScreenPresenter::addSplashScreenForWindow(QWidget *window, bool unity
 {
     if (!window || d->controllerWithWindow(window))
         return false;
-    if (d->registrations.empty())
+    // A waiting period that runs when the list has emptied (the host removed or destroyed
+    // its last window) goes on: a new first-start delay would cut it short.
+    if (d->registrations.empty() && !(d->prepareTimer && d->prepareTimer->isValid()))
         d->firstStartTimer = d->schedule(double(d->delayForFirstStart), false, &SplashScreenPresenter::endWaitTimer);
     ControllerRef controller = d->factory(window, unity);
     if (!controller)
@@ -650,10 +670,13 @@ bool SplashScreenPresenter::addSplashScreenForWindow(QWidget *window, bool unity
 
 void SplashScreenPresenter::removeSplashScreenWithWindow(QWidget *window)
 {
-    // The sequence goes on, also without windows or without its video controller.
+    // The sequence goes on, also without windows or without its video controller. A window
+    // still observed after every splash screen was removed is let go too.
     const ControllerRef controller = d->controllerWithWindow(window);
-    if (!controller)
+    if (!controller) {
+        deregistrationNotificationForWindow(window);
         return;
+    }
     if (controller == d->splashScreenControllerWithVideo)
         d->splashScreenControllerWithVideo.reset();
     controller->hide();
@@ -669,13 +692,19 @@ void SplashScreenPresenter::Private::removeRegistration(const QObject *window)
 
 void SplashScreenPresenter::removeAllSplashScreens()
 {
-    // The windows stay observed and no timer stops; the next registration starts the
-    // first-start delay again.
+    // The windows stay observed; the next registration starts the first-start delay again.
+    // The running sequence's timers end with it, or a later showing would run beside them.
     d->forEachController([](Controller &controller) {
         controller.hide();
         controller.removeFromWindow();
     });
     d->show = false;
+    stopTickTimer();
+    invalidate(d->videoTimer);
+    d->videoTimer = nullptr;
+    invalidate(d->resumeTickTimer);
+    d->resumeTickTimer = nullptr;
+    d->splashScreenControllerWithVideo.reset();
     d->registrations.clear();
 }
 

@@ -124,7 +124,7 @@ void TimeProgressView::startTicking()
     // A hidden ring does not tick; showEvent starts it.
     if (!isVisible())
         return;
-    m_timer = Timer::scheduled(double(m_countSec) / 100, true, this, [this] { refresh(); });
+    m_timer = Timer::scheduled(double(m_countSec) / 100, true, this, [this] { step(); });
     setGodTimer(m_timer);
 }
 
@@ -180,16 +180,22 @@ QSize TimeProgressView::sizeHint() const
     return { 64, 64 };
 }
 
+// One step of the countdown per tick. Fades, the label over the ring and the host repaint
+// it many times more, so painting only reads the step.
+void TimeProgressView::step()
+{
+    m_val1 = static_cast<qint64>(static_cast<quint64>(m_val1) + 1u);
+    refresh();
+    if (m_val1 == 100)
+        stop();
+}
+
 void TimeProgressView::paintEvent(QPaintEvent *)
 {
-    // Every paint is one step of the countdown, whatever caused it.
-    m_val1 = static_cast<qint64>(static_cast<quint64>(m_val1) + 1u);
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     draw(painter, computeGeometry(rect(), m_val1, m_widthBorder, m_widthProgress), m_backgroundColor,
          m_backgroundProgressColor, m_progressColor);
-    if (m_val1 == 100)
-        stop();
 }
 
 void TimeProgressView::showEvent(QShowEvent *event)

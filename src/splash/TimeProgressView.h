@@ -11,8 +11,8 @@ namespace velmora {
 class Timer;
 
 // The circular countdown: a disc with a ring on its edge whose elapsed part grows
-// clockwise from twelve o'clock. Each paint advances the countdown by one step of a
-// hundred; a repeating tick of countSec / 100 seconds asks for those paints.
+// clockwise from twelve o'clock, one step of a hundred on each tick of countSec / 100
+// seconds. Painting draws the current step and changes nothing.
 class TimeProgressView : public QWidget {
     Q_OBJECT
     Q_PROPERTY(QColor backgroundColor READ backgroundColor WRITE setBackgroundColor)
@@ -76,6 +76,7 @@ protected:
 private:
     void startTicking();
     void stopTimer();
+    void step();
 
     QColor m_backgroundColor;
     QColor m_backgroundProgressColor;

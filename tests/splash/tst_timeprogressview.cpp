@@ -80,8 +80,8 @@ private Q_SLOTS:
             << QColor(220, 30, 30) << QColor(20, 60, 230) << 14.0 << 6.0;
     }
 
-    // Started from 5 of 10 the ring holds step 50; its first paint shows step 51: 183°.
-    void firstPaintAfterStartDrawsTheNextStep()
+    // Started from 5 of 10 the ring holds step 50, and paints show it (180°) until a tick.
+    void paintsDrawTheStepWithoutMovingIt()
     {
         QFETCH(QColor, track);
         QFETCH(QColor, progress);
@@ -98,20 +98,21 @@ private Q_SLOTS:
         ring.startTimerFromSec(5, 10);
         QCOMPARE(ring.val1(), qint64(50));
 
+        ring.grab();
         const QImage image = ring.grab().toImage();
-        QCOMPARE(ring.val1(), qint64(51));
+        QCOMPARE(ring.val1(), qint64(50));
         const auto geometry = TimeProgressView::computeGeometry(ring.rect(), ring.val1(), widthBorder, widthProgress);
-        QCOMPARE(geometry.sweep, qint64(183));
+        QCOMPARE(geometry.sweep, qint64(180));
 
         const QPointF c = geometry.centre;
         const double inTrack = 150 - widthBorder / 2;
         const double inProgressOnly = 150 - widthBorder - widthProgress / 2;
         QCOMPARE(pixelAt(image, c, 0, 0), disc);
-        // Elapsed: clockwise from twelve o'clock to 90 - 183 = -93 degrees.
+        // Elapsed: clockwise from twelve o'clock to 90 - 180 = -90 degrees.
         QCOMPARE(pixelAt(image, c, 80, inTrack), progress);
         QCOMPARE(pixelAt(image, c, -45, inTrack), progress);
-        QCOMPARE(pixelAt(image, c, -91.5, inTrack), progress);
-        QCOMPARE(pixelAt(image, c, -91.5, inProgressOnly), progress);
+        QCOMPARE(pixelAt(image, c, -88.5, inTrack), progress);
+        QCOMPARE(pixelAt(image, c, -88.5, inProgressOnly), progress);
         // Not yet elapsed: the thinner track, the disc inside it.
         QCOMPARE(pixelAt(image, c, -95, inTrack), track);
         QCOMPARE(pixelAt(image, c, 135, inTrack), track);
@@ -119,17 +120,6 @@ private Q_SLOTS:
         QCOMPARE(pixelAt(image, c, 135, inProgressOnly), disc);
         // Nothing outside the disc.
         QCOMPARE(image.pixelColor(2, 2).alpha(), 0);
-    }
-
-    void everyPaintIsOneStep()
-    {
-        TimeProgressView ring;
-        ring.resize(60, 60);
-        ring.startTimerFromSec(0, 10);
-        ring.grab();
-        ring.grab();
-        ring.grab();
-        QCOMPARE(ring.val1(), qint64(3));
     }
 
     void ticksAHundredTimesPerCountdownAndStopsWhenFull()
@@ -173,7 +163,7 @@ private Q_SLOTS:
         QCOMPARE(ring.val1(), qint64(150));
         ring.grab();
         QVERIFY(ring.timer());
-        QCOMPARE(TimeProgressView::computeGeometry(ring.rect(), ring.val1(), 2, 4).sweep, qint64(543));
+        QCOMPARE(TimeProgressView::computeGeometry(ring.rect(), ring.val1(), 2, 4).sweep, qint64(540));
     }
 
     void stopThenCompliteContinuesFromTheSameStep()
@@ -184,20 +174,19 @@ private Q_SLOTS:
         ring.startTimerFromSec(4, 8);
         ring.stop();
         QVERIFY(!ring.timer());
-        // The start itself asked for one paint.
         QCoreApplication::processEvents();
-        QCOMPARE(ring.val1(), qint64(51));
+        QCOMPARE(ring.val1(), qint64(50));
         m_clock.advance(5);
         QCoreApplication::processEvents();
-        QCOMPARE(ring.val1(), qint64(51));
+        QCOMPARE(ring.val1(), qint64(50));
 
         ring.complite();
-        QCOMPARE(ring.val1(), qint64(51));
+        QCOMPARE(ring.val1(), qint64(50));
         QVERIFY(ring.timer());
         QVERIFY(qFuzzyCompare(ring.timer()->timeInterval(), 0.08));
         m_clock.advance(0.08);
         QCoreApplication::processEvents();
-        QCOMPARE(ring.val1(), qint64(52));
+        QCOMPARE(ring.val1(), qint64(51));
     }
 
     // An end of 0 divides by zero; the ring must survive it and keep ticking at once.

@@ -1,0 +1,705 @@
+#include "HostSession.h"
+
+#include "controls/BannerImageView.h"
+#include "controls/ColoredView.h"
+#include "facade/FacadeState.h"
+#include "splash/SplashScreenController.h"
+#include "splash/SplashScreenLabelsView.h"
+#include "splash/TimeProgressView.h"
+
+#include <velmora/BannerController.h>
+#include <velmora/NotificationCenter.h>
+#include <velmora/Notifications.h>
+#include <velmora/SplashScreenPresenter.h>
+#include <velmora/Timer.h>
+#include <velmora/Velmora.h>
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QMediaPlayer>
+#include <QProcess>
+#include <QPropertyAnimation>
+#include <QRandomGenerator>
+#include <QWheelEvent>
+#include <QtTest>
+
+namespace velmora::test {
+
+namespace {
+
+const char *const kHostProperty = "velmoraTestHost";
+
+using P = SplashScreenPresenter;
+
+bool isInput(QEvent::Type type)
+{
+    switch (type) {
+    case QEvent::MouseButtonPress:
+    case QEvent::MouseButtonRelease:
+    case QEvent::MouseButtonDblClick:
+    case QEvent::Wheel:
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool timerPending(const Timer *timer)
+{
+    return timer && timer->isValid();
+}
+
+QString name(const QWidget *widget)
+{
+    if (!widget)
+        return QStringLiteral("(none)");
+    const QString object = widget->objectName();
+    return QString::fromLatin1(widget->metaObject()->className())
+        + (object.isEmpty() ? QString() : QLatin1Char(' ') + object);
+}
+
+// Whether a visible widget of a host window belongs to the host rather than to Velmora.
+bool isHostWidget(const QWidget *widget)
+{
+    return widget->property(kHostProperty).toBool();
+}
+
+bool isFadingOut(const QWidget *widget)
+{
+    for (const QWidget *w = widget; w; w = w->parentWidget()) {
+        for (const QPropertyAnimation *fade :
+             w->findChildren<QPropertyAnimation *>(QString(), Qt::FindDirectChildrenOnly)) {
+            if (fade->state() == QAbstractAnimation::Running && fade->endValue().toDouble() == 0.0)
+                return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+bool HostCanvas::event(QEvent *event)
+{
+    if (isInput(event->type())) {
+        ++inputEvents;
+        event->accept();
+        return true;
+    }
+    return QWidget::event(event);
+}
+
+HostSession::HostSession(const Clips &clips)
+    : m_clips(clips)
+{
+    Clock::install(&m_clock);
+    FacadeState::reset();
+    Velmora::resetAds();
+    Velmora::setARCToWindows(false);
+    m_other = std::make_unique<QWidget>();
+    m_other->setProperty(kHostProperty, true);
+    m_other->setWindowTitle(QStringLiteral("unregistered window"));
+    m_other->resize(200, 150);
+    m_other->show();
+    m_listener = QObject::connect(NotificationCenter::defaultCenter(), &NotificationCenter::notificationPosted,
+                                  [this](const QString &name, const QVariant &) { m_posted << name; });
+}
+
+HostSession::~HostSession()
+{
+    QObject::disconnect(m_listener);
+    FacadeState::reset();
+    for (QPointer<QWidget> &window : m_windows)
+        delete window.data();
+    m_other.reset();
+    Velmora::resetAds();
+    Velmora::setARCToWindows(false);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCoreApplication::processEvents();
+    Clock::install(nullptr);
+}
+
+// ---- Steps ------------------------------------------------------------------------------
+
+QStringList HostSession::randomSteps(quint32 seed, int count)
+{
+    QRandomGenerator random(seed);
+    const auto pick = [&random](const QStringList &from) { return from.at(int(random.bounded(from.size()))); };
+    const auto slot = [&random] { return QString::number(random.bounded(kWindows)); };
+    const QStringList elements { QStringLiteral("close"),          QStringLiteral("removeads"),
+                                 QStringLiteral("removeadsvideo"), QStringLiteral("video"),
+                                 QStringLiteral("sound"),          QStringLiteral("banner"),
+                                 QStringLiteral("bannerclose"),    QStringLiteral("close") };
+    struct Kind {
+        int weight;
+        std::function<QString()> make;
+    };
+    const std::vector<Kind> kinds {
+        { 18,
+          [&] {
+              return QStringLiteral("time %1").arg(pick({ "0.1", "0.5", "1", "1.5", "2.5", "4", "7" }));
+          } },
+        { 3,
+          [&] {
+              return QStringLiteral("media %1").arg(pick({ "10", "40", "120" }));
+          } },
+        { 6, [] { return QStringLiteral("force"); } },
+        { 4, [] { return QStringLiteral("show"); } },
+        { 3, [] { return QStringLiteral("without"); } },
+        { 1, [] { return QStringLiteral("refresh"); } },
+        { 4, [&] { return QStringLiteral("open ") + slot(); } },
+        { 5, [&] { return QStringLiteral("register ") + slot(); } },
+        { 2, [&] { return QStringLiteral("unregister ") + slot(); } },
+        { 1, [&] { return QStringLiteral("destroy ") + slot(); } },
+        { 1, [&] { return QStringLiteral("closewindow ") + slot(); } },
+        { 1,
+          [&] {
+              return QStringLiteral("arc ") + pick({ "0", "1" });
+          } },
+        { 8,
+          [&] {
+              return QStringLiteral("activate ") + pick({ "0", "1", "2", "3", "0", "1", "other", "none" });
+          } },
+        { 14, [&] { return QStringLiteral("click %1 %2").arg(slot(), pick(elements)); } },
+        { 3, [&] { return QStringLiteral("dclick %1 %2").arg(slot(), pick(elements)); } },
+        { 3, [&] { return QStringLiteral("wheel %1 %2").arg(slot(), pick(elements)); } },
+        { 2, [] { return QStringLiteral("removeads"); } },
+        { 2, [] { return QStringLiteral("resetads"); } },
+        { 2,
+          [&] {
+              return QStringLiteral("loadtime ") + pick({ "0", "1", "2", "5", "8", "16", "-1" });
+          } },
+        { 1,
+          [&] {
+              return QStringLiteral("waittime ") + pick({ "0", "1", "10", "120" });
+          } },
+        { 1,
+          [&] {
+              return QStringLiteral("delay ") + pick({ "0", "1", "30" });
+          } },
+        { 1,
+          [&] {
+              return QStringLiteral("hidebutton %1 %2").arg(pick({ "before", "after" }), pick({ "0", "1" }));
+          } },
+        { 1,
+          [&] {
+              return QStringLiteral("topinset ") + pick({ "0", "12.7", "40" });
+          } },
+        { 2,
+          [&] {
+              return QStringLiteral("resizable %1 %2").arg(slot(), pick({ "0", "1" }));
+          } },
+        { 2, [&] { return QStringLiteral("banner ") + slot(); } },
+        { 1,
+          [&] {
+              return QStringLiteral("video ") + pick({ "blink", "short", "long", "none" });
+          } },
+    };
+    int total = 0;
+    for (const Kind &kind : kinds)
+        total += kind.weight;
+
+    // Every session starts as a host would: a video, one window registered and key.
+    QStringList steps { QStringLiteral("video ") + pick({ "blink", "short", "long" }), QStringLiteral("delay 0"),
+                        QStringLiteral("open 0"), QStringLiteral("register 0") };
+    while (steps.size() < count + 4) {
+        int roll = int(random.bounded(total));
+        for (const Kind &kind : kinds) {
+            if (roll < kind.weight) {
+                steps << kind.make();
+                break;
+            }
+            roll -= kind.weight;
+        }
+    }
+    // Once the ads are removed nothing of the framework may sound.
+    steps << QStringLiteral("removeads") << QStringLiteral("audio");
+    return steps;
+}
+
+QString HostSession::run(const QString &step)
+{
+    const QStringList words = step.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    if (words.isEmpty())
+        return QStringLiteral("empty step");
+    m_posted.clear();
+    m_clickSource = ClickSource::None;
+    m_forcedStep = words.first() == QLatin1String("force") || words.first() == QLatin1String("without");
+    m_withoutStep = words.first() == QLatin1String("without");
+    QElapsedTimer elapsed;
+    elapsed.start();
+    const QString error = perform(words);
+    if (!error.isEmpty())
+        return error;
+    settle();
+    const QString broken = check();
+    // A soft show asked for while ready but without a key window starts at an activation.
+    m_softShowPending = Velmora::SSPresenter()->isNeedShow();
+    s_costs[words.first()] += elapsed.nsecsElapsed();
+    return broken;
+}
+
+QMap<QString, qint64> HostSession::s_costs;
+
+QString HostSession::perform(const QStringList &words)
+{
+    const QString &op = words.first();
+    const auto number = [&words](int i) { return words.value(i).toDouble(); };
+    const auto slotOf = [&words]() { return qBound(0, words.value(1).toInt(), kWindows - 1); };
+
+    if (op == QLatin1String("time")) {
+        advance(number(1));
+    } else if (op == QLatin1String("media")) {
+        pumpRealTime(int(number(1)));
+    } else if (op == QLatin1String("audio")) {
+        return checkAudioStreams();
+    } else if (op == QLatin1String("force")) {
+        Velmora::forceShow();
+    } else if (op == QLatin1String("show")) {
+        Velmora::show();
+    } else if (op == QLatin1String("without")) {
+        Velmora::showWithouSplash();
+    } else if (op == QLatin1String("refresh")) {
+        Velmora::refreshWaitAgain();
+    } else if (op == QLatin1String("open")) {
+        openWindow(slotOf());
+    } else if (op == QLatin1String("register")) {
+        if (QWidget *window = windowAt(slotOf()))
+            Velmora::addSplashScreenToWindow(window);
+    } else if (op == QLatin1String("unregister")) {
+        if (QWidget *window = windowAt(slotOf()))
+            Velmora::removeSplashScreenFromWindow(window);
+    } else if (op == QLatin1String("destroy")) {
+        delete windowAt(slotOf());
+    } else if (op == QLatin1String("closewindow")) {
+        if (QWidget *window = windowAt(slotOf()))
+            window->close();
+    } else if (op == QLatin1String("arc")) {
+        Velmora::setARCToWindows(number(1) != 0);
+    } else if (op == QLatin1String("activate")) {
+        QWidget *target = words.value(1) == QLatin1String("other") ? m_other.get()
+            : words.value(1) == QLatin1String("none")              ? nullptr
+                                                                   : windowAt(slotOf());
+        if (target) {
+            target->activateWindow();
+            QApplication::setActiveWindow(target);
+        } else if (words.value(1) == QLatin1String("none")) {
+            QApplication::setActiveWindow(nullptr);
+        }
+    } else if (op == QLatin1String("click") || op == QLatin1String("dclick") || op == QLatin1String("wheel")) {
+        return input(words);
+    } else if (op == QLatin1String("removeads")) {
+        Velmora::removeAdsNow();
+        m_sequence = Sequence::Idle;
+    } else if (op == QLatin1String("resetads")) {
+        Velmora::resetAds();
+    } else if (op == QLatin1String("loadtime")) {
+        Velmora::setSplashScreenLoadTime(qint64(number(1)));
+        if (m_sequence != Sequence::Idle) {
+            const double load = double(Velmora::SSPresenter()->loadTime());
+            m_closeDue = qMax(m_closeDue, load + 5);
+            m_videoDue = qMin(m_videoDue, m_withoutSplash ? 0 : load);
+        }
+    } else if (op == QLatin1String("waittime")) {
+        Velmora::setSplashScreenWaitingVideoTimeSeconds(qint64(number(1)));
+    } else if (op == QLatin1String("delay")) {
+        Velmora::setSplashScreenDelay(number(1));
+    } else if (op == QLatin1String("hidebutton")) {
+        if (words.value(1) == QLatin1String("before"))
+            Velmora::setSplashScreenHiddenButtonBeforeVideo(number(2) != 0);
+        else
+            Velmora::setSplashScreenHiddenButtonAfterVideo(number(2) != 0);
+    } else if (op == QLatin1String("topinset")) {
+        Velmora::setSplashScreenTopInset(number(1));
+    } else if (op == QLatin1String("resizable")) {
+        // The host changes its window's size policy only between showings, so that what a
+        // close must restore is plain.
+        const int slot = slotOf();
+        QWidget *window = windowAt(slot);
+        if (window && !Velmora::SSPresenter()->isShow()) {
+            m_resizable[slot] = number(2) != 0;
+            if (m_resizable[slot]) {
+                window->setMinimumSize(160, 120);
+                window->setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
+            } else {
+                window->setFixedSize(window->size());
+            }
+        }
+    } else if (op == QLatin1String("banner")) {
+        if (QWidget *window = windowAt(slotOf()))
+            Velmora::addBannerForWindow(window);
+    } else if (op == QLatin1String("video")) {
+        const QString which = words.value(1);
+        const QUrl clip = which == QLatin1String("blink") ? m_clips.blink
+            : which == QLatin1String("short")             ? m_clips.shortClip
+            : which == QLatin1String("long")              ? m_clips.longClip
+                                                          : QUrl();
+        Velmora::setDefaultVideoURL(clip, QStringLiteral("id4242"));
+    } else {
+        return QStringLiteral("unknown step");
+    }
+    return {};
+}
+
+// A click, double click or wheel turn at the centre of one element of a window's splash
+// screen or banner, delivered to the window as the platform would, so that it lands on
+// whatever is on top there. Input aimed at an ad must not reach the host.
+QString HostSession::input(const QStringList &words)
+{
+    const int slot = qBound(0, words.value(1).toInt(), kWindows - 1);
+    QWidget *window = windowAt(slot);
+    QWidget *target = element(slot, words.value(2));
+    if (!window || !target || !window->isVisible() || !window->windowHandle())
+        return {};
+    const QPoint point = target->mapTo(window, target->rect().center());
+    QWidget *under = window->childAt(point);
+    if (!under)
+        return {};
+    const bool aimedAtAd = !isHostWidget(under);
+    // Whatever is on top at that point takes the input, whichever element was aimed at.
+    BannerController *banner = Velmora::isADSRemoved() ? nullptr : Velmora::BControllFromWindow(window);
+    SplashScreenController *splash = controllerOf(slot);
+    for (const QWidget *w = under; w; w = w->parentWidget()) {
+        if (banner && w == banner->view())
+            m_clickSource = ClickSource::Banner;
+        else if (splash && w == splash->view())
+            m_clickSource = ClickSource::Splash;
+    }
+    HostCanvas *canvas = m_canvases[size_t(slot)];
+    const int before = canvas ? canvas->inputEvents : 0;
+
+    const QString &op = words.first();
+    if (op == QLatin1String("click")) {
+        QTest::mouseClick(window->windowHandle(), Qt::LeftButton, {}, point);
+    } else if (op == QLatin1String("dclick")) {
+        QTest::mouseDClick(window->windowHandle(), Qt::LeftButton, {}, point, 0);
+    } else {
+        const QPointF local = under->mapFrom(window, point);
+        QWheelEvent wheel(local, window->mapToGlobal(point), QPoint(), QPoint(0, -120), Qt::NoButton, {},
+                          Qt::NoScrollPhase, false);
+        QApplication::sendEvent(under, &wheel);
+    }
+    // The click may have taken the window away.
+    canvas = m_canvases[size_t(slot)];
+    if (aimedAtAd && canvas && canvas->inputEvents != before)
+        return QStringLiteral("input aimed at %1 reached the host's canvas").arg(name(under));
+    return {};
+}
+
+void HostSession::openWindow(int slot)
+{
+    if (m_windows[size_t(slot)])
+        return;
+    auto *window = new QWidget;
+    window->setProperty(kHostProperty, true);
+    window->setWindowTitle(QStringLiteral("host window %1").arg(slot));
+    window->resize(480 + 40 * slot, 360);
+    auto *canvas = new HostCanvas(window);
+    canvas->setProperty(kHostProperty, true);
+    canvas->setGeometry(0, 0, 2000, 2000);
+    m_windows[size_t(slot)] = window;
+    m_canvases[size_t(slot)] = canvas;
+    m_resizable[size_t(slot)] = true;
+    window->show();
+    window->activateWindow();
+    QApplication::setActiveWindow(window);
+}
+
+// Virtual time passes; the sequence's clock runs only while one of its windows is key.
+void HostSession::advance(double seconds)
+{
+    const bool running = sequenceHasFocus();
+    m_clock.advance(seconds);
+    if (running)
+        m_running += seconds;
+}
+
+// Real time for the media backend: the player decodes, plays and ends on the wall clock.
+void HostSession::pumpRealTime(int milliseconds)
+{
+    QElapsedTimer elapsed;
+    elapsed.start();
+    while (elapsed.elapsed() < milliseconds)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+}
+
+// Deferred focus steps and deletions, as the next turns of the host's loop would run them.
+void HostSession::settle()
+{
+    for (int i = 0; i < 3; ++i) {
+        QCoreApplication::processEvents();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+}
+
+QWidget *HostSession::windowAt(int slot) const
+{
+    return m_windows[size_t(qBound(0, slot, kWindows - 1))];
+}
+
+SplashScreenController *HostSession::controllerOf(int slot) const
+{
+    QWidget *window = windowAt(slot);
+    if (!window)
+        return nullptr;
+    return dynamic_cast<SplashScreenController *>(Velmora::SSPresenter()->splashScreenControllerWithWindow(window));
+}
+
+QWidget *HostSession::element(int slot, const QString &which) const
+{
+    if (which.startsWith(QLatin1String("banner"))) {
+        BannerController *banner = Velmora::isADSRemoved() ? nullptr : Velmora::BControllFromWindow(windowAt(slot));
+        if (!banner)
+            return nullptr;
+        return which == QLatin1String("banner") ? static_cast<QWidget *>(banner->bannerImage()) : banner->closeButton();
+    }
+    SplashScreenController *controller = controllerOf(slot);
+    if (!controller)
+        return nullptr;
+    if (which == QLatin1String("close"))
+        return controller->closeButton();
+    if (which == QLatin1String("removeads"))
+        return controller->removeAdsButton();
+    if (which == QLatin1String("removeadsvideo"))
+        return controller->removeAdsImageButton();
+    if (which == QLatin1String("sound"))
+        return controller->soundButton();
+    return controller->urlButton();
+}
+
+// Every controller the presenter can still address, also one whose window was removed.
+QList<SplashScreenController *> HostSession::liveControllers() const
+{
+    P *presenter = Velmora::SSPresenter();
+    QList<SplashScreenController *> all;
+    QList<P::Controller *> candidates = presenter->SSControllers();
+    candidates << presenter->activeSplashScreenController() << presenter->splashScreenControllerWithVideo();
+    for (P::Controller *candidate : candidates) {
+        auto *controller = dynamic_cast<SplashScreenController *>(candidate);
+        if (controller && !all.contains(controller))
+            all << controller;
+    }
+    return all;
+}
+
+bool HostSession::sequenceHasFocus() const
+{
+    // The presenter's own notion of focus: a window removed while key keeps it.
+    P *presenter = Velmora::SSPresenter();
+    return presenter->isShow() && presenter->isFocus() && !presenter->needsResumeSplashScreen();
+}
+
+// ---- Invariants -------------------------------------------------------------------------
+
+// What the sound server says: no stream of this process may be open and running. Without a
+// private sound server (PULSE_SERVER unset) there is nothing to ask.
+QString HostSession::checkAudioStreams()
+{
+    if (qEnvironmentVariableIsEmpty("PULSE_SERVER"))
+        return {};
+    QProcess pactl;
+    pactl.start(QStringLiteral("pactl"), { QStringLiteral("list"), QStringLiteral("sink-inputs") });
+    if (!pactl.waitForFinished(5000) || pactl.exitCode() != 0)
+        return QStringLiteral("the sound server did not answer");
+    ++m_checks;
+    const QString pid = QStringLiteral("application.process.id = \"%1\"").arg(QCoreApplication::applicationPid());
+    const QStringList streams = QString::fromUtf8(pactl.readAllStandardOutput()).split(QStringLiteral("Sink Input #"));
+    for (const QString &stream : streams) {
+        if (stream.contains(pid) && stream.contains(QLatin1String("Corked: no"))) {
+            int players = 0;
+            for (SplashScreenController *controller : liveControllers())
+                players += int(controller->findChildren<QMediaPlayer *>().size());
+            return QStringLiteral("an audio stream of this process runs (%1 players alive)").arg(players);
+        }
+    }
+    return {};
+}
+
+QString HostSession::check()
+{
+    for (QString (HostSession::*invariant)() :
+         { &HostSession::checkNotifications, &HostSession::checkTopLevels, &HostSession::checkPlayers,
+           &HostSession::checkCloseButton, &HostSession::checkRemoved, &HostSession::checkResizable,
+           &HostSession::checkRings }) {
+        ++m_checks;
+        const QString broken = (this->*invariant)();
+        if (!broken.isEmpty())
+            return broken;
+    }
+    return {};
+}
+
+// will show → did show [→ second start] → video start [→ video stop] → did close, each once
+// per sequence; clicks on a splash screen only while one is on screen.
+QString HostSession::checkNotifications()
+{
+    for (const QString &posted : std::as_const(m_posted)) {
+        const QByteArray n = posted.toLatin1();
+        const auto wrong = [&posted, this] {
+            return QStringLiteral("\"%1\" out of order (sequence state %2)").arg(posted).arg(int(m_sequence));
+        };
+        if (n == VLMsplashScreenWillShow) {
+            if (m_sequence != Sequence::Idle)
+                return wrong();
+            m_sequence = Sequence::WillShow;
+            ++m_sequencesStarted;
+        } else if (n == VLMsplashScreenDidShow) {
+            if (m_sequence != Sequence::WillShow)
+                return wrong();
+            m_sequence = Sequence::DidShow;
+            m_expectSecondStart = m_sequencesStarted >= 2;
+            if (!m_forcedStep && !m_softShowPending && m_clock.now() < m_readyAt - 1e-6)
+                return QStringLiteral("a soft show started %1 s before the waiting period ended")
+                    .arg(m_readyAt - m_clock.now());
+            // Only an accepted request without the start screen skips it; a close ends that.
+            if (m_withoutStep)
+                m_withoutSplash = true;
+            const double load = double(Velmora::SSPresenter()->loadTime());
+            m_running = 0;
+            m_videoDue = m_withoutSplash ? 0 : load;
+            m_closeDue = m_videoDue + 5;
+        } else if (n == VLMsplashScreenShowMoreOne) {
+            if (m_sequence != Sequence::DidShow || !m_expectSecondStart)
+                return wrong();
+            m_expectSecondStart = false;
+        } else if (n == VLMadsVideoDidStart) {
+            if (m_sequence != Sequence::DidShow || m_expectSecondStart)
+                return wrong();
+            if (m_running < m_videoDue - 1e-6)
+                return QStringLiteral("the video started %1 s into the sequence, due at %2 s")
+                    .arg(m_running)
+                    .arg(m_videoDue);
+            m_sequence = Sequence::VideoStarted;
+        } else if (n == VLMadsVideoDidStop) {
+            if (m_sequence != Sequence::VideoStarted)
+                return wrong();
+            m_sequence = Sequence::VideoStopped;
+        } else if (n == VLMsplashScreenDidClose) {
+            if (m_sequence != Sequence::VideoStarted && m_sequence != Sequence::VideoStopped)
+                return wrong();
+            m_sequence = Sequence::Idle;
+            m_withoutSplash = false;
+            m_readyAt = m_clock.now() + double(Velmora::SSPresenter()->waitTime());
+        } else if (n == VLMclickForVideo || (n == VLMtryRemoveAds && m_clickSource == ClickSource::Splash)) {
+            if (m_clickSource != ClickSource::Splash || m_sequence == Sequence::Idle)
+                return QStringLiteral("\"%1\" with no sequence on screen").arg(posted);
+        } else if (n == VLMclickForBanner || n == VLMtryRemoveAds) {
+            if (m_clickSource != ClickSource::Banner)
+                return QStringLiteral("\"%1\" without a click on a banner").arg(posted);
+        }
+    }
+    if (m_expectSecondStart)
+        return QStringLiteral("no second-start notification");
+    if ((m_sequence == Sequence::Idle) == Velmora::SSPresenter()->isShow())
+        return QStringLiteral("notifications say %1, the presenter says %2")
+            .arg(m_sequence == Sequence::Idle ? "closed" : "on screen",
+                 Velmora::SSPresenter()->isShow() ? "on screen" : "closed");
+    return {};
+}
+
+// No ad ever opens a window of its own.
+QString HostSession::checkTopLevels()
+{
+    for (QWidget *top : QApplication::topLevelWidgets()) {
+        if (top->isVisible() && !isHostWidget(top))
+            return QStringLiteral("a top-level %1 is on screen").arg(name(top));
+    }
+    return {};
+}
+
+// At most one player plays: the video controller's, in the video states, while the
+// sequence runs.
+QString HostSession::checkPlayers()
+{
+    P *presenter = Velmora::SSPresenter();
+    const qint64 state = presenter->stateSplashScreen();
+    for (SplashScreenController *controller : liveControllers()) {
+        const QMediaPlayer *player = controller->player();
+        if (!player || player->playbackState() != QMediaPlayer::PlayingState)
+            continue;
+        if (controller != presenter->splashScreenControllerWithVideo())
+            return QStringLiteral("a player plays that is not the video controller's");
+        if (!presenter->isShow() || presenter->needsResumeSplashScreen())
+            return QStringLiteral("a player plays while no sequence runs");
+        if (m_sequence == Sequence::VideoStopped)
+            return QStringLiteral("a player plays after its video ended");
+        if (state != P::SplashScreenStateVideo && state != P::SplashScreenStateVideoCloseButton)
+            return QStringLiteral("a player plays in state %1").arg(state);
+    }
+    return {};
+}
+
+// A window covered by a running sequence gets its close button on time.
+QString HostSession::checkCloseButton()
+{
+    if (m_sequence == Sequence::Idle || m_running < m_closeDue + 1e-6)
+        return {};
+    for (SplashScreenController *controller :
+         Velmora::SSPresenter()->SSControllers().isEmpty() ? QList<SplashScreenController *>() : liveControllers()) {
+        ColoredView *root = controller->view();
+        if (!root || !root->isVisible() || SplashScreenController::isElementHidden(root))
+            continue;
+        if (SplashScreenController::isElementHidden(controller->closeButton()))
+            return QStringLiteral("no close button %1 s into the sequence (due at %2 s)")
+                .arg(m_running)
+                .arg(m_closeDue);
+    }
+    return {};
+}
+
+// With ads removed nothing of the framework shows and no sequence timer waits.
+QString HostSession::checkRemoved()
+{
+    if (!Velmora::isADSRemoved())
+        return {};
+    P *presenter = Velmora::SSPresenter();
+    if (timerPending(presenter->tickTimer()) || timerPending(presenter->videoTimer())
+        || timerPending(presenter->resumeTickTimer()))
+        return QStringLiteral("a sequence timer is pending after the ads were removed");
+    for (const QPointer<QWidget> &window : m_windows) {
+        if (!window)
+            continue;
+        for (QWidget *child : window->findChildren<QWidget *>()) {
+            if (child->isVisible() && !isHostWidget(child) && child->parentWidget() == window && !isFadingOut(child))
+                return QStringLiteral("%1 is on screen after the ads were removed").arg(name(child));
+        }
+    }
+    return {};
+}
+
+// Between showings every window is as resizable as its host made it.
+QString HostSession::checkResizable()
+{
+    const bool showing = Velmora::SSPresenter()->isShow();
+    for (int slot = 0; slot < kWindows; ++slot) {
+        QWidget *window = windowAt(slot);
+        if (!window || (showing && controllerOf(slot)))
+            continue;
+        if (SplashScreenController::isResizable(window) != m_resizable[size_t(slot)])
+            return QStringLiteral("window %1 is %2 resizable between showings")
+                .arg(slot)
+                .arg(m_resizable[size_t(slot)] ? "not" : "");
+    }
+    return {};
+}
+
+// A countdown ring moves with its ticks only: painting it again changes nothing.
+QString HostSession::checkRings()
+{
+    for (SplashScreenController *controller : liveControllers()) {
+        for (TimeProgressView *ring :
+             { controller->lablesView()->timeProgressView(), controller->videoProgressView() }) {
+            if (!ring->isVisible())
+                continue;
+            const qint64 before = ring->val1();
+            ring->repaint();
+            if (ring->val1() != before)
+                return QStringLiteral("a paint moved the ring from %1 to %2").arg(before).arg(ring->val1());
+            if (before < 0 || before > 100)
+                return QStringLiteral("the ring stands at %1 %").arg(before);
+        }
+    }
+    return {};
+}
+
+} // namespace velmora::test
