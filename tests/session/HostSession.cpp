@@ -390,15 +390,14 @@ void HostSession::openWindow(int slot)
 {
     if (m_windows[size_t(slot)])
         return;
-    auto *window = new QWidget;
+    // The window is its own content view, as in a canvas host: input that an ad lets
+    // through goes to it.
+    auto *window = new HostCanvas;
     window->setProperty(kHostProperty, true);
     window->setWindowTitle(QStringLiteral("host window %1").arg(slot));
     window->resize(480 + 40 * slot, 360);
-    auto *canvas = new HostCanvas(window);
-    canvas->setProperty(kHostProperty, true);
-    canvas->setGeometry(0, 0, 2000, 2000);
     m_windows[size_t(slot)] = window;
-    m_canvases[size_t(slot)] = canvas;
+    m_canvases[size_t(slot)] = window;
     m_resizable[size_t(slot)] = true;
     window->show();
     window->activateWindow();
