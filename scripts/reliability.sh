@@ -2,7 +2,7 @@
 # Reliability runs, with a report at the end.
 #
 #   scripts/reliability.sh [all [kill-seconds [fuzz-seconds]]]
-#                                           all of the below: fault matrix, kill loop, fuzzer
+#                                           all of the below: explorer, fault matrix, kill loop, fuzzer
 #                                           regressions, host misuse, every fuzzer 60 s, ASan
 #                                           and TSan suites
 #   scripts/reliability.sh faults           the fault matrix (tests/reliability/tst_faults)
@@ -12,6 +12,8 @@
 #   scripts/reliability.sh regressions      replay fuzz/corpus and fuzz/regressions
 #   scripts/reliability.sh hostmisuse       tests/reliability/tst_hostmisuse under ASan with
 #                                           leak detection (third-party leaks: lsan.supp)
+#   scripts/reliability.sh explore [n]      the session explorer: n seeded host sessions of 60
+#                                           steps (default 5000), beside a private sound server
 #   scripts/reliability.sh asan             the whole suite under ASan+UBSan:
 #                                             VELMORA_PRESET=asan ./scripts/test.sh
 #   scripts/reliability.sh tsan             the whole suite under ThreadSanitizer:
@@ -131,6 +133,22 @@ hostmisuse() {
 # hand-overs through QThreadPool itself (PoolTask). The test preset sets those options.
 tsan() { sanitized_suite tsan 'WARNING: ThreadSanitizer'; }
 
+# Seeded whole host sessions over the real framework; a failure prints its shrunk replay.
+explore() {
+    local sessions=${1:-5000}
+    cmake --preset dev -B build/reliability "$register" >/dev/null &&
+        cmake --build build/reliability -j "$jobs" --target explore ||
+        { report+=("explore: BUILD FAILED"); return; }
+    local log=build/reliability/explore.log
+    (cd build/reliability && QT_QPA_PLATFORM=offscreen VELMORA_SOURCE_DIR="$root" QT_MEDIA_BACKEND=gstreamer \
+        VELMORA_AD_SERVER_URL=http://127.0.0.1:9 VELMORA_STORE_LOOKUP_URL=http://127.0.0.1:9 \
+        "$root/tests/session/with-sound-server.sh" tests/session/explore --sequences "$sessions") >"$log" 2>/dev/null
+    local rc=$?
+    grep -A80 '^FAIL' "$log" | head -200 || true
+    report+=("explore: $(grep '^explore: [0-9]* sessions' "$log"); $(grep '^explore: [0-9]* of' "$log") (log $log)")
+    [ $rc -eq 0 ] || report+=("explore: FAILED (rc $rc)")
+}
+
 what=${1:-all}
 shift || true
 case $what in
@@ -141,7 +159,9 @@ case $what in
     asan) asan ;;
     hostmisuse) hostmisuse ;;
     tsan) tsan ;;
+    explore) explore "$@" ;;
     all)
+        explore
         faults
         kill_loop "${1:-120}"
         regressions
@@ -151,7 +171,7 @@ case $what in
         tsan
         ;;
     *)
-        sed -n '2,22p' "$0"
+        sed -n '2,24p' "$0"
         exit 2
         ;;
 esac

@@ -44,39 +44,6 @@ private Q_SLOTS:
     }
     void cleanup() { f.tearDown(); }
 
-    void sequencePostsEveryNotificationInOrder()
-    {
-        RecordingController *c = f.addWindow();
-        f.presenter->needForceShowSplashScreens();
-        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateStart));
-        // Nothing is shown before will-show; did-show comes after the start screens.
-        const qsizetype willShow = f.journal.indexOf(QStringLiteral("post:") + name(VLMsplashScreenWillShow));
-        const qsizetype ring = f.journal.indexOf(QStringLiteral("c0:startTimerViewFromSec 0 10"));
-        const qsizetype start = f.journal.indexOf(QStringLiteral("c0:showStartScreen"));
-        const qsizetype didShow = f.journal.indexOf(QStringLiteral("post:") + name(VLMsplashScreenDidShow));
-        QVERIFY(willShow >= 0 && willShow < ring && ring < start && start < didShow);
-
-        f.clock->advance(4.9);
-        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateStart));
-        f.clock->advance(0.1);
-        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideo));
-        f.clock->advance(5);
-        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideoCloseButton));
-        c->output->didVideoEnded();
-        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateEnd));
-        c->output->didClickClose();
-        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateClosed));
-        QVERIFY(!f.presenter->isShow());
-        QCOMPARE(c->calls.last(), QStringLiteral("hide"));
-
-        f.presenter->needForceShowSplashScreens();
-        QCOMPARE(f.posts(),
-                 (QStringList { name(VLMsplashScreenWillShow), name(VLMsplashScreenDidShow), name(VLMadsVideoDidStart),
-                                name(VLMadsVideoDidStop), name(VLMsplashScreenDidClose), name(VLMsplashScreenWillShow),
-                                name(VLMsplashScreenDidShow), name(VLMsplashScreenShowMoreOne) }));
-        QCOMPARE(f.presenter->splashScreenStartCount(), qint64(2));
-    }
-
     void countdownTexts_data()
     {
         QTest::addColumn<qint64>("loadTime");
@@ -156,15 +123,6 @@ private Q_SLOTS:
         QTEST(f.presenter->stateSplashScreen(), "stateAfterTen");
         QVERIFY(c->calls.contains(QStringLiteral("setInterstitialUrl ") + kInterstitial.toString()));
         QVERIFY(c->calls.contains(QStringLiteral("showEndScreen")));
-    }
-
-    void videoEndWhileHiddenIsIgnored()
-    {
-        RecordingController *c = f.addWindow();
-        c->output->didVideoEnded();
-        QVERIFY(!f.presenter->isShowEnd());
-        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateStart));
-        QVERIFY(f.posts().isEmpty());
     }
 
     void pauseAndResume_data()
@@ -276,32 +234,6 @@ private Q_SLOTS:
         QVERIFY(f.presenter->isWaitTimeLeft());
     }
 
-    void refusedShowsPostAndCountNothing_data()
-    {
-        QTest::addColumn<QString>("why");
-        for (const char *why : { "ads removed", "already shown", "no focus", "no windows" })
-            QTest::newRow(why) << QString::fromLatin1(why);
-    }
-
-    void refusedShowsPostAndCountNothing()
-    {
-        QFETCH(QString, why);
-        RecordingController *c = f.addWindow(why != QLatin1String("no focus"));
-        if (why == QLatin1String("ads removed"))
-            Switches::setADSRemoved(true);
-        if (why == QLatin1String("already shown"))
-            f.presenter->needForceShowSplashScreens();
-        if (why == QLatin1String("no windows"))
-            f.presenter->removeSplashScreenWithWindow(c->window());
-        const QStringList journal = f.journal;
-        const qint64 count = f.presenter->splashScreenStartCount();
-        f.presenter->needForceShowSplashScreens();
-        f.presenter->setWithoutSplash(true);
-        f.presenter->needForceShowSplashScreens();
-        QCOMPARE(f.journal, journal);
-        QCOMPARE(f.presenter->splashScreenStartCount(), count);
-    }
-
     void softShowWaitsForTheFirstStartDelay()
     {
         f.presenter->setDelayForFirstStart(30);
@@ -365,31 +297,6 @@ private Q_SLOTS:
         }
         QTEST(shown, "shown");
         QCOMPARE(joined->lastTimerText(), first->lastTimerText());
-    }
-
-    void removingTheVideoWindowKeepsTheSequence()
-    {
-        AdsDownloader::sharedInstance()->setVideoURL(kVideo);
-        RecordingController *video = f.addWindow();
-        RecordingController *other = f.addWindow(false);
-        f.presenter->needForceShowSplashScreens();
-        QCOMPARE(f.presenter->splashScreenControllerWithVideo(), video);
-        f.clock->advance(2);
-        f.presenter->removeSplashScreenWithWindow(video->window());
-        const QStringList removed = f.callsOf(video->name());
-        QCOMPARE(removed.mid(removed.size() - 2),
-                 (QStringList { QStringLiteral("hide"), QStringLiteral("removeFromWindow") }));
-        QCOMPARE(f.presenter->SSControllers(), QList<P::Controller *> { other });
-        QVERIFY(!f.presenter->splashScreenControllerWithVideo());
-        QVERIFY(f.presenter->isShow());
-
-        f.clock->advance(3);
-        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideo));
-        QCOMPARE(f.posts().last(), name(VLMadsVideoDidStart));
-        QVERIFY(!other->calls.contains(QStringLiteral("showVideo")));
-        f.clock->advance(5);
-        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideoCloseButton));
-        QVERIFY(other->calls.contains(QStringLiteral("showEndScreen")));
     }
 
     void choiceOfVideo_data()
@@ -486,13 +393,6 @@ private Q_SLOTS:
         QCOMPARE(f.posts().last(), name(VLMtryRemoveAds));
         QCOMPARE(c->calls, calls);
         QVERIFY(f.presenter->isShow());
-    }
-
-    void registeringTwiceCreatesNothing()
-    {
-        RecordingController *c = f.addWindow();
-        QVERIFY(!f.presenter->addSplashScreenForWindow(c->window(), true));
-        QCOMPARE(f.controllers.size(), 1);
     }
 
     void firstStartDelayRunsFromTheFirstWindow()
