@@ -108,8 +108,8 @@ void VideoPlayback::release()
     m_player = nullptr;
     m_audio = nullptr; // the player's child
     player->disconnect(this);
-    player->stop();
     player->setVideoOutput(static_cast<QObject *>(nullptr));
+    player->stop();
     player->deleteLater();
 }
 
