@@ -3,10 +3,10 @@
 
 #include "controls/ColoredView.h"
 #include "splash/SplashScreenController.h"
-#include "splash/VideoPlayback.h"
 #include "splash/SplashScreenControllerProtocolOutput.h"
 #include "splash/SplashScreenLabelsView.h"
 #include "splash/TimeProgressView.h"
+#include "splash/VideoPlayback.h"
 
 #include <QAbstractButton>
 #include <QAudioOutput>
