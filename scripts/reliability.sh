@@ -140,9 +140,7 @@ explore() {
         cmake --build build/reliability -j "$jobs" --target explore ||
         { report+=("explore: BUILD FAILED"); return; }
     local log=build/reliability/explore.log
-    (cd build/reliability && QT_QPA_PLATFORM=offscreen VELMORA_SOURCE_DIR="$root" QT_MEDIA_BACKEND=gstreamer \
-        VELMORA_AD_SERVER_URL=http://127.0.0.1:9 VELMORA_STORE_LOOKUP_URL=http://127.0.0.1:9 \
-        "$root/tests/session/with-sound-server.sh" tests/session/explore --sequences "$sessions") >"$log" 2>/dev/null
+    run_ctest '^explore$' VELMORA_EXPLORE_SESSIONS="$sessions" >"$log" 2>&1
     local rc=$?
     grep -A80 '^FAIL' "$log" | head -200 || true
     report+=("explore: $(grep '^explore: [0-9]* sessions' "$log"); $(grep '^explore: [0-9]* of' "$log") (log $log)")

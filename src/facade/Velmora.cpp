@@ -18,7 +18,8 @@ namespace velmora {
 
 namespace {
 
-std::atomic<SplashScreenPresenter *> presenter { nullptr };
+std::atomic<SplashScreenPresenter *> presenter{nullptr};
+// Guards the presenter's creation; FacadeState::reset may drop it again.
 std::mutex presenterMutex;
 
 // Banner controllers live in host widgets; a destroyed one simply drops out.
@@ -44,7 +45,7 @@ QString describe(const QUrl &url)
 // Restyles every registered splash screen and records the value for those added later.
 template<typename Value>
 void applyAppearance(void (SplashScreenControllerProtocolInput::*setter)(Value), Value value, const QString &key,
-                     const QVariant &stored)
+    const QVariant &stored)
 {
     Velmora::isInitializedSplashScreenWithLOG_WARNING();
     SplashScreenPresenter *splash = Velmora::SSPresenter();
@@ -101,8 +102,7 @@ void Velmora::removeAdsNow()
 {
     if (!onMainThread()) {
         if (QCoreApplication *app = QCoreApplication::instance())
-            QMetaObject::invokeMethod(
-                app, [] { removeAdsNow(); }, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(app, [] { removeAdsNow(); }, Qt::QueuedConnection);
         return;
     }
     Switches::setADSRemoved(true);
@@ -113,7 +113,9 @@ void Velmora::removeAdsNow()
     banners.clear();
 }
 
-void Velmora::removeADSFromWindow(QWidget *) { }
+void Velmora::removeADSFromWindow(QWidget *)
+{
+}
 
 bool Velmora::isShowSplashScreen()
 {
@@ -333,8 +335,8 @@ void Velmora::setSplashScreenTimerTextColor(const QColor &color)
 
 void Velmora::setSplashScreenTimerBackgroundColor(const QColor &color)
 {
-    applyAppearance<const QColor &>(&Input::setTimerBackgroundColor, color, QStringLiteral("timerBackgroundColor"),
-                                    color);
+    applyAppearance<const QColor &>(
+        &Input::setTimerBackgroundColor, color, QStringLiteral("timerBackgroundColor"), color);
 }
 
 void Velmora::setSplashScreenTimerBorderColor(const QColor &border, const QColor &progress)
@@ -400,13 +402,13 @@ void Velmora::setSplashScreenHiddenBackgroundImage(bool hidden)
 void Velmora::setSplashScreenHiddenBackgroundImageAfterVideo(bool hidden)
 {
     applyAppearance(&Input::setHiddenBackgroundImageAfterVideo, hidden,
-                    QStringLiteral("hiddenBackgroundImageAfterVideo"), hidden);
+        QStringLiteral("hiddenBackgroundImageAfterVideo"), hidden);
 }
 
 void Velmora::setSplashScreenHiddenBackgroundImageBeforeVideo(bool hidden)
 {
     applyAppearance(&Input::setHiddenBackgroundImageBeforeVideo, hidden,
-                    QStringLiteral("hiddenBackgroundImageBeforeVideo"), hidden);
+        QStringLiteral("hiddenBackgroundImageBeforeVideo"), hidden);
 }
 
 // ---- Banners ----------------------------------------------------------------------------------

@@ -234,8 +234,7 @@ void SplashScreenController::applyAppearance()
 SplashScreenController::~SplashScreenController()
 {
     m_playback->stop();
-    if (m_container)
-        m_container->removeEventFilter(this);
+    followContainer(nullptr);
     if (m_view)
         disconnect(m_view, &QObject::destroyed, this, nullptr);
     delete m_view.data();
@@ -702,9 +701,7 @@ void SplashScreenController::setInteractive(bool on)
 
 void SplashScreenController::removeFromWindow()
 {
-    if (m_container)
-        m_container->removeEventFilter(this);
-    m_container = nullptr;
+    followContainer(nullptr);
     if (m_view)
         m_view->setParent(nullptr);
 }
@@ -748,17 +745,27 @@ void SplashScreenController::setWindow(QWidget *window)
     QWidget *container = window ? HostContent::contentView(window) : nullptr;
     if (!container || !m_view)
         return;
-    if (m_container)
-        m_container->removeEventFilter(this);
-    m_container = container;
+    followContainer(container);
     // Added last, so it lies above the host's own views, and hidden until the first state.
     m_view->setParent(HostContent::overlayParent(container));
     m_view->hide();
     m_view->raise();
-    container->installEventFilter(this);
-    if (m_view->parentWidget() != container)
-        m_view->parentWidget()->installEventFilter(this);
     applyFrame();
+}
+
+// Watches the content view the splash screen covers (its size) and the widget it is a child
+// of (views added over it); null lets go of both.
+void SplashScreenController::followContainer(QWidget *container)
+{
+    for (QWidget *watched : { m_container.data(), HostContent::overlayParent(m_container) }) {
+        if (watched)
+            watched->removeEventFilter(this);
+    }
+    m_container = container;
+    for (QWidget *watched : { container, HostContent::overlayParent(container) }) {
+        if (watched)
+            watched->installEventFilter(this);
+    }
 }
 
 void SplashScreenController::setTopInset(double inset)

@@ -186,6 +186,8 @@ public:
     template<typename Step> void later(Step step) { QMetaObject::invokeMethod(q, step, Qt::QueuedConnection); }
 
     void startSequence(qint64 total, double secondsToVideo);
+    // Running seconds from the start of the sequence to its video.
+    qint64 videoStart() const { return withoutSplash ? 0 : loadTime; }
     void chooseVideo();
     bool canPlayVideo() const;
     void showEndScreens();
@@ -397,18 +399,19 @@ void SplashScreenPresenter::resumeSplashScreen()
             d->resumeTickTimer = d->schedule(toNextTick, false, &SplashScreenPresenter::resumeTimer);
         }
         // Without the start screen the video is due at once, also after a pause.
+        const double closeButtonDue = double(d->videoStart() + kVideoSeconds);
         if (state == SplashScreenStateStart)
-            startWaitVideoTimer(double(d->withoutSplash ? 0 : d->loadTime) - d->timeDuration);
+            startWaitVideoTimer(double(d->videoStart()) - d->timeDuration);
         else if (state == SplashScreenStateVideo)
-            startVideoTimerWithTime(double((d->withoutSplash ? 0 : d->loadTime) + kVideoSeconds) - d->timeDuration);
+            startVideoTimerWithTime(closeButtonDue - d->timeDuration);
         else if (state == SplashScreenStateVideoCloseButton)
             d->forEachController([](Controller &controller) { controller.continueShowVideo(); });
         else if (state == SplashScreenStateEnd && !d->closeButtonShown) {
             // The video ended before its close button, and the pause cancelled the timer
             // that would show it: without this the window stays covered with no way out.
             d->startTimerDate = Clock::current().now();
-            const double due = double((d->withoutSplash ? 0 : d->loadTime) + kVideoSeconds);
-            d->videoTimer = d->schedule(due - d->timeDuration, false, &SplashScreenPresenter::showCloseButton);
+            d->videoTimer
+                = d->schedule(closeButtonDue - d->timeDuration, false, &SplashScreenPresenter::showCloseButton);
         }
     }
     if (d->needShow)
@@ -462,8 +465,7 @@ void SplashScreenPresenter::updateTimerText()
 
 void SplashScreenPresenter::updateVideoTimerText()
 {
-    const qint64 start = d->withoutSplash ? 0 : d->loadTime;
-    const qint64 left = std::max<qint64>(0, start + kVideoSeconds - d->passedTime);
+    const qint64 left = std::max<qint64>(0, d->videoStart() + kVideoSeconds - d->passedTime);
     const QString text = QString::number(left);
     d->forEachController([&text](Controller &controller) { controller.setVideoTimerText(text); });
 }
@@ -700,8 +702,7 @@ void SplashScreenPresenter::removeAllSplashScreens()
     });
     d->show = false;
     stopTickTimer();
-    invalidate(d->videoTimer);
-    d->videoTimer = nullptr;
+    stopVideoTimer();
     invalidate(d->resumeTickTimer);
     d->resumeTickTimer = nullptr;
     d->splashScreenControllerWithVideo.reset();

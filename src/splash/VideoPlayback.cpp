@@ -21,25 +21,14 @@ VideoPlayback::~VideoPlayback()
 bool VideoPlayback::prepareStep()
 {
     if (!m_player) {
+        // release() disconnects a player before it lets it go: these only hear the current one.
         m_player = new QMediaPlayer(this);
-        QMediaPlayer *player = m_player;
-        connect(player, &QMediaPlayer::mediaStatusChanged, this, [this, player](QMediaPlayer::MediaStatus status) {
-            if (player == m_player)
-                onStatus(status);
-        });
-        connect(player, &QMediaPlayer::errorOccurred, this,
-                [this, player](QMediaPlayer::Error, const QString &message) {
-                    LOG(QStringLiteral("video %1: %2").arg(player->source().toString(), message));
-                    if (player == m_player && m_state != State::Idle) {
-                        m_state = State::Failed;
-                        player->stop();
-                    }
-                });
+        connect(m_player, &QMediaPlayer::mediaStatusChanged, this, &VideoPlayback::onStatus);
+        connect(m_player, &QMediaPlayer::errorOccurred, this, &VideoPlayback::onError);
         return true;
     }
     if (!m_audio) {
         m_audio = new QAudioOutput(m_player);
-        m_audio->setMuted(m_muted);
         m_player->setAudioOutput(m_audio);
         return true;
     }
@@ -51,7 +40,6 @@ void VideoPlayback::load(const QUrl &url, bool muted, QVideoWidget *output)
     if (m_state != State::Idle)
         stop();
     while (prepareStep()) { }
-    m_muted = muted;
     m_audio->setMuted(muted);
     m_player->setVideoOutput(output);
     m_player->setSource(url);
@@ -78,7 +66,6 @@ void VideoPlayback::pause()
 
 void VideoPlayback::setMuted(bool muted)
 {
-    m_muted = muted;
     if (m_audio)
         m_audio->setMuted(muted);
 }
@@ -89,12 +76,21 @@ void VideoPlayback::stop()
     release();
 }
 
-void VideoPlayback::onStatus(int status)
+void VideoPlayback::onStatus(QMediaPlayer::MediaStatus status)
 {
     if (status != QMediaPlayer::EndOfMedia || (m_state != State::Playing && m_state != State::Paused))
         return;
     m_state = State::Ended;
     emit ended();
+}
+
+void VideoPlayback::onError(QMediaPlayer::Error, const QString &message)
+{
+    LOG(QStringLiteral("video %1: %2").arg(m_player->source().toString(), message));
+    if (m_state == State::Idle)
+        return;
+    m_state = State::Failed;
+    m_player->stop();
 }
 
 // Stopping alone leaves the audio stream open and the pipeline able to resume itself; the

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <QMediaPlayer>
 #include <QObject>
 #include <QUrl>
 
 class QAudioOutput;
-class QMediaPlayer;
 class QVideoWidget;
 
 namespace velmora {
@@ -46,13 +46,13 @@ Q_SIGNALS:
     void ended();
 
 private:
-    void onStatus(int status);
+    void onStatus(QMediaPlayer::MediaStatus status);
+    void onError(QMediaPlayer::Error error, const QString &message);
     void release();
 
     State m_state = State::Idle;
     QMediaPlayer *m_player = nullptr;
     QAudioOutput *m_audio = nullptr;
-    bool m_muted = false;
 };
 
 } // namespace velmora

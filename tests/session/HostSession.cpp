@@ -1,4 +1,5 @@
 #include "HostSession.h"
+#include "SoundStreams.h"
 
 #include "controls/BannerImageView.h"
 #include "controls/ColoredView.h"
@@ -18,7 +19,6 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QMediaPlayer>
-#include <QProcess>
 #include <QPropertyAnimation>
 #include <QRandomGenerator>
 #include <QWheelEvent>
@@ -109,7 +109,7 @@ HostSession::~HostSession()
 {
     QObject::disconnect(m_listener);
     FacadeState::reset();
-    for (QPointer<QWidget> &window : m_windows)
+    for (QPointer<HostCanvas> &window : m_windows)
         delete window.data();
     m_other.reset();
     Velmora::resetAds();
@@ -365,8 +365,7 @@ QString HostSession::input(const QStringList &words)
         else if (splash && w == splash->view())
             m_clickSource = ClickSource::Splash;
     }
-    HostCanvas *canvas = m_canvases[size_t(slot)];
-    const int before = canvas ? canvas->inputEvents : 0;
+    const int before = m_windows[size_t(slot)]->inputEvents;
 
     const QString &op = words.first();
     if (op == QLatin1String("click")) {
@@ -380,7 +379,7 @@ QString HostSession::input(const QStringList &words)
         QApplication::sendEvent(under, &wheel);
     }
     // The click may have taken the window away.
-    canvas = m_canvases[size_t(slot)];
+    HostCanvas *canvas = m_windows[size_t(slot)];
     if (aimedAtAd && canvas && canvas->inputEvents != before)
         return QStringLiteral("input aimed at %1 reached the host's canvas").arg(name(under));
     return {};
@@ -397,7 +396,6 @@ void HostSession::openWindow(int slot)
     window->setWindowTitle(QStringLiteral("host window %1").arg(slot));
     window->resize(480 + 40 * slot, 360);
     m_windows[size_t(slot)] = window;
-    m_canvases[size_t(slot)] = window;
     m_resizable[size_t(slot)] = true;
     window->show();
     window->activateWindow();
@@ -490,28 +488,19 @@ bool HostSession::sequenceHasFocus() const
 
 // ---- Invariants -------------------------------------------------------------------------
 
-// What the sound server says: no stream of this process may be open and running. Without a
-// private sound server (PULSE_SERVER unset) there is nothing to ask.
+// What the sound server says: no stream of this process may be open and running.
 QString HostSession::checkAudioStreams()
 {
-    if (qEnvironmentVariableIsEmpty("PULSE_SERVER"))
+    const std::optional<int> running = runningSoundStreams();
+    if (!running)
         return {};
-    QProcess pactl;
-    pactl.start(QStringLiteral("pactl"), { QStringLiteral("list"), QStringLiteral("sink-inputs") });
-    if (!pactl.waitForFinished(5000) || pactl.exitCode() != 0)
-        return QStringLiteral("the sound server did not answer");
     ++m_checks;
-    const QString pid = QStringLiteral("application.process.id = \"%1\"").arg(QCoreApplication::applicationPid());
-    const QStringList streams = QString::fromUtf8(pactl.readAllStandardOutput()).split(QStringLiteral("Sink Input #"));
-    for (const QString &stream : streams) {
-        if (stream.contains(pid) && stream.contains(QLatin1String("Corked: no"))) {
-            int players = 0;
-            for (SplashScreenController *controller : liveControllers())
-                players += int(controller->findChildren<QMediaPlayer *>().size());
-            return QStringLiteral("an audio stream of this process runs (%1 players alive)").arg(players);
-        }
-    }
-    return {};
+    if (*running == 0)
+        return {};
+    int players = 0;
+    for (SplashScreenController *controller : liveControllers())
+        players += int(controller->findChildren<QMediaPlayer *>().size());
+    return QStringLiteral("%1 audio stream(s) of this process run (%2 players alive)").arg(*running).arg(players);
 }
 
 QString HostSession::check()
@@ -633,9 +622,9 @@ QString HostSession::checkCloseButton()
 {
     if (m_sequence == Sequence::Idle || m_running < m_closeDue + 1e-6)
         return {};
-    for (SplashScreenController *controller :
-         Velmora::SSPresenter()->SSControllers().isEmpty() ? QList<SplashScreenController *>() : liveControllers()) {
-        ColoredView *root = controller->view();
+    for (P::Controller *registered : Velmora::SSPresenter()->SSControllers()) {
+        auto *controller = dynamic_cast<SplashScreenController *>(registered);
+        ColoredView *root = controller ? controller->view() : nullptr;
         if (!root || !root->isVisible() || SplashScreenController::isElementHidden(root))
             continue;
         if (SplashScreenController::isElementHidden(controller->closeButton()))
@@ -655,7 +644,7 @@ QString HostSession::checkRemoved()
     if (timerPending(presenter->tickTimer()) || timerPending(presenter->videoTimer())
         || timerPending(presenter->resumeTickTimer()))
         return QStringLiteral("a sequence timer is pending after the ads were removed");
-    for (const QPointer<QWidget> &window : m_windows) {
+    for (const QPointer<HostCanvas> &window : m_windows) {
         if (!window)
             continue;
         for (QWidget *child : window->findChildren<QWidget *>()) {

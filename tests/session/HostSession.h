@@ -85,8 +85,8 @@ private:
 
     Clips m_clips;
     ManualClock m_clock;
-    std::array<QPointer<QWidget>, kWindows> m_windows;
-    std::array<QPointer<HostCanvas>, kWindows> m_canvases;
+    // Each host window is its own content view, as in a canvas host.
+    std::array<QPointer<HostCanvas>, kWindows> m_windows;
     std::array<bool, kWindows> m_resizable {};
     std::unique_ptr<QWidget> m_other;
 

@@ -1,6 +1,8 @@
 // Seeded random host sessions over the real framework, checked after every step.
 //
 //   tst_explore [--sequences N] [--steps M] [--seed S]   random sessions from seed S on
+//                                                       (N defaults to VELMORA_EXPLORE_SESSIONS,
+//                                                       else 200)
 //   tst_explore --replay FILE...                          sessions written down, one step a line
 //
 // A failing session is shrunk to the fewest steps that still fail and printed as a replay;
@@ -124,7 +126,8 @@ int main(int argc, char **argv)
         QDesktopServices::setUrlHandler(QString::fromLatin1(scheme), &sink, "open");
 
     QStringList args = app.arguments().mid(1);
-    int sequences = 200;
+    const int sessionsAsked = qEnvironmentVariableIntValue("VELMORA_EXPLORE_SESSIONS");
+    int sequences = sessionsAsked > 0 ? sessionsAsked : 200;
     int stepsPerSequence = 60;
     quint32 seed = 1;
     QStringList replays;

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QCoreApplication>
+#include <QProcess>
+#include <QString>
+
+#include <optional>
+
+namespace velmora::test {
+
+// How many audio streams of this process the sound server plays right now (open and not
+// corked), or nothing when there is no private server to ask (PULSE_SERVER unset, see
+// tests/session/with-sound-server.sh) or it does not answer. Header-only: the facade tests
+// build against the installed package and share nothing else with the suite.
+inline std::optional<int> runningSoundStreams()
+{
+    if (qEnvironmentVariableIsEmpty("PULSE_SERVER"))
+        return std::nullopt;
+    QProcess pactl;
+    pactl.start(QStringLiteral("pactl"), { QStringLiteral("list"), QStringLiteral("sink-inputs") });
+    if (!pactl.waitForFinished(5000) || pactl.exitCode() != 0)
+        return std::nullopt;
+    const QString ours = QStringLiteral("application.process.id = \"%1\"").arg(QCoreApplication::applicationPid());
+    int running = 0;
+    for (const QString &stream :
+         QString::fromUtf8(pactl.readAllStandardOutput()).split(QStringLiteral("Sink Input #"))) {
+        if (stream.contains(ours) && stream.contains(QLatin1String("Corked: no")))
+            ++running;
+    }
+    return running;
+}
+
+} // namespace velmora::test
