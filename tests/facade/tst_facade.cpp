@@ -1,7 +1,11 @@
 // The host's view of Velmora: only the installed public headers and library.
 #include <velmora/Velmora.h>
 
+#include "SoundStreams.h"
+
+#include <QAbstractButton>
 #include <QApplication>
+#include <QDesktopServices>
 #include <QMainWindow>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -42,10 +46,39 @@ QWidget *rootViewOf(QWidget *window)
     return nullptr;
 }
 
+// A host window that is its own content, as a canvas host's is: it counts the input that
+// reaches it.
+class CanvasWindow : public QWidget {
+public:
+    int inputEvents = 0;
+
+protected:
+    bool event(QEvent *event) override
+    {
+        switch (event->type()) {
+        case QEvent::MouseButtonPress:
+        case QEvent::MouseButtonRelease:
+        case QEvent::MouseButtonDblClick:
+        case QEvent::Wheel:
+            ++inputEvents;
+            return true;
+        default:
+            return QWidget::event(event);
+        }
+    }
+};
+
 } // namespace
 
 class FacadeTest : public QObject {
     Q_OBJECT
+
+public Q_SLOTS:
+    // Store pages open here, not in a browser.
+    void openUrl(const QUrl &url) { openedUrls << url; }
+
+private:
+    QList<QUrl> openedUrls;
 
 private Q_SLOTS:
     // Must run first: nothing has touched the facade yet.
@@ -275,6 +308,64 @@ private Q_SLOTS:
         next.show();
         QVERIFY(Velmora::addSplashScreenToWindow(&next));
         Velmora::removeSplashScreenFromWindow(&next);
+    }
+
+    // The user's side, with real clicks through the window system: a double click on the
+    // banner or on the video opens their store pages and never reaches the host's canvas,
+    // and one second after the user closed the ad mid-video nothing of it sounds.
+    void closedAdFallsSilentAndKeepsItsClicks()
+    {
+        if (!velmora::test::runningSoundStreams())
+            QSKIP("no private sound server (run through tests/session/with-sound-server.sh)");
+        const QString clip
+            = qEnvironmentVariable("VELMORA_SOURCE_DIR") + "/examples/sample-ads/media/video-cascade.mp4";
+        QVERIFY2(QFile::exists(clip), qPrintable(clip));
+        QDesktopServices::setUrlHandler(QStringLiteral("macappstores"), this, "openUrl");
+        // A sequence left on screen by the tests before (its window deleted) ends here.
+        Velmora::removeAdsNow();
+        Velmora::resetAds();
+        QStringList seen;
+        const QMetaObject::Connection observer = QObject::connect(
+            velmora::NotificationCenter::defaultCenter(), &velmora::NotificationCenter::notificationPosted, this,
+            [&seen](const QString &name, const QVariant &) { seen << name; });
+
+        CanvasWindow window;
+        window.resize(800, 600);
+        window.show();
+        window.activateWindow();
+        QApplication::setActiveWindow(&window);
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+        Velmora::addBannerForWindow(&window);
+        QWidget *banner = Velmora::BControllFromWindow(&window)->view();
+        QTRY_VERIFY(banner->isVisible() && banner->width() > 0); // a house banner, the server being away
+        QTest::mouseDClick(window.windowHandle(), Qt::LeftButton, {}, banner->geometry().center(), 0);
+        QVERIFY(seen.contains(QString::fromLatin1(velmora::VLMclickForBanner)));
+
+        QVERIFY(Velmora::addSplashScreenToWindow(&window));
+        Velmora::setDefaultVideoURL(QUrl::fromLocalFile(clip), QStringLiteral("id42"));
+        Velmora::setSplashScreenLoadTime(1);
+        Velmora::forceShow();
+        QTRY_VERIFY(seen.contains(QString::fromLatin1(velmora::VLMadsVideoDidStart)));
+        QTRY_COMPARE(velmora::test::runningSoundStreams(), std::optional<int>(1));
+        QTest::mouseDClick(window.windowHandle(), Qt::LeftButton, {}, window.rect().center(), 0);
+        QVERIFY(seen.contains(QString::fromLatin1(velmora::VLMclickForVideo)));
+
+        QWidget *splash = rootViewOf(&window);
+        QVERIFY(splash);
+        auto *close = splash->findChild<QAbstractButton *>(QStringLiteral("closeButton"));
+        QVERIFY(close);
+        QTRY_VERIFY_WITH_TIMEOUT(close->isVisible(), 8000);
+        QTest::qWait(400); // the user sees it fade in
+        QTest::mouseClick(window.windowHandle(), Qt::LeftButton, {}, close->mapTo(&window, close->rect().center()));
+        QVERIFY(seen.contains(QString::fromLatin1(velmora::VLMsplashScreenDidClose)));
+        QTest::qWait(1000);
+        QCOMPARE(velmora::test::runningSoundStreams(), std::optional<int>(0));
+        QCOMPARE(window.inputEvents, 0);
+        QCOMPARE(openedUrls.size(), 4); // two per double click
+
+        QObject::disconnect(observer);
+        QDesktopServices::unsetUrlHandler(QStringLiteral("macappstores"));
+        Velmora::removeSplashScreenFromWindow(&window);
     }
 };
 
