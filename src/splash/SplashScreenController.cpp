@@ -612,8 +612,7 @@ QMediaPlayer *SplashScreenController::player() const
 
 void SplashScreenController::detachVideoOutput()
 {
-    if (QMediaPlayer *player = m_playback->player())
-        player->setVideoOutput(static_cast<QObject *>(nullptr));
+    m_playback->detachOutputs();
 }
 
 void SplashScreenController::removeVideoLayer()

@@ -87,26 +87,42 @@ void VideoPlayback::onStatus(QMediaPlayer::MediaStatus status)
 void VideoPlayback::onError(QMediaPlayer::Error, const QString &message)
 {
     LOG(QStringLiteral("video %1: %2").arg(m_player->source().toString(), message));
-    if (m_state == State::Idle)
-        return;
-    m_state = State::Failed;
-    m_player->stop();
+    // The failed pipeline plays nothing more; only a stop or a new load leaves this state.
+    if (m_state != State::Idle)
+        m_state = State::Failed;
 }
 
-// Stopping alone leaves the audio stream open and the pipeline able to resume itself; the
-// player goes, detached from its output first (a video widget that outlives a player it
-// still renders crashes the backend).
+// The player goes with its audio stream. Stopping it, or taking its video output away while
+// it plays, blocks the main thread for a pipeline state change (stop() ran into GStreamer's
+// one-second timeout, detaching cost up to 300 ms); a pause is asynchronous. So it is muted
+// and paused now, and let go of its output and deleted on later turns of the loop, when
+// that costs a few milliseconds.
 void VideoPlayback::release()
 {
     if (!m_player)
         return;
     QMediaPlayer *player = m_player;
     m_player = nullptr;
-    m_audio = nullptr; // the player's child
     player->disconnect(this);
-    player->setVideoOutput(static_cast<QObject *>(nullptr));
-    player->stop();
-    player->deleteLater();
+    if (m_audio)
+        m_audio->setMuted(true);
+    m_audio = nullptr; // the player's child
+    player->pause();
+    QMetaObject::invokeMethod(
+        player,
+        [player] {
+            player->setVideoOutput(static_cast<QObject *>(nullptr));
+            player->deleteLater();
+        },
+        Qt::QueuedConnection);
+}
+
+// A video widget deleted while a player still renders into it crashes the backend: this
+// covers the players on their way out too.
+void VideoPlayback::detachOutputs()
+{
+    for (QMediaPlayer *player : findChildren<QMediaPlayer *>(QString(), Qt::FindDirectChildrenOnly))
+        player->setVideoOutput(static_cast<QObject *>(nullptr));
 }
 
 } // namespace velmora

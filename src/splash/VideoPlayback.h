@@ -36,8 +36,11 @@ public:
     void play();
     void pause();
     void setMuted(bool muted);
-    // Ends playback and releases the player, its audio stream and its hold on the output.
+    // Ends playback at once and releases the player, its audio stream and its hold on the
+    // output over the next turns of the loop.
     void stop();
+    // Takes every player's video output away, also from players being released.
+    void detachOutputs();
     // The Qt player of the current or next video; null when there is none.
     QMediaPlayer *player() const { return m_player; }
 

@@ -235,11 +235,14 @@ QString HostSession::run(const QString &step)
     const QString broken = check();
     // A soft show asked for while ready but without a key window starts at an activation.
     m_softShowPending = Velmora::SSPresenter()->isNeedShow();
-    s_costs[words.first()] += elapsed.nsecsElapsed();
+    Cost &cost = s_costs[words.first()];
+    cost.nanoseconds += elapsed.nsecsElapsed();
+    cost.longest = qMax(cost.longest, elapsed.nsecsElapsed());
+    ++cost.steps;
     return broken;
 }
 
-QMap<QString, qint64> HostSession::s_costs;
+QMap<QString, HostSession::Cost> HostSession::s_costs;
 
 QString HostSession::perform(const QStringList &words)
 {

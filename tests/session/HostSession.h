@@ -50,8 +50,13 @@ public:
     QString run(const QString &step);
     int checks() const { return m_checks; }
 
-    // Wall-clock nanoseconds spent in each kind of step, over every session of the process.
-    static QMap<QString, qint64> s_costs;
+    // Wall-clock time spent in each kind of step, over every session of the process.
+    struct Cost {
+        qint64 nanoseconds = 0;
+        int steps = 0;
+        qint64 longest = 0;
+    };
+    static QMap<QString, Cost> s_costs;
 
     // Steps for a seeded random session of `count` host operations.
     static QStringList randomSteps(quint32 seed, int count);
