@@ -97,7 +97,7 @@ class TestAdServer : public QObject {
 
 private:
     Fetched fetch(const QUrl &url, const QByteArray &method = "GET", const QByteArray &body = {},
-                  const QSslConfiguration *ssl = nullptr);
+                  const QSslConfiguration *ssl = nullptr, int redirects = 0);
     QString root() const { return m_root; }
 
     QNetworkAccessManager m_manager;
@@ -133,10 +133,12 @@ private slots:
 };
 
 Fetched TestAdServer::fetch(const QUrl &url, const QByteArray &method, const QByteArray &body,
-                            const QSslConfiguration *ssl)
+                            const QSslConfiguration *ssl, int redirects)
 {
     QNetworkRequest request(url);
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
+    // Redirects are followed here, one request each: Qt's own following sometimes keeps the
+    // redirect's headers on the final reply ("text/plain; charset=utf-8, image/png").
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
     if (ssl)
         request.setSslConfiguration(*ssl);
     if (method == "POST") {
@@ -163,7 +165,13 @@ Fetched TestAdServer::fetch(const QUrl &url, const QByteArray &method, const QBy
     result.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     result.body = reply->readAll();
     result.contentType = reply->header(QNetworkRequest::ContentTypeHeader).toByteArray();
+    const QUrl location = QUrl::fromEncoded(reply->rawHeader("Location"));
     delete reply;
+    if (result.status / 100 == 3 && location.isValid() && redirects < 5 && method == "GET") {
+        const qint64 elapsed = result.elapsedMs;
+        result = fetch(url.resolved(location), method, body, ssl, redirects + 1);
+        result.elapsedMs += elapsed;
+    }
     return result;
 }
 
