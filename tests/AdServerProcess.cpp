@@ -30,6 +30,8 @@ bool AdServerProcess::start(const QString &rootDir, const Options &options)
                   << QStringLiteral("--key") << options.keyFile;
     if (!options.faultsFile.isEmpty())
         arguments << QStringLiteral("--faults") << options.faultsFile;
+    if (!options.address.isEmpty())
+        arguments << QStringLiteral("--address") << options.address;
     m_certificates = options.https ? QSslCertificate::fromPath(options.certFile) : QList<QSslCertificate>();
     QFile::remove(logPath());
 
@@ -39,7 +41,10 @@ bool AdServerProcess::start(const QString &rootDir, const Options &options)
         m_error = m_process.errorString();
         return false;
     }
-    const QByteArray prefix = options.https ? "listening on https://127.0.0.1:" : "listening on http://127.0.0.1:";
+    QUrl expected;
+    expected.setScheme(QLatin1String(options.https ? "https" : "http"));
+    expected.setHost(options.address.isEmpty() ? QStringLiteral("127.0.0.1") : options.address);
+    const QByteArray prefix = "listening on " + expected.toEncoded() + ':';
     QDeadlineTimer deadline(10000);
     while (!m_process.canReadLine()) {
         if (deadline.hasExpired() || !m_process.waitForReadyRead(int(deadline.remainingTime()))) {

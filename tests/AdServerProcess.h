@@ -11,7 +11,7 @@
 namespace velmora::test {
 
 // Runs velmora-adserver (path from $VELMORA_ADSERVER) as a child process for a test:
-// serves one ad folder on 127.0.0.1, logs every request to a private file the test can
+// serves one ad folder on a loopback address, logs every request to a private file the test can
 // read back, and lets the test change the fault table while it runs.
 class AdServerProcess {
 public:
@@ -21,6 +21,7 @@ public:
         QString keyFile;
         QString faultsFile; // initial fault table, optional
         quint16 port = 0; // 0: any free port
+        QString address; // loopback address to listen on; empty: 127.0.0.1
     };
 
     AdServerProcess() = default;

@@ -24,8 +24,19 @@ namespace velmora {
 namespace {
 
 // 0.0.0.0 means "this host" to the Linux routing table, so the internet in general is
-// asked for with a global documentation address; a route lookup sends no packet.
-const QHostAddress internetProbeAddress(QStringLiteral("198.51.100.1"));
+// asked for with a global documentation address of each family; a route lookup sends no
+// packet. A host on an IPv6-only network is as online as one on IPv4.
+const QHostAddress internetProbeIPv4(QStringLiteral("198.51.100.1"));
+const QHostAddress internetProbeIPv6(QStringLiteral("2001:db8::1"));
+
+quint32 internetFlags()
+{
+    const quint32 v4 = Reachability::flagsForAddress(internetProbeIPv4);
+    if (Reachability::isReachableWithFlags(v4))
+        return v4;
+    const quint32 v6 = Reachability::flagsForAddress(internetProbeIPv6);
+    return Reachability::isReachableWithFlags(v6) ? v6 : v4;
+}
 
 class NetlinkSocket {
 public:
@@ -175,7 +186,8 @@ std::unique_ptr<Reachability> Reachability::reachabilityForLocalWiFi()
 std::unique_ptr<Reachability> Reachability::reachabilityWithURL(const QUrl &url)
 {
     const QString host = url.host();
-    if (isIpAddress(host)) {
+    // An IPv6 literal is an address too, watched as one rather than as a name.
+    if (isIpAddress(host) || QHostAddress(host).protocol() == QAbstractSocket::IPv6Protocol) {
         const quint16 fallback = url.scheme() == QLatin1String("https") ? 443 : 80;
         return reachabilityWithAddress(QHostAddress(host), quint16(url.port(fallback)));
     }
@@ -204,10 +216,10 @@ quint32 Reachability::reachabilityFlags() const
     if (!m_host.isEmpty()) {
         if (m_host == QLatin1String("localhost"))
             return flagsForAddress(QHostAddress::LocalHost);
-        return flagsForAddress(internetProbeAddress);
+        return internetFlags();
     }
-    if (m_address == QHostAddress::AnyIPv4)
-        return flagsForAddress(internetProbeAddress);
+    if (m_address == QHostAddress::AnyIPv4 || m_address == QHostAddress::AnyIPv6)
+        return internetFlags();
     return flagsForAddress(m_address);
 }
 

@@ -1,5 +1,8 @@
 #include "TestEnvironment.h"
 
+#include "AdServerProcess.h"
+#include "content/AdsDownloader.h"
+#include "content/AdsMacHelper.h"
 #include "content/Reachability.h"
 
 #include <velmora/NotificationCenter.h>
@@ -24,41 +27,65 @@ bool ip(const QString &arguments)
     return run(QStringLiteral("ip"), arguments.split(QLatin1Char(' ')));
 }
 
-// Runs inside a private network namespace: only loopback exists at first.
-int namespaceScenario()
+// An ad table asked for from an ad server on IPv6 loopback, with no test override of the
+// internet check: "asked" once the server logs the request.
+QString adServerOnIPv6IsAsked()
 {
-    const QHostAddress internet(QStringLiteral("198.51.100.1"));
-    if (Reachability::flagsForAddress(internet) != 0) {
+    const QString sample = test::TestEnvironment::sourcePath(QStringLiteral("examples/sample-ads"));
+    test::AdServerProcess server;
+    test::AdServerProcess::Options options;
+    options.address = QStringLiteral("::1");
+    if (!server.start(sample, options))
+        return QStringLiteral("FAIL: no ad server on ::1: ") + server.errorString();
+    qputenv("VELMORA_AD_SERVER_URL", server.baseUrl().toString().toUtf8());
+    AdsDownloader::sharedInstance()->startUpdateAllAds();
+    const bool asked = QTest::qWaitFor([&] { return !server.logLines().isEmpty(); }, 10000);
+    return asked ? QString()
+                 : QStringLiteral("FAIL: the ad server at %1 was never asked").arg(server.baseUrl().toString());
+}
+
+// Runs inside a private network namespace, where only loopback exists at first: a default
+// route of one family comes and goes.
+int namespaceScenario(int family)
+{
+    const bool v6 = family == 6;
+    const QHostAddress internetV4(QStringLiteral("198.51.100.1"));
+    const QHostAddress internetV6(QStringLiteral("2001:db8::1"));
+    if (Reachability::flagsForAddress(internetV4) != 0 || Reachability::flagsForAddress(internetV6) != 0) {
         printf("FAIL: reachable before any route\n");
         return 1;
     }
     auto monitor = Reachability::reachabilityForInternetConnection();
     if (monitor->currentReachabilityStatus() != Reachability::NetworkStatusNone
         || monitor->currentReachabilityString() != QLatin1String("No Connection")
-        || monitor->currentReachabilityFlags() != QLatin1String("X- -------")) {
+        || monitor->currentReachabilityFlags() != QLatin1String("X- -------") || AdsMacHelper::isInternetConnection()) {
         printf("FAIL: without a route: %s\n", qPrintable(monitor->description()));
         return 1;
     }
     QAtomicInt reachable = 0;
     QAtomicInt unreachable = 0;
+    // Only this monitor's: the downloader keeps a monitor of its own.
     int notifications = 0;
-    bool objectIsMonitor = true;
     monitor->reachableBlock = [&](Reachability *) { reachable.fetchAndAddOrdered(1); };
     monitor->unreachableBlock = [&](Reachability *) { unreachable.fetchAndAddOrdered(1); };
     QObject::connect(NotificationCenter::defaultCenter(), &NotificationCenter::notificationPosted,
                      [&](const QString &name, const QVariant &object) {
-                         if (name != QLatin1String(kReachabilityChangedNotification))
-                             return;
-                         ++notifications;
-                         objectIsMonitor = objectIsMonitor && object.value<QObject *>() == monitor.get();
+                         if (name == QLatin1String(kReachabilityChangedNotification)
+                             && object.value<QObject *>() == monitor.get())
+                             ++notifications;
                      });
     monitor->startNotifier();
     QTest::qWait(300);
     // A dummy interface where the kernel has them, else one end of a veth pair.
     const bool link = ip(QStringLiteral("link add vlm0 type dummy"))
         || (ip(QStringLiteral("link add vlm0 type veth peer name vlm1")) && ip(QStringLiteral("link set vlm1 up")));
-    if (!link || !ip(QStringLiteral("addr add 10.77.0.2/24 dev vlm0")) || !ip(QStringLiteral("link set vlm0 up"))
-        || !ip(QStringLiteral("route add default via 10.77.0.1 dev vlm0"))) {
+    const bool configured = link
+        && (v6 ? ip(QStringLiteral("-6 addr add 2001:db8:77::2/64 dev vlm0 nodad"))
+               : ip(QStringLiteral("addr add 10.77.0.2/24 dev vlm0")))
+        && ip(QStringLiteral("link set vlm0 up"))
+        && (v6 ? ip(QStringLiteral("-6 route add default via 2001:db8:77::1 dev vlm0"))
+               : ip(QStringLiteral("route add default via 10.77.0.1 dev vlm0")));
+    if (!configured) {
         printf("SKIP: cannot configure a dummy interface here\n");
         return 0;
     }
@@ -73,18 +100,24 @@ int namespaceScenario()
         return 1;
     }
     const quint32 flags = monitor->reachabilityFlags();
-    if (!(flags & F::Reachable) || (flags & F::IsDirect)
+    if (!(flags & F::Reachable) || (flags & F::IsDirect) || !AdsMacHelper::isInternetConnection()
         || monitor->currentReachabilityString() != QLatin1String("WiFi")) {
         printf("FAIL: flags %s\n", qPrintable(Reachability::flagsText(flags)));
         return 1;
     }
+    if (v6) {
+        if (Reachability::flagsForAddress(internetV4) != 0) {
+            printf("FAIL: an IPv4 route appeared\n");
+            return 1;
+        }
+        if (const QString failure = adServerOnIPv6IsAsked(); !failure.isEmpty()) {
+            printf("%s\n", qPrintable(failure));
+            return 1;
+        }
+    }
     ip(QStringLiteral("link del vlm0"));
     if (!QTest::qWaitFor([&] { return notifications == 2; }, 5000) || unreachable != 1) {
         printf("FAIL: removal not reported (%d notifications)\n", notifications);
-        return 1;
-    }
-    if (!objectIsMonitor) {
-        printf("FAIL: a notification's object was not the monitor\n");
         return 1;
     }
     printf("PASS\n");
@@ -161,16 +194,25 @@ private Q_SLOTS:
         QCOMPARE(int(monitor->targetPort()), port);
     }
 
+    void changesInAPrivateNetworkNamespace_data()
+    {
+        QTest::addColumn<int>("family");
+        QTest::newRow("IPv4 only") << 4;
+        QTest::newRow("IPv6 only") << 6;
+    }
+
     void changesInAPrivateNetworkNamespace()
     {
+        QFETCH(int, family);
         QProcess child;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("VELMORA_NETNS_SCENARIO"), QStringLiteral("1"));
+        env.insert(QStringLiteral("VELMORA_NETNS_SCENARIO"), QString::number(family));
         child.setProcessEnvironment(env);
-        child.start(QStringLiteral("unshare"), { QStringLiteral("-n"), QCoreApplication::applicationFilePath() });
+        // A user namespace as well, so this also runs without root where the kernel lets it.
+        child.start(QStringLiteral("unshare"), { QStringLiteral("-rn"), QCoreApplication::applicationFilePath() });
         if (!child.waitForStarted(5000))
             QSKIP("unshare is not available");
-        QVERIFY(child.waitForFinished(30000));
+        QVERIFY(child.waitForFinished(60000));
         const QString output = QString::fromUtf8(child.readAllStandardOutput() + child.readAllStandardError());
         if (child.exitCode() != 0 && output.contains(QLatin1String("Operation not permitted")))
             QSKIP("no permission for a private network namespace here");
@@ -186,7 +228,7 @@ int main(int argc, char **argv)
     QApplication app(argc, argv);
     if (qEnvironmentVariableIsSet("VELMORA_NETNS_SCENARIO")) {
         ip(QStringLiteral("link set lo up"));
-        return namespaceScenario();
+        return namespaceScenario(qEnvironmentVariableIntValue("VELMORA_NETNS_SCENARIO"));
     }
     ReachabilityTest test;
     return QTest::qExec(&test, argc, argv);

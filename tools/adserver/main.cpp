@@ -81,11 +81,11 @@ int main(int argc, char **argv)
 
     QCommandLineParser parser;
     parser.setApplicationDescription(
-        QStringLiteral("Development ad server for Velmora. Serves the ad folder DIR on 127.0.0.1:\n"
+        QStringLiteral("Development ad server for Velmora. Serves the ad folder DIR on a loopback address:\n"
                        "  POST /api/v1/banners  answers DIR/manifest.json as stored\n"
                        "  GET  /<path>          serves DIR/<path> (never outside DIR)\n"
                        "  POST /__control/faults, /__control/reset  change the fault table\n"
-                       "Prints \"listening on <scheme>://127.0.0.1:<port>\" once it listens."));
+                       "Prints \"listening on <scheme>://<address>:<port>\" once it listens."));
     parser.addHelpOption();
     const QCommandLineOption rootOption(QStringLiteral("root"), QStringLiteral("Ad folder to serve (required)."),
                                         QStringLiteral("DIR"));
@@ -102,7 +102,11 @@ int main(int argc, char **argv)
         QStringLiteral("cert"), QStringLiteral("PEM certificate, followed by its chain."), QStringLiteral("FILE"));
     const QCommandLineOption keyOption(QStringLiteral("key"), QStringLiteral("PEM private key, unencrypted."),
                                        QStringLiteral("FILE"));
-    parser.addOptions({ rootOption, portOption, logOption, faultsOption, httpsOption, certOption, keyOption });
+    const QCommandLineOption addressOption(QStringLiteral("address"),
+                                           QStringLiteral("Loopback address to listen on: 127.0.0.1 (default) or ::1."),
+                                           QStringLiteral("ADDR"), QStringLiteral("127.0.0.1"));
+    parser.addOptions(
+        { rootOption, portOption, addressOption, logOption, faultsOption, httpsOption, certOption, keyOption });
     parser.process(app);
 
     if (!parser.positionalArguments().isEmpty())
@@ -116,6 +120,11 @@ int main(int argc, char **argv)
     const uint port = parser.value(portOption).toUInt(&portOk);
     if (!portOk || port > 65535)
         return fail(QStringLiteral("bad port %1").arg(parser.value(portOption)));
+
+    // Loopback only: a development server must not be reachable from the network.
+    const QHostAddress address(parser.value(addressOption));
+    if (!address.isLoopback())
+        return fail(QStringLiteral("%1 is not a loopback address").arg(parser.value(addressOption)));
 
     AdServer server(root);
     QString error;
@@ -141,10 +150,16 @@ int main(int argc, char **argv)
 
     if (!installSignalHandlers(app))
         return fail(QStringLiteral("cannot install signal handlers"));
-    if (!server.listen(QHostAddress::LocalHost, static_cast<quint16>(port)))
-        return fail(QStringLiteral("cannot listen on 127.0.0.1:%1: %2").arg(port).arg(server.errorString()));
+    QUrl shown;
+    shown.setScheme(QLatin1String(server.usesTls() ? "https" : "http"));
+    shown.setHost(address.toString());
+    if (!server.listen(address, static_cast<quint16>(port)))
+        return fail(QStringLiteral("cannot listen on %1 port %2: %3")
+                        .arg(address.toString())
+                        .arg(port)
+                        .arg(server.errorString()));
 
-    std::printf("listening on %s://127.0.0.1:%u\n", server.usesTls() ? "https" : "http", server.serverPort());
+    std::printf("listening on %s:%u\n", shown.toEncoded().constData(), server.serverPort());
     std::fflush(stdout);
     return app.exec();
 }
