@@ -7,7 +7,9 @@
 #include "content/AdsSelection.h"
 #include "content/DownloadDelegate.h"
 #include "content/Reachability.h"
+#include "content/ReplyOutcome.h"
 #include "support/Logging.h"
+#include "support/MainThread.h"
 #include "support/PoolTask.h"
 
 #include <velmora/Bundle.h>
@@ -22,6 +24,7 @@
 #include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
+#include <QRegularExpression>
 #include <QSaveFile>
 #include <QStandardPaths>
 #include <QThread>
@@ -69,17 +72,6 @@ QString safeFileName(const QUrl &remote)
     return name;
 }
 
-// An HTTP status error still delivered a body (stored as it came); anything else that
-// went wrong means the transfer did not complete.
-bool transferCompleted(QNetworkReply *reply)
-{
-    if (reply->error() == QNetworkReply::NoError)
-        return true;
-    return reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid()
-        && reply->error() >= QNetworkReply::ContentAccessDenied
-        && reply->error() != QNetworkReply::OperationCanceledError;
-}
-
 // A reply's body as it arrives. Qt's network thread reads ahead of any read buffer size and
 // hands over megabytes at once when the server is fast, so the body is taken off Qt's
 // buffer a slice per turn of the event loop, kept as a list of slices (never one growing
@@ -109,13 +101,11 @@ public:
     }
 
     bool overCap() const { return m_overCap; }
-    QByteArray take()
+    QByteArrayList takeSlices()
     {
         append(m_reply->readAll());
-        QByteArray whole = m_slices.size() == 1 ? m_slices.first() : m_slices.join();
-        m_slices.clear();
         m_size = 0;
-        return whole;
+        return std::exchange(m_slices, {});
     }
 
 private:
@@ -174,10 +164,29 @@ bool overCap(QNetworkReply *reply)
     return buffer && buffer->overCap();
 }
 
-QByteArray bodyOf(QNetworkReply *reply)
+QByteArrayList slicesOf(QNetworkReply *reply)
 {
     BodyBuffer *buffer = bodyBuffer(reply);
-    return buffer ? buffer->take() : reply->readAll();
+    return buffer ? buffer->takeSlices() : QByteArrayList { reply->readAll() };
+}
+
+QByteArray bodyOf(QNetworkReply *reply)
+{
+    const QByteArrayList slices = slicesOf(reply);
+    return slices.size() == 1 ? slices.first() : slices.join();
+}
+
+// Writes a body under its final name, all or nothing, synced to disk.
+bool writeWhole(const QString &path, const QByteArrayList &slices)
+{
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    for (const QByteArray &slice : slices) {
+        if (file.write(slice) != slice.size())
+            return false;
+    }
+    return file.commit();
 }
 
 bool isRunning(const QPointer<QNetworkReply> &task)
@@ -249,10 +258,27 @@ AdsDownloader *AdsDownloader::sharedInstance()
 AdsDownloader::AdsDownloader()
     : d(new Private)
 {
-    if (QCoreApplication *app = QCoreApplication::instance())
-        moveToThread(app->thread());
+    // Made as a child before the move, so the manager moves along: a child made after it
+    // would stay on a worker that first asked for the downloader.
     d->network = new QNetworkAccessManager(this);
+    MainThread::adopt(this);
+    removeWriteLeftovers();
     checkInternetConnection();
+}
+
+// A process killed between writing a media file and renaming it leaves the atomic writer's
+// temporary, "<name>.XXXXXX", which nothing would ever remove.
+void AdsDownloader::removeWriteLeftovers()
+{
+    static const QRegularExpression temporary(QStringLiteral("^.+\\.[A-Za-z0-9]{6}$"));
+    QDir folder(cacheDirectory());
+    const QStringList names = folder.entryList(QDir::Files | QDir::Hidden);
+    for (const QString &name : names) {
+        if (temporary.match(name).hasMatch()) {
+            LOG(QStringLiteral("removed the unfinished write %1").arg(name));
+            folder.remove(name);
+        }
+    }
 }
 
 AdsDownloader::~AdsDownloader()
@@ -416,7 +442,7 @@ void AdsDownloader::downloadJSONWithComplitionBlock(Callback callback)
 void AdsDownloader::finishTableReply(QNetworkReply *reply, const Callback &callback)
 {
     qCInfo(lcVelmora) << "load";
-    const bool complete = transferCompleted(reply) && !overCap(reply);
+    const bool complete = ReplyOutcome::answeredInFull(reply) && !overCap(reply);
     const QByteArray bytes = complete ? QString::fromUtf8(bodyOf(reply)).toUtf8() : QByteArray();
     const QJsonDocument document = QJsonDocument::fromJson(bytes);
     d->replyJSON = document.isObject() ? std::optional(document.object().toVariantMap()) : std::nullopt;
@@ -460,13 +486,15 @@ void AdsDownloader::downloadBannerWithComplitionBlock(Callback callback)
             callback();
         return;
     }
+    // An empty draw is recorded too: a click then names no ad, and the next draw
+    // excludes nothing. The old picture and its link stay.
     const std::optional<QVariantMap> drawn = getInfoObjectWithConsideringWeightForKey(kMainBannerKey);
+    d->bannerInfo = drawn.value_or(QVariantMap());
     if (!drawn) {
         if (callback)
             callback();
         return;
     }
-    d->bannerInfo = *drawn;
     const QUrl remote = mediaURL(d->bannerInfo, kBannerImgURL);
     const QPointer<AdsDownloader> self(this);
     d->bannerTask = downloadDataToCacheDirectoryFromURL(remote, [self, callback](const QUrl &local) {
@@ -487,9 +515,9 @@ void AdsDownloader::downloadVideo()
     if (isRunning(d->videoTask) || !replyJSON())
         return;
     const std::optional<QVariantMap> drawn = getInfoObjectWithConsideringWeightForKey(kMainVideoKey);
+    d->videoInfo = drawn.value_or(QVariantMap());
     if (!drawn)
         return;
-    d->videoInfo = *drawn;
     const QUrl remote = mediaURL(d->videoInfo, kVideoCapture);
     const QPointer<AdsDownloader> self(this);
     d->videoTask = downloadDataToCacheDirectoryFromURL(remote, [self](const QUrl &video) {
@@ -551,22 +579,29 @@ QNetworkReply *AdsDownloader::downloadDataToCacheDirectoryFromURL(const QUrl &re
     request.setTransferTimeout(transferTimeoutMs);
     QNetworkReply *reply = d->network->get(request);
     capBody(reply, maxMediaBytes);
-    connect(reply, &QNetworkReply::finished, this, [reply, local, callback] {
+    const QPointer<AdsDownloader> self(this);
+    connect(reply, &QNetworkReply::finished, this, [self, reply, local, callback] {
         reply->deleteLater();
-        if (!transferCompleted(reply) || overCap(reply)) {
+        if (!ReplyOutcome::answeredInFull(reply) || overCap(reply)) {
             if (callback)
                 callback(QUrl());
             return;
         }
-        // Only a complete body ever appears under the media's name.
-        QSaveFile file(local);
-        if (!file.open(QIODevice::WriteOnly) || file.write(bodyOf(reply)) < 0 || !file.commit()) {
-            if (callback)
-                callback(QUrl());
-            return;
-        }
-        if (callback)
-            callback(QUrl::fromLocalFile(local));
+        // Only a complete body ever appears under the media's name. Writing and syncing up to
+        // the cap is the framework's worker's job; the main thread only hears how it went.
+        PoolTask::start(QThreadPool::globalInstance(), [self, local, callback, slices = slicesOf(reply)] {
+            const bool written = writeWhole(local, slices);
+            QCoreApplication *app = QCoreApplication::instance();
+            if (!app)
+                return;
+            QMetaObject::invokeMethod(
+                app,
+                [self, local, callback, written] {
+                    if (self && callback)
+                        callback(written ? QUrl::fromLocalFile(local) : QUrl());
+                },
+                Qt::QueuedConnection);
+        });
     });
     return reply;
 }
@@ -589,7 +624,7 @@ QVariantMap AdsDownloader::JSONSearchByQuery(const QString &url)
     if (reply->isRunning())
         loop.exec();
     // As with the ad table, an HTTP error's body is read like any other.
-    const bool complete = transferCompleted(reply) && !overCap(reply);
+    const bool complete = ReplyOutcome::answeredInFull(reply) && !overCap(reply);
     const QByteArray bytes = complete ? bodyOf(reply) : QByteArray();
     delete reply;
     const QJsonArray results = QJsonDocument::fromJson(bytes).object().value(QStringLiteral("results")).toArray();

@@ -1,5 +1,8 @@
 #include "content/AdsEventLogger.h"
 
+#include "content/ReplyOutcome.h"
+#include "support/MainThread.h"
+
 #include <velmora/Support.h>
 
 #include <QCborArray>
@@ -26,8 +29,7 @@ AdsEventLogger::AdsEventLogger()
     : m_network(new QNetworkAccessManager(this))
     , m_stack(unarchive(VLMObjForKey(stackKey).toByteArray()))
 {
-    if (QCoreApplication *app = QCoreApplication::instance())
-        moveToThread(app->thread());
+    MainThread::adopt(this);
 }
 
 void AdsEventLogger::onMainThread(std::function<void()> work)
@@ -46,9 +48,9 @@ void AdsEventLogger::logEventWithURL(const QUrl &url)
     QNetworkReply *reply = m_network->get(request);
     connect(reply, &QNetworkReply::finished, this, [this, reply, url] {
         reply->deleteLater();
-        // Any HTTP answer counts as delivered; only a transport failure puts the URL back.
-        const bool answered = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isValid();
-        if (reply->error() != QNetworkReply::NoError && !answered)
+        // Delivered when the server answered in full, whatever its status code; a transfer
+        // cut after the status line (reset, short body) puts the URL back.
+        if (!ReplyOutcome::answeredInFull(reply))
             addEventURL(url);
         else
             logAllStack();

@@ -428,6 +428,29 @@ private Q_SLOTS:
         QVERIFY(!QFile::exists(AdsDownloader::cacheDirectory() + QStringLiteral("/(null)")));
     }
 
+    // A draw that yields nothing is recorded as nothing: a click must not name the old ad.
+    void emptyDrawClearsTheLastAd()
+    {
+        settle();
+        const auto table = [](const QVariantList &ads) {
+            return QVariantMap { { QStringLiteral("standard"), ads }, { QStringLiteral("video"), ads } };
+        };
+        const QVariantMap bare { { QStringLiteral("priority"), 1 }, { QStringLiteral("name"), "bare" } };
+        m_downloader->setReplyJSON(table({ bare }));
+        m_downloader->downloadBannerWithComplitionBlock({});
+        m_downloader->downloadVideo();
+        QTRY_COMPARE(m_downloader->videoInfo().value(QStringLiteral("name")).toString(), QStringLiteral("bare"));
+        QCOMPARE(m_downloader->bannerInfo().value(QStringLiteral("name")).toString(), QStringLiteral("bare"));
+
+        m_downloader->setReplyJSON(table({}));
+        bool called = false;
+        m_downloader->downloadBannerWithComplitionBlock([&called] { called = true; });
+        m_downloader->downloadVideo();
+        QTRY_VERIFY(called);
+        QTRY_VERIFY(m_downloader->videoInfo().isEmpty());
+        QVERIFY(m_downloader->bannerInfo().isEmpty());
+    }
+
     void storeLookup_data()
     {
         QTest::addColumn<QString>("link");

@@ -5,6 +5,7 @@
 
 #include <velmora/Support.h>
 
+#include <QJsonObject>
 #include <QProcess>
 #include <QTemporaryDir>
 
@@ -79,6 +80,37 @@ private Q_SLOTS:
             paths << line.value(QStringLiteral("path")).toString();
         for (const char *path : { "/e0", "/e1", "/e2", "/e3" })
             QVERIFY2(paths.contains(QString::fromLatin1(path)), path);
+    }
+
+    // Status codes are not judged; only an answer that did not arrive whole goes back.
+    void deliveryOutcome_data()
+    {
+        QTest::addColumn<QJsonObject>("fault");
+        QTest::addColumn<bool>("queued");
+        QTest::newRow("answered 200") << QJsonObject { { "body", "ok" } } << false;
+        QTest::newRow("answered 404") << QJsonObject { { "status", 404 } } << false;
+        QTest::newRow("answered 500") << QJsonObject { { "status", 500 } } << false;
+        QTest::newRow("cut mid-body") << QJsonObject { { "repeatBody", 4096 }, { "truncateAt", 10 } } << true;
+        QTest::newRow("reset") << QJsonObject { { "reset", true } } << true;
+    }
+
+    void deliveryOutcome()
+    {
+        QFETCH(QJsonObject, fault);
+        QFETCH(bool, queued);
+        AdsEventLogger *logger = AdsEventLogger::sharedInstance();
+        logger->setEventStack({});
+        QVERIFY(m_server.setFaults({ { QStringLiteral("/tracked"), fault } }));
+        const QUrl url = m_server.url(QStringLiteral("/tracked"));
+        const qsizetype before = m_server.logLines().size();
+        logger->logEventWithURL(url);
+        QTRY_VERIFY(m_server.logLines().size() > before);
+        const QList<QUrl> expected = queued ? QList<QUrl> { url } : QList<QUrl>();
+        // Settled: the reply's outcome has had time to reach the queue.
+        QTest::qWait(300);
+        QTRY_COMPARE(logger->eventStack(), expected);
+        QCOMPARE(storedQueue(), expected);
+        QVERIFY(m_server.resetFaults());
     }
 
 private:

@@ -524,6 +524,10 @@ private Q_SLOTS:
         QTest::newRow("100 MB media")
             << ad << QByteArray("{\"/media/huge.gif\": {\"repeatBody\": 104857600, \"contentType\": \"image/gif\"}}")
             << manifestWith(QStringLiteral("/media/huge.gif")) << false << ok << "" << v << true;
+        // As large as media may be: joined, written and synced off the main thread.
+        QTest::newRow("64 MiB media arrives")
+            << ad << QByteArray("{\"/media/big.gif\": {\"repeatBody\": 67108864, \"contentType\": \"image/gif\"}}")
+            << manifestWith(QStringLiteral("/media/big.gif")) << false << ok << "big.gif" << v << true;
         QTest::newRow("media that is not media")
             << ad << none << manifestWith(QStringLiteral("/media/not-a-gif.gif"), QStringLiteral("/media/b.gif"))
             << false << ok << "not-a-gif.gif" << b << true;

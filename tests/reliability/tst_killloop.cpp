@@ -22,6 +22,7 @@
 #include <QElapsedTimer>
 #include <QProcess>
 #include <QRandomGenerator>
+#include <QRegularExpression>
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QUrlQuery>
@@ -91,11 +92,15 @@ int writerMain()
     const bool fileThere = QFile::exists(AdsCacheInfoStorage::storageURL().toLocalFile());
     const qint64 start = std::max<qint64>(generationOf(storage.infoDictionary()), 0);
     // A file that exists but does not load is a corrupt leftover.
-    std::printf("START %lld %s\n", static_cast<long long>(start),
-                fileThere && storage.infoDictionary().isEmpty() ? "unloadable" : "loaded");
+    AdsDownloader *downloader = AdsDownloader::sharedInstance();
+    // What a start left behind of the killed run's unfinished writes: nothing.
+    const QStringList left = QDir(AdsDownloader::cacheDirectory()).entryList(QDir::Files | QDir::Hidden);
+    const QStringList unfinished = left.filter(QRegularExpression(QStringLiteral("\\.[A-Za-z0-9]{6}$")));
+    std::printf("START %lld %s %s\n", static_cast<long long>(start),
+                fileThere && storage.infoDictionary().isEmpty() ? "unloadable" : "loaded",
+                unfinished.isEmpty() ? "clean" : qPrintable(unfinished.join(QLatin1Char(','))));
     std::fflush(stdout);
     const QString local = AdsDownloader::cacheDirectory() + QLatin1Char('/') + mediaName;
-    AdsDownloader *downloader = AdsDownloader::sharedInstance();
     for (qint64 generation = start + 1; generation <= start + 100000; ++generation) {
         storage.setInfoDictionary(tableFor(generation));
         storage.save();
@@ -181,12 +186,12 @@ private:
             problems << QStringLiteral("savedAds vanished");
         }
 
-        QSettings settings;
-        settings.sync();
-        if (settings.status() != QSettings::NoError)
-            problems << QStringLiteral("settings file unreadable (status %1)").arg(settings.status());
-        if (settings.contains(stackKey)) {
-            const QList<QUrl> stack = AdsEventLogger::unarchive(settings.value(stackKey).toByteArray());
+        const auto settings = VLMUserDefaults();
+        settings->sync();
+        if (settings->status() != QSettings::NoError)
+            problems << QStringLiteral("settings file unreadable (status %1)").arg(settings->status());
+        if (settings->contains(stackKey)) {
+            const QList<QUrl> stack = AdsEventLogger::unarchive(settings->value(stackKey).toByteArray());
             const qint64 generation = generationOf(stack);
             if (generation < 0 || !allowed(state->events).contains(generation))
                 problems << QStringLiteral("eventStackData holds generation %1").arg(generation);
@@ -275,10 +280,14 @@ private Q_SLOTS:
             for (const QByteArray &line : writer.readAllStandardOutput().split('\n')) {
                 if (line.startsWith("START ")) {
                     started = true;
-                    start = line.split(' ').value(1).toLongLong();
+                    const QList<QByteArray> fields = line.split(' ');
+                    start = fields.value(1).toLongLong();
                     acked = start;
-                    if (line.endsWith("unloadable"))
+                    if (fields.value(2) == "unloadable")
                         ++unloadable;
+                    if (fields.value(3) != "clean")
+                        findings << QStringLiteral("a start kept unfinished writes: %1")
+                                        .arg(QString::fromLocal8Bit(fields.value(3)));
                 } else if (line.startsWith("GEN ")) {
                     acked = line.mid(4).toLongLong();
                 }
@@ -314,7 +323,7 @@ private Q_SLOTS:
         const QStringList lastProblems = check(&state, lastStart >= 0, lastStart, lastAcked);
         findings << lastProblems;
         const bool cleanStart = last.exitStatus() == QProcess::NormalExit && last.exitCode() == 0
-            && output.contains("loaded") && lastAcked == lastStart + 3 && lastProblems.isEmpty()
+            && output.contains("loaded clean") && lastAcked == lastStart + 3 && lastProblems.isEmpty()
             && state.saved == lastAcked && state.events == lastAcked;
 
         std::printf("\nkill loop: %d kills in %.1f s, %lld generations written, %d kills left no media file, "
@@ -329,6 +338,7 @@ private Q_SLOTS:
         QVERIFY2(generations > 0, "the writer never completed a generation");
         QCOMPARE(corrupt, 0);
         QCOMPARE(unloadable, 0);
+        QVERIFY2(findings.filter(QStringLiteral("unfinished writes")).isEmpty(), "a start kept unfinished writes");
         QVERIFY2(cleanStart, output.constData());
     }
 };
