@@ -14,7 +14,8 @@ namespace velmora {
 class Bundle;
 class Timer;
 
-// The user-defaults store: QSettings with the host's organisation and application names.
+// The user-defaults store: QSettings with the host's organisation and application names,
+// in a format that gives every value back with its type, also in the next process.
 // Each call gives a fresh handle, so any thread may use its own.
 VELMORA_EXPORT std::unique_ptr<QSettings> VLMUserDefaults();
 VELMORA_EXPORT QVariant VLMObjForKey(const QString &key);

@@ -3,6 +3,7 @@
 #include "BuildConfig.h"
 #include "facade/FacadeState.h"
 #include "splash/SplashScreenControllerProtocolInput.h"
+#include "support/MainThread.h"
 #include "support/Switches.h"
 
 #include <QCoreApplication>
@@ -10,6 +11,7 @@
 #include <QThread>
 #include <QWidget>
 
+#include <algorithm>
 #include <atomic>
 #include <cmath>
 #include <mutex>
@@ -18,7 +20,7 @@ namespace velmora {
 
 namespace {
 
-std::atomic<SplashScreenPresenter *> presenter{nullptr};
+std::atomic<SplashScreenPresenter *> presenter { nullptr };
 // Guards the presenter's creation; FacadeState::reset may drop it again.
 std::mutex presenterMutex;
 
@@ -32,11 +34,6 @@ double bannerCenterXInset = 0;
 const QString warningLevel = QStringLiteral("WARNING");
 const QString errorLevel = QStringLiteral("ERROR");
 
-bool onMainThread()
-{
-    return QCoreApplication::instance() && QThread::currentThread() == QCoreApplication::instance()->thread();
-}
-
 QString describe(const QUrl &url)
 {
     return url.isEmpty() ? QStringLiteral("(null)") : url.toString();
@@ -45,7 +42,7 @@ QString describe(const QUrl &url)
 // Restyles every registered splash screen and records the value for those added later.
 template<typename Value>
 void applyAppearance(void (SplashScreenControllerProtocolInput::*setter)(Value), Value value, const QString &key,
-    const QVariant &stored)
+                     const QVariant &stored)
 {
     Velmora::isInitializedSplashScreenWithLOG_WARNING();
     SplashScreenPresenter *splash = Velmora::SSPresenter();
@@ -94,28 +91,35 @@ void configureAndAppend(BannerController *banner)
     banners.append(banner);
 }
 
+// Takes every ad off the screen; main thread.
+void removeAdsFromScreen()
+{
+    if (SplashScreenPresenter *splash = presenter.load())
+        splash->removeAllSplashScreens();
+    for (BannerController *banner : Velmora::BControllers())
+        banner->removeADS();
+    banners.clear();
+}
+
 } // namespace
 
 // ---- Lifecycle and show control ----------------------------------------------------
 
 void Velmora::removeAdsNow()
 {
-    if (!onMainThread()) {
+    // The purchase is stored before anything else, from any thread and also before the host
+    // made its application object or after it is gone: it must survive to the next launch.
+    Switches::setADSRemoved(true);
+    if (!MainThread::isCurrent()) {
         if (QCoreApplication *app = QCoreApplication::instance())
-            QMetaObject::invokeMethod(app, [] { removeAdsNow(); }, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(
+                app, [] { removeAdsFromScreen(); }, Qt::QueuedConnection);
         return;
     }
-    Switches::setADSRemoved(true);
-    if (SplashScreenPresenter *splash = presenter.load())
-        splash->removeAllSplashScreens();
-    for (BannerController *banner : BControllers())
-        banner->removeADS();
-    banners.clear();
+    removeAdsFromScreen();
 }
 
-void Velmora::removeADSFromWindow(QWidget *)
-{
-}
+void Velmora::removeADSFromWindow(QWidget *) { }
 
 bool Velmora::isShowSplashScreen()
 {
@@ -129,6 +133,8 @@ SplashScreenPresenter *Velmora::SSPresenter()
     const std::lock_guard lock(presenterMutex);
     if (!presenter.load()) {
         auto *splash = new SplashScreenPresenter;
+        // A host whose first call comes from a worker must not leave the presenter there.
+        MainThread::adopt(splash);
         splash->setDelayForFirstStart(30);
         splash->starDownLoad();
         presenter.store(splash);
@@ -259,7 +265,11 @@ void Velmora::setSplashScreenLoadTime(qint64 seconds)
 
 void Velmora::setSplashScreenDelay(double seconds)
 {
-    SSPresenter()->setDelayForFirstStart(seconds < 0 ? 30 : qint64(std::trunc(seconds)));
+    // NaN and infinity mean nothing a host could want: the default, as for a negative value.
+    // A finite value is held below what a 64-bit count of seconds can take.
+    constexpr double longest = 1e15;
+    const bool usable = std::isfinite(seconds) && seconds >= 0;
+    SSPresenter()->setDelayForFirstStart(usable ? qint64(std::trunc(std::min(seconds, longest))) : 30);
 }
 
 // ---- Initialisation checks and log ---------------------------------------------------------
@@ -335,8 +345,8 @@ void Velmora::setSplashScreenTimerTextColor(const QColor &color)
 
 void Velmora::setSplashScreenTimerBackgroundColor(const QColor &color)
 {
-    applyAppearance<const QColor &>(
-        &Input::setTimerBackgroundColor, color, QStringLiteral("timerBackgroundColor"), color);
+    applyAppearance<const QColor &>(&Input::setTimerBackgroundColor, color, QStringLiteral("timerBackgroundColor"),
+                                    color);
 }
 
 void Velmora::setSplashScreenTimerBorderColor(const QColor &border, const QColor &progress)
@@ -402,13 +412,13 @@ void Velmora::setSplashScreenHiddenBackgroundImage(bool hidden)
 void Velmora::setSplashScreenHiddenBackgroundImageAfterVideo(bool hidden)
 {
     applyAppearance(&Input::setHiddenBackgroundImageAfterVideo, hidden,
-        QStringLiteral("hiddenBackgroundImageAfterVideo"), hidden);
+                    QStringLiteral("hiddenBackgroundImageAfterVideo"), hidden);
 }
 
 void Velmora::setSplashScreenHiddenBackgroundImageBeforeVideo(bool hidden)
 {
     applyAppearance(&Input::setHiddenBackgroundImageBeforeVideo, hidden,
-        QStringLiteral("hiddenBackgroundImageBeforeVideo"), hidden);
+                    QStringLiteral("hiddenBackgroundImageBeforeVideo"), hidden);
 }
 
 // ---- Banners ----------------------------------------------------------------------------------

@@ -1,5 +1,7 @@
 #include <velmora/NotificationCenter.h>
 
+#include "support/MainThread.h"
+
 namespace velmora {
 
 NotificationCenter::NotificationCenter() = default;
@@ -7,7 +9,11 @@ NotificationCenter::NotificationCenter() = default;
 NotificationCenter *NotificationCenter::defaultCenter()
 {
     // Never destroyed: hosts may post or observe during their own static teardown.
-    static NotificationCenter *center = new NotificationCenter;
+    static NotificationCenter *center = [] {
+        auto *made = new NotificationCenter;
+        MainThread::adopt(made);
+        return made;
+    }();
     return center;
 }
 

@@ -5,6 +5,7 @@
 
 #include "support/StandardNames.h"
 #include "support/Switches.h"
+#include "support/UserDefaultsStore.h"
 
 #include <QLoggingCategory>
 
@@ -16,7 +17,7 @@ namespace velmora {
 
 std::unique_ptr<QSettings> VLMUserDefaults()
 {
-    return std::make_unique<QSettings>();
+    return UserDefaultsStore::open();
 }
 
 QVariant VLMObjForKey(const QString &key)

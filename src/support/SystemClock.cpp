@@ -4,18 +4,25 @@
 
 #include <QTimer>
 
+#include <algorithm>
 #include <cmath>
 
 namespace velmora {
 
-SystemClock::SystemClock()
+SystemClock::SystemClock(double longestLeg)
+    : m_longestLeg(longestLeg)
 {
     m_elapsed.start();
 }
 
 double SystemClock::now() const
 {
-    return double(m_elapsed.nsecsElapsed()) / 1e9;
+    return double(m_elapsed.nsecsElapsed()) / 1e9 + m_skipped.load();
+}
+
+void SystemClock::skip(double seconds)
+{
+    m_skipped = m_skipped.load() + seconds;
 }
 
 void SystemClock::arm(Timer *timer, double fireDate)
@@ -25,9 +32,15 @@ void SystemClock::arm(Timer *timer, double fireDate)
         qtimer = new QTimer(timer);
         qtimer->setSingleShot(true);
         qtimer->setTimerType(Qt::PreciseTimer);
-        QObject::connect(qtimer, &QTimer::timeout, timer, [timer] { Clock::fire(timer); });
+        QObject::connect(qtimer, &QTimer::timeout, timer, [this, timer] {
+            // The end of a leg short of the fire date only starts the next leg.
+            if (timer->fireDate() - now() > 0.001)
+                arm(timer, timer->fireDate());
+            else
+                Clock::fire(timer);
+        });
     }
-    const double delay = std::max(0.0, fireDate - now());
+    const double delay = std::clamp(fireDate - now(), 0.0, m_longestLeg);
     qtimer->start(int(std::ceil(delay * 1000.0)));
 }
 

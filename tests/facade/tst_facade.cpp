@@ -3,14 +3,20 @@
 
 #include "SoundStreams.h"
 
+#include <velmora/Notifications.h>
+#include <velmora/Support.h>
+
 #include <QAbstractButton>
 #include <QApplication>
 #include <QDesktopServices>
+#include <QDir>
 #include <QMainWindow>
 #include <QProcess>
 #include <QTemporaryDir>
 #include <QThread>
 #include <QtTest>
+
+#include <limits>
 
 using velmora::Velmora;
 
@@ -24,16 +30,41 @@ void captureLog(QtMsgType, const QMessageLogContext &context, const QString &mes
 }
 
 // Runs this executable again in one of its child modes and returns what it printed.
-QString runChild(const QString &mode)
+QString runChild(const QString &mode, const QString &home = QString())
 {
     QProcess child;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert(QStringLiteral("VELMORA_FACADE_CHILD"), mode);
+    if (!home.isEmpty())
+        env.insert(QStringLiteral("VELMORA_FACADE_HOME"), home);
     child.setProcessEnvironment(env);
     child.start(QCoreApplication::applicationFilePath(), {});
     if (!child.waitForFinished(60000))
         return QStringLiteral("timeout");
     return QString::fromUtf8(child.readAllStandardOutput()).trimmed();
+}
+
+// One value of every property-list type, written by one process and read by another.
+QList<std::pair<QString, QVariant>> typedSettings()
+{
+    const QDateTime when(QDate(2026, 11, 25), QTime(15, 32, 33, 250), Qt::UTC);
+    return {
+        { QStringLiteral("string"), QStringLiteral("text, with a comma") },
+        { QStringLiteral("bool"), true },
+        { QStringLiteral("integer"), 42 },
+        { QStringLiteral("big integer"), qint64(1) << 40 },
+        { QStringLiteral("double"), 2.5 },
+        { QStringLiteral("date"), when },
+        { QStringLiteral("data"),
+          QByteArray("\x00\xff"
+                     "bytes",
+                     7) },
+        { QStringLiteral("one-element array"), QVariantList { 7 } },
+        { QStringLiteral("array"), QVariantList { true, 1.5 } },
+        { QStringLiteral("dictionary"),
+          QVariantMap { { QStringLiteral("n"), 3 },
+                        { QStringLiteral("list"), QVariantList { QStringLiteral("a") } } } },
+    };
 }
 
 QWidget *rootViewOf(QWidget *window)
@@ -120,15 +151,104 @@ private Q_SLOTS:
         QCOMPARE(runChild(QStringLiteral("adsRemoved")), QStringLiteral("0"));
     }
 
-    void removeAdsNowFromAWorkerThreadActsOnTheMainThread()
+    // The purchase is stored at once, also from a worker; the ads leave on the main thread.
+    void removeAdsNowFromAWorkerThreadStoresAtOnce()
     {
         QVERIFY(!Velmora::isADSRemoved());
+        QMainWindow window;
+        window.setCentralWidget(new QWidget);
+        window.resize(640, 480);
+        window.show();
+        Velmora::addBannerForWindow(&window);
+        QCOMPARE(Velmora::BControllers().size(), 1);
         QScopedPointer<QThread> worker(QThread::create([] { Velmora::removeAdsNow(); }));
         worker->start();
         QVERIFY(worker->wait(10000));
-        QVERIFY2(!Velmora::isADSRemoved(), "the switch was written off the main thread");
-        QTRY_VERIFY(Velmora::isADSRemoved());
+        QVERIFY(Velmora::isADSRemoved());
+        QCOMPARE(runChild(QStringLiteral("adsRemoved")), QStringLiteral("1"));
+        QTRY_VERIFY(Velmora::BControllers().isEmpty());
         Velmora::resetAds();
+    }
+
+    // A host that restores the purchase in main() before its application object exists,
+    // or whose licence check answers after it is gone.
+    void purchaseOutsideTheApplicationObjectIsKept_data()
+    {
+        QTest::addColumn<QString>("mode");
+        QTest::newRow("before QApplication") << QStringLiteral("removeBeforeApp");
+        QTest::newRow("after QApplication") << QStringLiteral("removeAfterApp");
+    }
+
+    void purchaseOutsideTheApplicationObjectIsKept()
+    {
+        QFETCH(QString, mode);
+        QVERIFY(!Velmora::isADSRemoved());
+        QCOMPARE(runChild(mode), QStringLiteral("done"));
+        QCOMPARE(runChild(QStringLiteral("adsRemoved")), QStringLiteral("1"));
+        QVERIFY(Velmora::isADSRemoved());
+        Velmora::resetAds();
+    }
+
+    void settingsKeepTheirTypeInTheNextProcess_data()
+    {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QVariant>("value");
+        for (const auto &[key, value] : typedSettings())
+            QTest::newRow(qPrintable(key)) << key << value;
+    }
+
+    void settingsKeepTheirTypeInTheNextProcess()
+    {
+        static const QString written = runChild(QStringLiteral("writeSettings"));
+        QCOMPARE(written, QStringLiteral("done"));
+        QFETCH(QString, key);
+        QFETCH(QVariant, value);
+        const QVariant back = velmora::VLMObjForKey(key);
+        QCOMPARE(back.metaType(), value.metaType());
+        QCOMPARE(back, value);
+    }
+
+    // A store written by an earlier version (Qt's INI) still reads.
+    void earlierStoreStillReads()
+    {
+        QTemporaryDir home;
+        const QString folder = home.path() + QStringLiteral("/config/VelmoraFacadeTests");
+        QVERIFY(QDir().mkpath(folder));
+        QFile ini(folder + QStringLiteral("/tst_facade.conf"));
+        QVERIFY(ini.open(QIODevice::WriteOnly));
+        ini.write("[General]\nadsoff=true\nlastShown=12\n");
+        ini.close();
+        QCOMPARE(runChild(QStringLiteral("adsRemoved"), home.path()), QStringLiteral("1"));
+    }
+
+    // Hosts match these exact strings; a typo must fail here.
+    void hostVisibleStringsArePinned_data()
+    {
+        QTest::addColumn<QString>("actual");
+        QTest::addColumn<QString>("expected");
+        const auto row = [](const char *name, const char *actual, const char *expected) {
+            QTest::newRow(name) << QString::fromUtf8(actual) << QString::fromUtf8(expected);
+        };
+        row("tryRemoveAds", velmora::VLMtryRemoveAds, "com.tamsel.tryremoveads");
+        row("clickForBanner", velmora::VLMclickForBanner, "com.tamsel.clickforbanner");
+        row("clickForVideo", velmora::VLMclickForVideo, "com.tamsel.clickforvideo");
+        row("videoDidStart", velmora::VLMadsVideoDidStart, "com.tamsel.videostart");
+        row("videoDidStop", velmora::VLMadsVideoDidStop, "com.tamsel.videostop");
+        row("showMoreOne", velmora::VLMsplashScreenShowMoreOne, "com.tamsel.splashcreensecondstart");
+        row("willShow", velmora::VLMsplashScreenWillShow, "com.tamsel.splashcreenwillshow");
+        row("didShow", velmora::VLMsplashScreenDidShow, "com.tamsel.splashcreendidshow");
+        row("didClose", velmora::VLMsplashScreenDidClose, "com.tamsel.splashscreendidclose");
+        row("versionString", velmora::VelmoraVersionString, "@(#)PROGRAM:Velmora  PROJECT:Velmora-1\n");
+        row("version", velmora::VelmoraVersion, "3.5.0");
+        QTest::newRow("versionNumber") << QString::number(velmora::VelmoraVersionNumber, 'f', 1)
+                                       << QStringLiteral("1.0");
+    }
+
+    void hostVisibleStringsArePinned()
+    {
+        QFETCH(QString, actual);
+        QFETCH(QString, expected);
+        QCOMPARE(actual, expected);
     }
 
     void loadTimeCorrections_data()
@@ -172,6 +292,10 @@ private Q_SLOTS:
         QTest::newRow("small negative") << -0.5 << qint64(30);
         QTest::newRow("zero") << 0.0 << qint64(0);
         QTest::newRow("whole") << 12.0 << qint64(12);
+        QTest::newRow("ten years") << 315576000.0 << qint64(315576000);
+        QTest::newRow("NaN") << std::numeric_limits<double>::quiet_NaN() << qint64(30);
+        QTest::newRow("infinity") << std::numeric_limits<double>::infinity() << qint64(30);
+        QTest::newRow("minus infinity") << -std::numeric_limits<double>::infinity() << qint64(30);
     }
 
     void delayTruncation()
@@ -379,11 +503,32 @@ int main(int argc, char **argv)
     qputenv("XDG_CONFIG_HOME", root + "/config");
     qputenv("XDG_CACHE_HOME", root + "/cache");
     qputenv("LC_ALL", "C.UTF-8");
+    // As a host's main() would: the organisation first; the program's own name stands for
+    // the application until the application object exists.
+    QCoreApplication::setOrganizationName(QStringLiteral("VelmoraFacadeTests"));
+    const QString child = qEnvironmentVariable("VELMORA_FACADE_CHILD");
+    if (child == QLatin1String("removeBeforeApp")) {
+        Velmora::removeAdsNow();
+        printf("done\n");
+        return 0;
+    }
+    if (child == QLatin1String("removeAfterApp")) {
+        {
+            QApplication gone(argc, argv);
+        }
+        Velmora::removeAdsNow();
+        printf("done\n");
+        return 0;
+    }
     QApplication app(argc, argv);
-    QApplication::setOrganizationName(QStringLiteral("VelmoraFacadeTests"));
     QApplication::setApplicationName(QStringLiteral("tst_facade"));
 
-    const QString child = qEnvironmentVariable("VELMORA_FACADE_CHILD");
+    if (child == QLatin1String("writeSettings")) {
+        for (const auto &[key, value] : typedSettings())
+            velmora::VLMSetObjForKey(value, key);
+        printf("done\n");
+        return 0;
+    }
     if (child == QLatin1String("adsRemoved")) {
         printf("%d\n", int(Velmora::isADSRemoved()));
         return 0;

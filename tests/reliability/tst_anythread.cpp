@@ -15,8 +15,11 @@
 
 #include <velmora/BannerController.h>
 #include <velmora/Bundle.h>
+#include <velmora/NotificationCenter.h>
+#include <velmora/Velmora.h>
 
 #include <QMainWindow>
+#include <QNetworkAccessManager>
 #include <QSemaphore>
 #include <QSignalSpy>
 #include <QThreadPool>
@@ -93,6 +96,30 @@ private Q_SLOTS:
         Bundle::setMainAppBundlePath(TestEnvironment::sourcePath(QStringLiteral("tests/data")));
         // The sandbox's default route says nothing about loopback.
         AdsMacHelper::setInternetProbe([] { return true; });
+    }
+
+    // First: a host whose first call comes from a worker. Everything the call makes lives on
+    // the main thread, and the ad table asked for from there is served.
+    void frameworkMadeFromAWorkerLivesOnTheMainThread()
+    {
+        SplashScreenPresenter *presenter = nullptr;
+        QScopedPointer<QThread> worker(QThread::create([&presenter] {
+            presenter = Velmora::SSPresenter();
+            AdsDownloader::sharedInstance()->startUpdateAllAds();
+        }));
+        worker->start();
+        QVERIFY(worker->wait(10000));
+        AdsDownloader *downloader = AdsDownloader::sharedInstance();
+        const auto *network = downloader->findChild<QNetworkAccessManager *>();
+        QVERIFY(network);
+        for (const QObject *made :
+             { static_cast<const QObject *>(presenter), static_cast<const QObject *>(downloader),
+               static_cast<const QObject *>(network), static_cast<const QObject *>(AdsEventLogger::sharedInstance()),
+               static_cast<const QObject *>(NotificationCenter::defaultCenter()) })
+            QCOMPARE(made->thread(), QThread::currentThread());
+        QTRY_VERIFY_WITH_TIMEOUT(downloader->isUpdateAdsCurrentSession(), 20000);
+        QVERIFY(downloader->replyJSON().has_value());
+        QCOMPARE(requestedPaths(QStringLiteral("POST")), QStringList { QStringLiteral("/api/v1/banners") });
     }
 
     // Tracking URLs from many threads all reach the server, and the table is asked for once

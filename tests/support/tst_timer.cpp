@@ -1,6 +1,7 @@
 #include "TestEnvironment.h"
 
 #include "support/ManualClock.h"
+#include "support/SystemClock.h"
 
 #include <velmora/Support.h>
 #include <velmora/Timer.h>
@@ -106,6 +107,32 @@ private Q_SLOTS:
         Timer::scheduled(0.05, false, &context, [&] { fired = true; });
         QTRY_VERIFY_WITH_TIMEOUT(fired, 2000);
         QVERIFY(elapsed.elapsed() >= 49);
+    }
+
+    // A QTimer's interval is an int of milliseconds: waits beyond 24.8 days must still end.
+    void systemClockEndsWaitsLongerThanAQTimerCan_data()
+    {
+        QTest::addColumn<double>("seconds");
+        QTest::newRow("30 days") << 30 * 86400.0;
+        QTest::newRow("10 years") << 10 * 365.25 * 86400.0;
+    }
+
+    void systemClockEndsWaitsLongerThanAQTimerCan()
+    {
+        QFETCH(double, seconds);
+        SystemClock clock(0.05);
+        Clock::install(&clock);
+        QObject context;
+        bool fired = false;
+        Timer::scheduled(seconds, false, &context, [&] { fired = true; });
+        Clock::install(nullptr);
+        QTest::qWait(200);
+        QVERIFY(!fired);
+        clock.skip(seconds - 1.0);
+        QTest::qWait(200);
+        QVERIFY(!fired);
+        clock.skip(1.0);
+        QTRY_VERIFY_WITH_TIMEOUT(fired, 5000);
     }
 
 private:
