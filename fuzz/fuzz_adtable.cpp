@@ -14,6 +14,7 @@
 #include "content/AdsSelection.h"
 
 #include <QCoreApplication>
+#include <QThreadPool>
 #include <QDir>
 #include <QDirIterator>
 #include <QFileInfo>
@@ -153,11 +154,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     downloader->setInterstitialVideoURL({});
     downloader->downloadBannerWithComplitionBlock({});
     downloader->downloadVideo();
-    // data: replies finish through posted events; a bounded number of rounds suffices.
+    // data: replies finish through posted events, media is written on the pool and its
+    // completion posted back; a bounded number of rounds suffices.
     const auto drain = [downloader] {
-        for (int round = 0; round < 100000 && replyPending(downloader); ++round) {
+        for (int round = 0; round < 100000; ++round) {
             QCoreApplication::processEvents();
             QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            if (replyPending(downloader))
+                continue;
+            QThreadPool::globalInstance()->waitForDone();
+            QCoreApplication::processEvents();
+            if (!replyPending(downloader))
+                break;
         }
         FUZZ_CHECK(!replyPending(downloader));
     };

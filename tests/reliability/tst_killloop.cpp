@@ -248,6 +248,12 @@ private Q_SLOTS:
         const int budgetSeconds = qEnvironmentVariableIsSet("VELMORA_KILL_SECONDS")
             ? qEnvironmentVariableIntValue("VELMORA_KILL_SECONDS")
             : 45;
+        // A kill rarely lands between a media write and its rename; one such leftover is laid
+        // down here, so the first start must clear it.
+        QFile planted(m_cache + QLatin1Char('/') + mediaName + QStringLiteral(".Zq7Xw2"));
+        QVERIFY(planted.open(QIODevice::WriteOnly));
+        planted.write(m_media.left(100));
+        planted.close();
         QRandomGenerator random(quint32(QDateTime::currentMSecsSinceEpoch()));
         QElapsedTimer clock;
         clock.start();
