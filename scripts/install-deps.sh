@@ -10,6 +10,7 @@ packages=(
   qt6-l10n-tools qt6-tools-dev qt6-tools-dev-tools
   libgl-dev libxkbcommon-dev
   gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-libav
+  libseccomp-dev
   xvfb xauth openssl iproute2 util-linux procps pulseaudio pulseaudio-utils
   fonts-dejavu-core
 )

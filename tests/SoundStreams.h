@@ -1,14 +1,16 @@
 #pragma once
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QString>
 
 #include <optional>
 
 namespace velmora::test {
 
-// How many audio streams of this process the sound server plays right now (open and not
+// How many audio streams of this process or its children the sound server plays right now (open and not
 // corked), or nothing when there is no private server to ask (PULSE_SERVER unset, see
 // tests/session/with-sound-server.sh) or it does not answer. Header-only: the facade tests
 // build against the installed package and share nothing else with the suite.
@@ -20,11 +22,23 @@ inline std::optional<int> runningSoundStreams()
     pactl.start(QStringLiteral("pactl"), { QStringLiteral("list"), QStringLiteral("sink-inputs") });
     if (!pactl.waitForFinished(5000) || pactl.exitCode() != 0)
         return std::nullopt;
-    const QString ours = QStringLiteral("application.process.id = \"%1\"").arg(QCoreApplication::applicationPid());
+    // Ours: this process's streams and those of its children (the video helper).
+    const auto ours = [](qint64 pid) {
+        if (pid == QCoreApplication::applicationPid())
+            return true;
+        QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+        if (!stat.open(QIODevice::ReadOnly))
+            return false;
+        const QByteArray line = stat.readAll();
+        const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
+        return fields.value(1).toLongLong() == QCoreApplication::applicationPid();
+    };
+    static const QRegularExpression processId(QStringLiteral("application\\.process\\.id = \"(\\d+)\""));
     int running = 0;
     for (const QString &stream :
          QString::fromUtf8(pactl.readAllStandardOutput()).split(QStringLiteral("Sink Input #"))) {
-        if (stream.contains(ours) && stream.contains(QLatin1String("Corked: no")))
+        const QRegularExpressionMatch match = processId.match(stream);
+        if (match.hasMatch() && ours(match.captured(1).toLongLong()) && stream.contains(QLatin1String("Corked: no")))
             ++running;
     }
     return running;

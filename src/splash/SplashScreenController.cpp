@@ -1,6 +1,6 @@
 #include "splash/SplashScreenController.h"
 
-#include "splash/MediaBackend.h"
+#include "splash/VideoFrameView.h"
 #include "splash/VideoPlayback.h"
 #include "support/HostContent.h"
 
@@ -16,18 +16,13 @@
 #include <velmora/Support.h>
 
 #include <QApplication>
-#include <QAudioOutput>
 #include <QEvent>
 #include <QGraphicsOpacityEffect>
 #include <QLabel>
 #include <QMainWindow>
-#include <QMediaPlayer>
 #include <QOperatingSystemVersion>
 #include <QPropertyAnimation>
 #include <QThread>
-#include <QVideoFrame>
-#include <QVideoSink>
-#include <QVideoWidget>
 
 namespace velmora {
 
@@ -50,7 +45,6 @@ constexpr int kIconGap = 22;
 // The video keeps clear of the bars that hold its controls: a window's native video
 // surface would cover anything laid over it.
 constexpr int kVideoTopBar = kRingSize + 2 * kMargin;
-constexpr int kVideoBottomBar = kRemoveAdsCircle + 2 * kMargin;
 
 // Initial constants of the two timer constraints: the video countdown text's offset from
 // its ring's centre, and the ring's distance from the top-right corner.
@@ -188,7 +182,6 @@ SplashScreenController::SplashScreenController(QObject *parent)
     setSplashTimerConstraint(&m_videoTimerTextOffset);
     setSpashTimerConstraint1(&m_videoTimerMargin);
     loadView();
-    MediaBackend::warmUp();
 }
 
 // Builds the view tree. When the host deletes its window (and with it the tree), a fresh
@@ -203,11 +196,6 @@ void SplashScreenController::loadView()
     // element takes must not reach the host's widgets behind the splash screen.
     m_view->setAttribute(Qt::WA_NoMousePropagation);
     connect(m_view, &QObject::destroyed, this, &SplashScreenController::loadView);
-    // Deleting a video widget that still renders a player crashes the media backend. This
-    // first child of the player view goes before any video widget, also when the host
-    // deletes its window, and detaches the player in time.
-    auto *videoGuard = new QObject(ui->splashScreenPlayerView);
-    connect(videoGuard, &QObject::destroyed, this, &SplashScreenController::detachVideoOutput);
     connectActions();
     initViewState();
     applyAppearance();
@@ -565,7 +553,7 @@ void SplashScreenController::prepareNextVideoPart()
     QMetaObject::invokeMethod(
         this,
         [this] {
-            if (m_preparingVideo && m_playback->prepareStep())
+            if (m_preparingVideo && m_playback->prepareStep(m_videoUrl))
                 prepareNextVideoPart();
             else
                 m_preparingVideo = false;
@@ -573,53 +561,27 @@ void SplashScreenController::prepareNextVideoPart()
         Qt::QueuedConnection);
 }
 
-// One video widget serves every showing: Qt 6.4 keeps a window-sized buffer of each video
-// widget it has painted without a GPU, so a new widget per video grew the host by about a
-// megabyte a showing. The last frame of the previous video is cleared from it.
-QVideoWidget *SplashScreenController::videoWidget()
+// One picture view serves every showing, made when the first video starts.
+VideoFrameView *SplashScreenController::frameView()
 {
-    if (auto *earlier = ui->splashScreenPlayerView->findChild<QVideoWidget *>(QString(), Qt::FindDirectChildrenOnly)) {
-        earlier->videoSink()->setVideoFrame(QVideoFrame());
+    if (auto *earlier = ui->splashScreenPlayerView->findChild<VideoFrameView *>(QString(), Qt::FindDirectChildrenOnly))
         return earlier;
-    }
-    auto *widget = new QVideoWidget(ui->splashScreenPlayerView);
-    widget->setAspectRatioMode(Qt::KeepAspectRatio);
-    widget->setAttribute(Qt::WA_TransparentForMouseEvents);
-    return widget;
+    return new VideoFrameView(ui->splashScreenPlayerView);
 }
 
-// The video widget only when the video starts: a video surface made ahead, while its view
-// is hidden, never shows its frames on an X screen (and costs under a millisecond).
 void SplashScreenController::initVideoLayer()
 {
     m_preparingVideo = false;
     m_prepareAfterPaint = false;
-    m_playerlayer = videoWidget();
+    m_playerlayer = frameView();
     m_playerlayer->setGeometry(videoRect());
     m_playerlayer->show();
     m_playback->load(m_videoUrl, m_muted, m_playerlayer);
 }
 
-QVideoWidget *SplashScreenController::playerlayer() const
+VideoFrameView *SplashScreenController::playerlayer() const
 {
     return m_playerlayer;
-}
-
-QMediaPlayer *SplashScreenController::player() const
-{
-    return m_playback->player();
-}
-
-void SplashScreenController::detachVideoOutput()
-{
-    m_playback->detachOutputs();
-}
-
-void SplashScreenController::removeVideoLayer()
-{
-    detachVideoOutput();
-    delete m_playerlayer.data();
-    m_playerlayer = nullptr;
 }
 
 void SplashScreenController::setMuted(bool muted)
@@ -881,8 +843,8 @@ QRect SplashScreenController::videoRect() const
 {
     if (!m_view)
         return {};
-    const QRect bounds = m_view->rect();
-    return bounds.adjusted(0, kVideoTopBar, 0, -kVideoBottomBar);
+    // The whole view: the picture is drawn under the controls, aspect-fit.
+    return m_view->rect();
 }
 
 void SplashScreenController::layoutViews()

@@ -14,8 +14,6 @@
 class QAbstractButton;
 class QAudioOutput;
 class QLabel;
-class QMediaPlayer;
-class QVideoWidget;
 class QWidget;
 
 namespace Ui {
@@ -27,6 +25,7 @@ namespace velmora {
 class ColoredView;
 class SplashScreenLabelsView;
 class TimeProgressView;
+class VideoFrameView;
 class VideoPlayback;
 
 // The splash screen of one host window: a view tree (SplashScreenController.ui) laid over
@@ -140,9 +139,8 @@ public:
     void pauseProgressViews();
     void compliteProgressViews();
     void initVideoLayer();
-    void removeVideoLayer();
     void prepareNextVideoPart();
-    QVideoWidget *videoWidget();
+    VideoFrameView *frameView();
 
     // Button actions.
     void closeSplashScreen(QAbstractButton *sender);
@@ -162,11 +160,9 @@ public:
     bool didInitState() const { return m_didInitState; }
     unsigned int oldWindowCollection() const { return m_oldWindowCollection; }
     bool oldResize() const { return m_oldResize; }
-    // The player of the current video, or of the next one while it is made ahead.
-    QMediaPlayer *player() const;
     VideoPlayback *playback() const { return m_playback; }
-    // The video widget, from showVideo until hide.
-    QVideoWidget *playerlayer() const;
+    // The video picture, from showVideo until hide.
+    VideoFrameView *playerlayer() const;
 
     QImage icon() const { return m_icon; }
     QColor textColor() const { return m_textColor; }
@@ -225,7 +221,6 @@ private:
     void layoutViews();
     void layoutImages();
     void applySoundImage();
-    void detachVideoOutput();
     void applyIconIfUnset();
     void setInteractive(bool on);
     template<typename Call> bool postToMainThread(Call call);
@@ -237,7 +232,7 @@ private:
     SplashScreenControllerProtocolOutput *m_output = nullptr;
 
     VideoPlayback *m_playback = nullptr;
-    QPointer<QVideoWidget> m_playerlayer;
+    QPointer<VideoFrameView> m_playerlayer;
     bool m_preparingVideo = false;
     bool m_prepareAfterPaint = false;
     QUrl m_videoUrl;

@@ -1,51 +1,96 @@
 #include "splash/VideoPlayback.h"
 
+#include "splash/MediaProcess.h"
+#include "splash/VideoFrameView.h"
+
 #include <velmora/Support.h>
 
-#include <QAudioOutput>
-#include <QMediaPlayer>
-#include <QVideoWidget>
+#include <QDir>
+#include <QFileInfo>
+#include <QStandardPaths>
+#include <QTimer>
 
 namespace velmora {
 
+namespace {
+// A helper with nothing to play ends after this long, so no memory is held between ads.
+constexpr int idleExitMs = 3000;
+} // namespace
+
 VideoPlayback::VideoPlayback(QObject *parent)
     : QObject(parent)
+    , m_idle(new QTimer(this))
 {
+    m_idle->setSingleShot(true);
+    m_idle->setInterval(idleExitMs);
+    connect(m_idle, &QTimer::timeout, this, &VideoPlayback::retireHelper);
 }
 
 VideoPlayback::~VideoPlayback()
 {
-    release();
+    retireHelper();
 }
 
-bool VideoPlayback::prepareStep()
+bool VideoPlayback::prepareStep(const QUrl &next)
 {
-    if (!m_player) {
-        // release() disconnects a player before it lets it go: these only hear the current one.
-        m_player = new QMediaPlayer(this);
-        connect(m_player, &QMediaPlayer::mediaStatusChanged, this, &VideoPlayback::onStatus);
-        connect(m_player, &QMediaPlayer::errorOccurred, this, &VideoPlayback::onError);
-        return true;
-    }
-    if (!m_audio) {
-        m_audio = new QAudioOutput(m_player);
-        m_player->setAudioOutput(m_audio);
-        return true;
-    }
+    m_idle->stop();
+    helperFor(folderOf(next));
     return false;
 }
 
-void VideoPlayback::load(const QUrl &url, bool muted, QVideoWidget *output)
+QString VideoPlayback::folderOf(const QUrl &media)
+{
+    return media.isLocalFile() ? QFileInfo(media.toLocalFile()).canonicalPath() : QString();
+}
+
+// A running helper may read the cache folder and the folder it was started for; media from
+// anywhere else needs a helper of its own.
+MediaProcess *VideoPlayback::helperFor(const QString &folder)
+{
+    if (m_process && (m_process->hasFailed() || !(folder.isEmpty() || m_process->readableFolders().contains(folder))))
+        retireHelper();
+    if (!m_process) {
+        const QString cache = QStandardPaths::writableLocation(QStandardPaths::CacheLocation);
+        QDir().mkpath(cache);
+        QStringList folders { QFileInfo(cache).canonicalFilePath() };
+        if (!folder.isEmpty() && !folders.contains(folder))
+            folders << folder;
+        m_process = new MediaProcess(folders, this);
+        connect(m_process, &MediaProcess::failed, this, &VideoPlayback::onFailed);
+        connect(m_process, &MediaProcess::ended, this, [this] {
+            if (m_state != State::Loading && m_state != State::Playing && m_state != State::Paused)
+                return;
+            m_state = State::Ended;
+            emit ended();
+        });
+        connect(m_process, &MediaProcess::frameArrived, this, [this](const QImage &frame) {
+            if (m_state == State::Idle || m_state == State::Failed || !m_output)
+                return; // dropping the image gives its slot back
+            if (m_state == State::Loading)
+                m_state = State::Playing;
+            m_output->setFrame(frame);
+        });
+    }
+    return m_process;
+}
+
+void VideoPlayback::load(const QUrl &url, bool muted, VideoFrameView *output)
 {
     if (m_state != State::Idle)
         stop();
-    while (prepareStep()) { }
-    m_audio->setMuted(muted);
-    m_player->setVideoOutput(output);
-    m_player->setSource(url);
-    m_player->setPosition(0);
-    m_state = State::Playing;
-    m_player->play();
+    m_idle->stop();
+    m_output = output;
+    const QFileInfo file(url.toLocalFile());
+    MediaProcess *helper = helperFor(folderOf(url));
+    m_state = State::Loading;
+    if (output) {
+        const QSize pixels = output->size() * output->devicePixelRatioF();
+        helper->send("size " + QByteArray::number(pixels.width()) + ' ' + QByteArray::number(pixels.height()));
+    }
+    helper->send("mute " + QByteArray::number(int(muted)));
+    helper->send("load " + QFile::encodeName(file.absoluteFilePath()).toPercentEncoding("/"));
+    helper->send("seek 0");
+    helper->send("play");
 }
 
 void VideoPlayback::play()
@@ -53,76 +98,54 @@ void VideoPlayback::play()
     if (m_state != State::Paused)
         return;
     m_state = State::Playing;
-    m_player->play();
+    m_process->send("play");
 }
 
 void VideoPlayback::pause()
 {
-    if (m_state != State::Playing)
+    if (m_state != State::Playing && m_state != State::Loading)
         return;
     m_state = State::Paused;
-    m_player->pause();
+    m_process->send("pause");
 }
 
 void VideoPlayback::setMuted(bool muted)
 {
-    if (m_audio)
-        m_audio->setMuted(muted);
+    if (m_process)
+        m_process->send("mute " + QByteArray::number(int(muted)));
 }
 
 void VideoPlayback::stop()
 {
     m_state = State::Idle;
-    release();
+    if (m_output)
+        m_output->clear();
+    m_output = nullptr;
+    if (m_process) {
+        m_process->send("stop");
+        m_idle->start();
+    }
 }
 
-void VideoPlayback::onStatus(QMediaPlayer::MediaStatus status)
+void VideoPlayback::onFailed(const QString &reason)
 {
-    if (status != QMediaPlayer::EndOfMedia || (m_state != State::Playing && m_state != State::Paused))
-        return;
-    m_state = State::Ended;
-    emit ended();
-}
-
-void VideoPlayback::onError(QMediaPlayer::Error, const QString &message)
-{
-    LOG(QStringLiteral("video %1: %2").arg(m_player->source().toString(), message));
-    // The failed pipeline plays nothing more; only a stop or a new load leaves this state.
+    LOG(QStringLiteral("video without a picture: %1").arg(reason));
     if (m_state != State::Idle)
         m_state = State::Failed;
+    if (m_output)
+        m_output->clear();
 }
 
-// The player goes with its audio stream. Stopping it, or taking its video output away while
-// it plays, blocks the main thread for a pipeline state change (stop() ran into GStreamer's
-// one-second timeout, detaching cost up to 300 ms); a pause is asynchronous. So it is muted
-// and paused now, and let go of its output and deleted on later turns of the loop, when
-// that costs a few milliseconds.
-void VideoPlayback::release()
+// The helper goes on its own: it is asked to quit, killed if it does not, and its object
+// deletes itself once the process is gone; the host never waits for it.
+void VideoPlayback::retireHelper()
 {
-    if (!m_player)
+    if (!m_process)
         return;
-    QMediaPlayer *player = m_player;
-    m_player = nullptr;
-    player->disconnect(this);
-    if (m_audio)
-        m_audio->setMuted(true);
-    m_audio = nullptr; // the player's child
-    player->pause();
-    QMetaObject::invokeMethod(
-        player,
-        [player] {
-            player->setVideoOutput(static_cast<QObject *>(nullptr));
-            player->deleteLater();
-        },
-        Qt::QueuedConnection);
-}
-
-// A video widget deleted while a player still renders into it crashes the backend: this
-// covers the players on their way out too.
-void VideoPlayback::detachOutputs()
-{
-    for (QMediaPlayer *player : findChildren<QMediaPlayer *>(QString(), Qt::FindDirectChildrenOnly))
-        player->setVideoOutput(static_cast<QObject *>(nullptr));
+    MediaProcess *helper = std::exchange(m_process, nullptr);
+    helper->disconnect(this);
+    helper->setParent(nullptr);
+    helper->retire();
 }
 
 } // namespace velmora

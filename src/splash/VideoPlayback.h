@@ -1,61 +1,65 @@
 #pragma once
 
-#include <QMediaPlayer>
 #include <QObject>
+#include <QPointer>
+#include <QStringList>
 #include <QUrl>
 
-class QAudioOutput;
-class QVideoWidget;
+class QTimer;
 
 namespace velmora {
 
-// The life of one splash screen's video player, as an explicit state:
+class MediaProcess;
+class VideoFrameView;
+
+// The life of one splash screen's video, played by a velmora-media helper process and
+// shown in a VideoFrameView, as an explicit state:
 //
-//   Idle ──load──▶ Playing ◀──play/pause──▶ Paused
-//                     │  └──── end of media ───▶ Ended
-//                     └──────── error ─────────▶ Failed
-//   any ──stop──▶ Idle (the player and its audio stream are gone)
+//   Idle ──load──▶ Loading ──first frame──▶ Playing ◀──play/pause──▶ Paused
+//                     │                       │ └──── end of media ───▶ Ended
+//                     └───────────────────────┴─ helper fails ────────▶ Failed
+//   any ──stop──▶ Idle (nothing plays; the helper ends a few seconds later)
 //
-// Only Paused plays again: a finished video stays finished (Qt's backends rewind on play()
-// after the end), and a stopped one never restarts. The player is made ahead, a part per
-// prepareStep(), so that load() costs the main thread little.
+// Only Paused plays again: a finished video stays finished, and a stopped one never
+// restarts. A helper that fails (missing, crashed, hung, talking garbage) leaves the video
+// without a picture; the next load starts a fresh one.
 class VideoPlayback : public QObject {
     Q_OBJECT
 
 public:
-    enum class State { Idle, Playing, Paused, Ended, Failed };
+    enum class State { Idle, Loading, Playing, Paused, Ended, Failed };
 
     explicit VideoPlayback(QObject *parent = nullptr);
     ~VideoPlayback() override;
 
     State state() const { return m_state; }
-    // Makes the next missing part of a player for the next load(); false once it is ready.
-    bool prepareStep();
+    // Starts a helper ahead of the next load of `next`, so that its first frame is not late;
+    // false once one runs.
+    bool prepareStep(const QUrl &next);
     // Plays `url` from its start into `output`, muted as told.
-    void load(const QUrl &url, bool muted, QVideoWidget *output);
+    void load(const QUrl &url, bool muted, VideoFrameView *output);
     void play();
     void pause();
     void setMuted(bool muted);
-    // Ends playback at once and releases the player, its audio stream and its hold on the
-    // output over the next turns of the loop.
+    // Ends playback at once and takes the picture away.
     void stop();
-    // Takes every player's video output away, also from players being released.
-    void detachOutputs();
-    // The Qt player of the current or next video; null when there is none.
-    QMediaPlayer *player() const { return m_player; }
+    // The helper process now running, if any (for tests and diagnostics).
+    MediaProcess *process() const { return m_process; }
 
 Q_SIGNALS:
     // The video played to its end; once per load.
     void ended();
 
 private:
-    void onStatus(QMediaPlayer::MediaStatus status);
-    void onError(QMediaPlayer::Error error, const QString &message);
-    void release();
+    MediaProcess *helperFor(const QString &folder);
+    static QString folderOf(const QUrl &media);
+    void retireHelper();
+    void onFailed(const QString &reason);
 
     State m_state = State::Idle;
-    QMediaPlayer *m_player = nullptr;
-    QAudioOutput *m_audio = nullptr;
+    MediaProcess *m_process = nullptr;
+    QPointer<VideoFrameView> m_output;
+    QTimer *m_idle = nullptr;
 };
 
 } // namespace velmora

@@ -1,5 +1,7 @@
 #include "HostSession.h"
+
 #include "SoundStreams.h"
+#include "splash/VideoPlayback.h"
 
 #include "controls/BannerImageView.h"
 #include "controls/ColoredView.h"
@@ -18,7 +20,6 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QElapsedTimer>
-#include <QMediaPlayer>
 #include <QPropertyAnimation>
 #include <QRandomGenerator>
 #include <QWheelEvent>
@@ -494,16 +495,24 @@ bool HostSession::sequenceHasFocus() const
 // What the sound server says: no stream of this process may be open and running.
 QString HostSession::checkAudioStreams()
 {
-    const std::optional<int> running = runningSoundStreams();
+    // The helper plays in a process of its own: it hears "stop" a moment after the host said
+    // it, and has a second to fall silent.
+    std::optional<int> running = runningSoundStreams();
+    for (QElapsedTimer waited; running && *running > 0 && (!waited.isValid() || waited.elapsed() < 1000);) {
+        if (!waited.isValid())
+            waited.start();
+        QTest::qWait(100);
+        running = runningSoundStreams();
+    }
     if (!running)
         return {};
     ++m_checks;
     if (*running == 0)
         return {};
-    int players = 0;
+    int helpers = 0;
     for (SplashScreenController *controller : liveControllers())
-        players += int(controller->findChildren<QMediaPlayer *>().size());
-    return QStringLiteral("%1 audio stream(s) of this process run (%2 players alive)").arg(*running).arg(players);
+        helpers += controller->playback()->process() ? 1 : 0;
+    return QStringLiteral("%1 audio stream(s) of this process run (%2 video helpers alive)").arg(*running).arg(helpers);
 }
 
 QString HostSession::check()
@@ -605,8 +614,8 @@ QString HostSession::checkPlayers()
     P *presenter = Velmora::SSPresenter();
     const qint64 state = presenter->stateSplashScreen();
     for (SplashScreenController *controller : liveControllers()) {
-        const QMediaPlayer *player = controller->player();
-        if (!player || player->playbackState() != QMediaPlayer::PlayingState)
+        const VideoPlayback::State playing = controller->playback()->state();
+        if (playing != VideoPlayback::State::Loading && playing != VideoPlayback::State::Playing)
             continue;
         if (controller != presenter->splashScreenControllerWithVideo())
             return QStringLiteral("a player plays that is not the video controller's");

@@ -2,24 +2,24 @@
 #include "splash/ControllerSteps.h"
 
 #include "controls/ColoredView.h"
+#include "splash/MediaProcess.h"
 #include "splash/SplashScreenController.h"
 #include "splash/SplashScreenControllerProtocolOutput.h"
 #include "splash/SplashScreenLabelsView.h"
 #include "splash/TimeProgressView.h"
+#include "splash/VideoFrameView.h"
 #include "splash/VideoPlayback.h"
 
 #include <QAbstractButton>
-#include <QAudioOutput>
 #include <QDir>
 #include <QLabel>
 #include <QMainWindow>
-#include <QMediaPlayer>
 #include <QOperatingSystemVersion>
 #include <QPainter>
+#include <QTemporaryDir>
 #include <QToolBar>
-#include <QVideoFrame>
-#include <QVideoSink>
-#include <QVideoWidget>
+
+#include <csignal>
 
 using namespace velmora;
 
@@ -35,6 +35,33 @@ public:
 
     QStringList calls;
 };
+
+// A stand-in for velmora-media that says what `commands` print and then hangs: what a
+// broken or hostile helper would send.
+QString fakeHelper(const char *commands)
+{
+    static QTemporaryDir folder;
+    static int made = 0;
+    const QString path = folder.filePath(QStringLiteral("helper-%1.sh").arg(++made));
+    QFile script(path);
+    if (!script.open(QIODevice::WriteOnly))
+        return {};
+    script.write(QByteArray("#!/bin/sh\n") + commands + "\nexec sleep 60\n");
+    script.close();
+    script.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+    return path;
+}
+
+// A process's state letter from /proc (Z: a zombie, gone but not yet reaped).
+char processState(qint64 pid)
+{
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return 0;
+    const QByteArray line = stat.readAll();
+    const qsizetype close = line.lastIndexOf(')');
+    return close > 0 && close + 2 < line.size() ? line.at(close + 2) : char(0);
+}
 
 QUrl media(const QString &name)
 {
@@ -504,111 +531,138 @@ private Q_SLOTS:
         QCOMPARE(pixels.pixelColor(pixels.rect().center()), shown);
     }
 
-    // The player may be made ahead, during the start screen; one hidden before its video
-    // is never reused for the next showing.
+    // The helper may be started ahead, during the start screen; one whose splash screen was
+    // hidden before its video still serves the next showing, until it ends of idleness.
     void playsTheVideoToItsEnd_data()
     {
         QTest::addColumn<QString>("preparation");
-        QTest::newRow("made when the video starts") << QString();
-        QTest::newRow("made during the start screen") << QStringLiteral("prepare");
-        QTest::newRow("made, then hidden before the video") << QStringLiteral("prepare, hide");
+        QTest::newRow("started when the video starts") << QString();
+        QTest::newRow("started during the start screen") << QStringLiteral("prepare");
+        QTest::newRow("started, then hidden before the video") << QStringLiteral("prepare, hide");
     }
 
     void playsTheVideoToItsEnd()
     {
         QFETCH(QString, preparation);
         const QUrl video = media(QStringLiteral("test-video-short.mp4"));
-        if (!QFile::exists(video.toLocalFile()))
-            QSKIP("test media not in the tree");
         SplashScreenController &controller = attach();
         controller.setMuted(true);
         controller.setVideoUrl(video);
         runSteps(controller, { "start" });
-        QPointer<QMediaPlayer> prepared;
+        QPointer<MediaProcess> prepared;
         if (preparation.startsWith(QLatin1String("prepare"))) {
             controller.prepareVideo();
-            QTRY_VERIFY(controller.player() && controller.player()->audioOutput());
-            QVERIFY2(!controller.playerlayer(), "a video surface made while its view is hidden");
-            prepared = controller.player();
-            QVERIFY(prepared->source().isEmpty());
+            QTRY_VERIFY(controller.playback()->process());
+            QVERIFY2(!controller.playerlayer(), "a picture view made while its view is hidden");
+            prepared = controller.playback()->process();
         }
         if (preparation.endsWith(QLatin1String("hide")))
             runSteps(controller, { "hide", "start" });
         runSteps(controller, { "video" });
 
-        const bool reused = !preparation.isEmpty() && !preparation.endsWith(QLatin1String("hide"));
-        QCOMPARE(controller.player() == prepared.data(), reused);
-        QCOMPARE(controller.player()->source(), video);
+        QCOMPARE(controller.playback()->process() == prepared.data(), !preparation.isEmpty());
         QVERIFY(!controller.canShowEnd());
-        QVERIFY(controller.player()->audioOutput()->isMuted());
         QVERIFY(controller.soundButton()->isChecked());
+        QTRY_VERIFY_WITH_TIMEOUT(controller.playerlayer()->hasFrame(), 10000);
+        QCOMPARE(controller.playback()->state(), VideoPlayback::State::Playing);
         QTRY_COMPARE_WITH_TIMEOUT(m_output.calls, QStringList { "didVideoEnded" }, 15000);
         QVERIFY(controller.canShowEnd());
     }
 
-    void unplayableVideoNeverEnds_data()
+    // Whatever goes wrong with the video, the sequence goes on without a picture.
+    void videoWithoutAPicture_data()
     {
         QTest::addColumn<QString>("file");
-        QTest::newRow("missing") << QStringLiteral("missing.mp4");
-        QTest::newRow("not a video") << QStringLiteral("not-a-video.mp4");
+        QTest::addColumn<QString>("helper"); // VELMORA_MEDIA_HELPER for this row; empty: the real one
+        QTest::newRow("missing file") << QStringLiteral("missing.mp4") << QString();
+        QTest::newRow("not a video") << QStringLiteral("not-a-video.mp4") << QString();
+        QTest::newRow("helper missing") << QStringLiteral("test-video.mp4")
+                                        << QStringLiteral("/nonexistent/velmora-media");
+        QTest::newRow("helper talks garbage")
+            << QStringLiteral("test-video.mp4") << fakeHelper("printf 'ready\\nfr@me\\x01\\n'");
+        QTest::newRow("frame larger than its slot")
+            << QStringLiteral("test-video.mp4") << fakeHelper("printf 'ready\\nframe 0 1920 1080 99999999\\n'");
+        QTest::newRow("frame in no slot")
+            << QStringLiteral("test-video.mp4") << fakeHelper("printf 'ready\\nframe 7 8 8 32\\n'");
     }
 
-    void unplayableVideoNeverEnds()
+    void videoWithoutAPicture()
     {
         QFETCH(QString, file);
+        QFETCH(QString, helper);
+        const QByteArray real = qgetenv("VELMORA_MEDIA_HELPER");
+        if (!helper.isEmpty())
+            qputenv("VELMORA_MEDIA_HELPER", helper.toLocal8Bit());
         SplashScreenController &controller = attach();
         controller.setVideoUrl(media(file));
         runSteps(controller, { "start", "video" });
+        qputenv("VELMORA_MEDIA_HELPER", real);
 
-        QTRY_VERIFY_WITH_TIMEOUT(controller.player()->mediaStatus() == QMediaPlayer::InvalidMedia
-                                     || controller.player()->error() != QMediaPlayer::NoError,
-                                 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(controller.playback()->state(), VideoPlayback::State::Failed, 10000);
+        QVERIFY(!controller.playerlayer()->hasFrame());
         QTest::qWait(300);
         QCOMPARE(m_output.calls, QStringList {});
-        // The presenter's close-button step still works, and teardown is safe.
+        // The presenter's close-button step still works, teardown is safe, and the next
+        // showing gets a fresh, working helper.
         runSteps(controller, { "end", "hide" });
         QVERIFY(!controller.closeButton()->isHidden());
         QVERIFY(controller.view()->isHidden());
+        controller.setVideoUrl(media(QStringLiteral("test-video-short.mp4")));
+        runSteps(controller, { "start", "video" });
+        QTRY_VERIFY_WITH_TIMEOUT(controller.playerlayer()->hasFrame(), 10000);
     }
 
-    void mutingBeforeTheVideoWaitsForIt()
+    // A helper killed or stopped mid-video: no picture, no stall, and the next showing plays.
+    void helperDiesOrHangsMidVideo_data()
     {
-        SplashScreenController &controller = attach();
-        controller.setMuted(true);
-        QVERIFY(!controller.player());
-        controller.setVideoUrl(media(QStringLiteral("missing.mp4")));
-        controller.showVideo();
-        QVERIFY(controller.player()->audioOutput()->isMuted());
+        QTest::addColumn<int>("signal");
+        QTest::newRow("SIGKILL") << int(SIGKILL);
+        QTest::newRow("SIGSTOP") << int(SIGSTOP);
     }
 
-    // Hidden while still loading, the player goes with its audio stream, and the resume
-    // that the presenter sends every controller plays nothing.
-    void hideReleasesAStillLoadingPlayer()
+    void helperDiesOrHangsMidVideo()
     {
-        const QUrl video = media(QStringLiteral("test-video.mp4"));
-        if (!QFile::exists(video.toLocalFile()))
-            QSKIP("test media not in the tree");
+        QFETCH(int, signal);
         SplashScreenController &controller = attach();
-        controller.setVideoUrl(video);
+        controller.setVideoUrl(media(QStringLiteral("test-video.mp4")));
+        runSteps(controller, { "start", "video" });
+        QTRY_VERIFY_WITH_TIMEOUT(controller.playerlayer()->hasFrame(), 10000);
+        const qint64 pid = controller.playback()->process()->processId();
+        QVERIFY(pid > 0);
+        ::kill(pid_t(pid), signal);
+        if (signal == SIGKILL)
+            QTRY_COMPARE_WITH_TIMEOUT(controller.playback()->state(), VideoPlayback::State::Failed, 5000);
+        runSteps(controller, { "ended", "end", "hide" });
+        // The stopped helper is let go and killed; it never comes back.
+        QTRY_VERIFY_WITH_TIMEOUT(::kill(pid_t(pid), 0) != 0 || processState(pid) == 'Z', 10000);
+        controller.setVideoUrl(media(QStringLiteral("test-video-short.mp4")));
+        runSteps(controller, { "start", "video" });
+        QTRY_VERIFY_WITH_TIMEOUT(controller.playerlayer()->hasFrame(), 10000);
+    }
+
+    // Hidden while still loading, the video stops, and the resume that the presenter sends
+    // every controller plays nothing.
+    void hideStopsAStillLoadingVideo()
+    {
+        SplashScreenController &controller = attach();
+        controller.setVideoUrl(media(QStringLiteral("test-video.mp4")));
         controller.showVideo();
-        QPointer<QMediaPlayer> player = controller.player();
         controller.hide();
         controller.continueShowVideo();
-        QVERIFY(!controller.player());
         QCOMPARE(controller.playback()->state(), VideoPlayback::State::Idle);
-        QTRY_VERIFY(player.isNull());
         QVERIFY(!controller.playerlayer());
+        // The helper ends of idleness a few seconds later.
+        QPointer<MediaProcess> helper = controller.playback()->process();
+        QVERIFY(helper);
+        QTRY_VERIFY_WITH_TIMEOUT(helper.isNull(), 10000);
     }
 
     void hostDeletesItsWindowDuringTheVideo()
     {
-        const QUrl video = media(QStringLiteral("test-video.mp4"));
-        if (!QFile::exists(video.toLocalFile()))
-            QSKIP("test media not in the tree");
         SplashScreenController &controller = attach();
-        controller.setVideoUrl(video);
+        controller.setVideoUrl(media(QStringLiteral("test-video.mp4")));
         runSteps(controller, { "start", "video" });
-        QTRY_COMPARE_WITH_TIMEOUT(controller.player()->playbackState(), QMediaPlayer::PlayingState, 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(controller.playback()->state() == VideoPlayback::State::Playing, 10000);
 
         m_window.reset();
         QVERIFY(controller.view() && !controller.view()->parentWidget()); // a fresh, detached tree
@@ -645,32 +699,20 @@ private Q_SLOTS:
         QCOMPARE(clippedElements(view), QStringList {});
         QVERIFY(view->grab().save(folder + QStringLiteral("/controller-start") + suffix));
 
-        // The video picture lives in a native surface grab() cannot see; paint its frame in.
-        QImage frame;
+        // The picture is a plain widget: the grab holds the video's frame.
         runSteps(controller, { "video" });
-        QObject frameContext;
-        connect(controller.playerlayer()->videoSink(), &QVideoSink::videoFrameChanged, &frameContext,
-                [&frame](const QVideoFrame &videoFrame) { frame = videoFrame.toImage(); });
         controller.startVideoTimerViewFromSec(2, 5);
-        if (QFile::exists(controller.videoUrl().toLocalFile()))
-            QTRY_VERIFY_WITH_TIMEOUT(!frame.isNull(), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(controller.playerlayer()->hasFrame(), 10000);
         controller.pauseShowVideo();
         QCOMPARE(clippedElements(view), QStringList {});
-        QPixmap shot = view->grab();
-        if (!frame.isNull()) {
-            QPainter painter(&shot);
-            const QRect area = controller.videoRect();
-            QRect picture(QPoint(), frame.size().scaled(area.size(), Qt::KeepAspectRatio));
-            picture.moveCenter(area.center());
-            painter.drawImage(picture, frame);
-            painter.end();
-            QPainter overlay(&shot);
-            for (QWidget *element : { static_cast<QWidget *>(controller.videoProgressView()),
-                                      static_cast<QWidget *>(controller.timeVideoLabel()),
-                                      static_cast<QWidget *>(controller.soundButton()),
-                                      static_cast<QWidget *>(controller.removeAdsImageButton()) })
-                element->render(&overlay, element->geometry().topLeft(), QRegion(), QWidget::DrawChildren);
-        }
+        const QPixmap shot = view->grab();
+        const QImage picture = shot.toImage();
+        const QRect fitted = VideoFrameView::fittedRect(controller.playerlayer()->size(), controller.videoRect());
+        int framePixels = 0;
+        for (const QPoint &at : { fitted.center(), fitted.topLeft() + QPoint(fitted.width() / 4, fitted.height() / 4),
+                                  fitted.bottomRight() - QPoint(fitted.width() / 4, fitted.height() / 4) })
+            framePixels += picture.pixelColor(at) != controller.view()->color() ? 1 : 0;
+        QVERIFY2(framePixels > 0, "no video frame in the grab");
         QVERIFY(shot.save(folder + QStringLiteral("/controller-video") + suffix));
 
         runSteps(controller, { "ended", "end" });

@@ -1,0 +1,227 @@
+#include "splash/MediaProcess.h"
+
+#include "BuildConfig.h"
+#include "media/MediaProtocol.h"
+
+#include <velmora/Support.h>
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QPointer>
+#include <QProcess>
+#include <QTimer>
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <csignal>
+
+namespace velmora {
+
+using namespace media;
+
+// The shared frame memory; unmapped once the process object and every frame image are gone.
+struct MediaProcess::Ring {
+    int fd = -1;
+    const uchar *base = nullptr;
+
+    Ring()
+    {
+        fd = ::memfd_create("velmora-frames", MFD_CLOEXEC);
+        if (fd < 0 || ::ftruncate(fd, kRingBytes) != 0)
+            return;
+        void *mapped = ::mmap(nullptr, size_t(kRingBytes), PROT_READ, MAP_SHARED, fd, 0);
+        base = mapped == MAP_FAILED ? nullptr : static_cast<const uchar *>(mapped);
+    }
+    ~Ring()
+    {
+        if (base)
+            ::munmap(const_cast<uchar *>(base), size_t(kRingBytes));
+        if (fd >= 0)
+            ::close(fd);
+    }
+    Ring(const Ring &) = delete;
+    Ring &operator=(const Ring &) = delete;
+};
+
+namespace {
+
+// What a frame image holds on to: the ring it points into, and whom to give the slot back.
+struct FrameHold {
+    std::shared_ptr<void> ring;
+    QPointer<MediaProcess> process;
+    int slot;
+};
+
+void releaseFrame(void *info)
+{
+    auto *hold = static_cast<FrameHold *>(info);
+    if (hold->process)
+        hold->process->send("release " + QByteArray::number(hold->slot));
+    delete hold;
+}
+
+void logHelper(const QString &line)
+{
+    LOG(QStringLiteral("velmora-media: %1").arg(line));
+}
+
+} // namespace
+
+QString MediaProcess::helperPath()
+{
+    const QString configured = qEnvironmentVariable("VELMORA_MEDIA_HELPER");
+    if (!configured.isEmpty())
+        return configured;
+    Dl_info info {};
+    if (dladdr(reinterpret_cast<void *>(&MediaProcess::helperPath), &info) == 0 || !info.dli_fname)
+        return {};
+    const QString folder = QFileInfo(QString::fromLocal8Bit(info.dli_fname)).absolutePath();
+    for (const QString &candidate : { folder + QStringLiteral("/velmora-media"),
+                                      folder + QStringLiteral("/" VELMORA_MEDIA_FROM_LIBDIR "/velmora-media") }) {
+        if (QFileInfo(candidate).isExecutable())
+            return QFileInfo(candidate).canonicalFilePath();
+    }
+    return {};
+}
+
+MediaProcess::MediaProcess(const QStringList &readableFolders, QObject *parent)
+    : QObject(parent)
+    , m_ring(std::make_shared<Ring>())
+    , m_folders(readableFolders)
+{
+    m_process = new QProcess(this);
+    const QString program = helperPath();
+    if (program.isEmpty() || !m_ring->base) {
+        // Reported on the next turn, once the owner listens.
+        QMetaObject::invokeMethod(
+            this, [this] { fail(QStringLiteral("no velmora-media helper or frame memory")); }, Qt::QueuedConnection);
+        return;
+    }
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("VELMORA_MEDIA_PARENT"), QString::number(QCoreApplication::applicationPid()));
+    m_process->setProcessEnvironment(environment);
+    const int fd = m_ring->fd;
+    // In the child, between fork and exec: the ring becomes its fd 3, and the child dies
+    // with this process.
+    m_process->setChildProcessModifier([fd] {
+        if (fd == kFrameFd)
+            ::fcntl(fd, F_SETFD, 0);
+        else
+            ::dup2(fd, kFrameFd);
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    });
+    connect(m_process, &QProcess::readyReadStandardOutput, this, &MediaProcess::readLines);
+    connect(m_process, &QProcess::readyReadStandardError, this, [this] {
+        const QList<QByteArray> lines = m_process->readAllStandardError().split('\n');
+        for (const QByteArray &line : lines) {
+            if (!line.trimmed().isEmpty())
+                logHelper(QString::fromUtf8(line.left(500)));
+        }
+    });
+    connect(m_process, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart)
+            fail(QStringLiteral("cannot start %1: %2").arg(m_process->program(), m_process->errorString()));
+    });
+    connect(m_process, &QProcess::finished, this, [this](int code, QProcess::ExitStatus status) {
+        if (m_retiring) {
+            deleteLater();
+            return;
+        }
+        fail(status == QProcess::CrashExit ? QStringLiteral("crashed") : QStringLiteral("ended with %1").arg(code));
+    });
+    m_process->start(program, readableFolders);
+}
+
+MediaProcess::~MediaProcess()
+{
+    if (m_process && m_process->state() != QProcess::NotRunning) {
+        // SIGKILL ends even a stopped helper at once, so QProcess's wait is short.
+        m_process->disconnect(this);
+        m_process->kill();
+        m_process->waitForFinished(1000);
+    }
+}
+
+qint64 MediaProcess::processId() const
+{
+    return m_process ? m_process->processId() : 0;
+}
+
+void MediaProcess::send(const QByteArray &line)
+{
+    // Lines written while the process still starts wait in QProcess's buffer.
+    if (!m_failed && m_process && m_process->state() != QProcess::NotRunning)
+        m_process->write(line + '\n');
+}
+
+void MediaProcess::retire()
+{
+    m_retiring = true;
+    if (!m_process || m_process->state() == QProcess::NotRunning) {
+        deleteLater();
+        return;
+    }
+    send("quit");
+    m_process->closeWriteChannel();
+    QTimer::singleShot(2000, this, [this] {
+        if (m_process->state() != QProcess::NotRunning)
+            m_process->kill();
+    });
+}
+
+void MediaProcess::readLines()
+{
+    m_pending.append(m_process->readAllStandardOutput());
+    qsizetype newline;
+    while (!m_failed && (newline = m_pending.indexOf('\n')) >= 0) {
+        const QByteArray line = m_pending.left(newline);
+        m_pending.remove(0, newline + 1);
+        handle(line);
+    }
+    if (!m_failed && m_pending.size() > kMaxLine)
+        fail(QStringLiteral("a line of over %1 bytes").arg(kMaxLine));
+}
+
+void MediaProcess::handle(const QByteArray &line)
+{
+    const QList<QByteArray> fields = line.split(' ');
+    const QByteArray &verb = fields.first();
+    if (verb == "frame") {
+        Frame frame;
+        if (!parseFrame(fields, &frame)) {
+            fail(QStringLiteral("bad frame announcement: %1").arg(QString::fromLatin1(line.left(200))));
+            return;
+        }
+        auto *hold = new FrameHold { m_ring, this, frame.slot };
+        const QImage image(m_ring->base + frame.slot * kSlotBytes, frame.width, frame.height, frame.stride,
+                           QImage::Format_RGB32, releaseFrame, hold);
+        emit frameArrived(image);
+    } else if (verb == "ready") {
+        emit ready();
+    } else if (verb == "ended") {
+        emit ended();
+    } else if (verb == "error") {
+        fail(QString::fromUtf8(line.mid(6, 200)));
+    } else if (verb == "probe") {
+        emit probeAnswered(line.mid(6));
+    } else if (verb != "duration" && verb != "position") {
+        fail(QStringLiteral("garbage on the control channel: %1").arg(QString::fromLatin1(line.left(80).toHex())));
+    }
+}
+
+void MediaProcess::fail(const QString &reason)
+{
+    if (m_failed || m_retiring)
+        return;
+    m_failed = true;
+    LOG(QStringLiteral("video helper failed: %1").arg(reason));
+    if (m_process->state() != QProcess::NotRunning)
+        m_process->kill();
+    emit failed(reason);
+}
+
+} // namespace velmora
