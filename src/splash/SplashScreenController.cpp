@@ -540,10 +540,11 @@ void SplashScreenController::didVideoEnded()
 // milliseconds. While the start screen shows they are made one per turn of the loop, from
 // its first painted frame on (which must not wait for them), so the video phase only has to
 // set the source; whatever is not ready by then is made at once.
-void SplashScreenController::prepareVideo()
+void SplashScreenController::prepareVideo(const QUrl &likely)
 {
-    if (postToMainThread([this] { prepareVideo(); }))
+    if (postToMainThread([this, likely] { prepareVideo(likely); }))
         return;
+    m_likelyVideoUrl = likely;
     m_preparingVideo = true;
     m_prepareAfterPaint = true;
 }
@@ -553,7 +554,7 @@ void SplashScreenController::prepareNextVideoPart()
     QMetaObject::invokeMethod(
         this,
         [this] {
-            if (m_preparingVideo && m_playback->prepareStep(m_videoUrl))
+            if (m_preparingVideo && m_playback->prepareStep(m_likelyVideoUrl.isEmpty() ? m_videoUrl : m_likelyVideoUrl))
                 prepareNextVideoPart();
             else
                 m_preparingVideo = false;

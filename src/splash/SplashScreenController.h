@@ -81,7 +81,7 @@ public:
     void showStartScreen() override;
     void showStartVideoWithoutStartScreen() override;
     void showVideo() override;
-    void prepareVideo() override;
+    void prepareVideo(const QUrl &likely) override;
     void showEndScreen() override;
     void hide() override;
     void removeFromWindow() override;
@@ -234,6 +234,7 @@ private:
     VideoPlayback *m_playback = nullptr;
     QPointer<VideoFrameView> m_playerlayer;
     bool m_preparingVideo = false;
+    QUrl m_likelyVideoUrl; // what the next video will probably be, for the helper started ahead
     bool m_prepareAfterPaint = false;
     QUrl m_videoUrl;
     QUrl m_interstitialUrl;

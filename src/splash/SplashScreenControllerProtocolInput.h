@@ -26,8 +26,9 @@ public:
     virtual void showStartScreen() = 0;
     virtual void showStartVideoWithoutStartScreen() = 0;
     virtual void showVideo() = 0;
-    // A hint that this controller will play the video soon: it may get its player ready.
-    virtual void prepareVideo() { }
+    // A hint that this controller will play a video, most likely `likely`, soon: it may get
+    // its player ready.
+    virtual void prepareVideo(const QUrl &likely) { Q_UNUSED(likely); }
     virtual void showEndScreen() = 0;
     virtual void hide() = 0;
     virtual void removeFromWindow() = 0;

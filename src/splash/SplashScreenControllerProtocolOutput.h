@@ -5,8 +5,7 @@
 namespace velmora {
 
 // How a splash-screen controller reports the user's clicks and the end of the video.
-class VELMORA_EXPORT SplashScreenControllerProtocolOutput
-{
+class VELMORA_EXPORT SplashScreenControllerProtocolOutput {
 public:
     virtual ~SplashScreenControllerProtocolOutput();
     virtual void didClickOnVideo() = 0;

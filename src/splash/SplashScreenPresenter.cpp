@@ -332,8 +332,10 @@ void SplashScreenPresenter::Private::startSequence(qint64 total, double secondsT
         controller.startTimerViewFromSec(0, int(total));
         controller.showStartScreen();
     });
+    // The helper started ahead may read the folder of the video this sequence will most
+    // likely play.
     if (splashScreenControllerWithVideo)
-        splashScreenControllerWithVideo->prepareVideo();
+        splashScreenControllerWithVideo->prepareVideo(videoUrl.isEmpty() ? defaultVideoUrl : videoUrl);
     stateSplashScreen = SplashScreenStateStart;
     post(VLMsplashScreenDidShow);
     if (splashScreenStartCount >= 2)

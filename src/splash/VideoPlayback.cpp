@@ -117,13 +117,20 @@ void VideoPlayback::setMuted(bool muted)
 
 void VideoPlayback::stop()
 {
+    // Only a helper that played its video to the end, or had none yet, is trusted with the
+    // next one: a decoder stuck on a hostile file would stall every later video too.
+    const bool clean = m_state == State::Idle || m_state == State::Ended;
     m_state = State::Idle;
     if (m_output)
         m_output->clear();
     m_output = nullptr;
-    if (m_process) {
+    if (!m_process)
+        return;
+    if (clean) {
         m_process->send("stop");
         m_idle->start();
+    } else {
+        retireHelper();
     }
 }
 

@@ -1,6 +1,7 @@
 // The host's view of Velmora: only the installed public headers and library.
 #include <velmora/Velmora.h>
 
+#include "ChildProcesses.h"
 #include "SoundStreams.h"
 
 #include <velmora/Notifications.h>
@@ -471,6 +472,8 @@ private Q_SLOTS:
         Velmora::forceShow();
         QTRY_VERIFY(seen.contains(QString::fromLatin1(velmora::VLMadsVideoDidStart)));
         QTRY_COMPARE(velmora::test::runningSoundStreams(), std::optional<int>(1));
+        // The video plays in the installed helper, a child of the host.
+        QCOMPARE(velmora::test::childProcesses("velmora-media").size(), 1);
         QTest::mouseDClick(window.windowHandle(), Qt::LeftButton, {}, window.rect().center(), 0);
         QVERIFY(seen.contains(QString::fromLatin1(velmora::VLMclickForVideo)));
 
@@ -486,6 +489,8 @@ private Q_SLOTS:
         QCOMPARE(velmora::test::runningSoundStreams(), std::optional<int>(0));
         QCOMPARE(window.inputEvents, 0);
         QCOMPARE(openedUrls.size(), 4); // two per double click
+        // No helper holds memory between ads.
+        QTRY_VERIFY_WITH_TIMEOUT(velmora::test::childProcesses("velmora-media").isEmpty(), 10000);
 
         QObject::disconnect(observer);
         QDesktopServices::unsetUrlHandler(QStringLiteral("macappstores"));
