@@ -32,9 +32,8 @@ private:
     void showSplash();
     void photographStart();
     void photographVideo();
-    static bool showsAPicture(const QPixmap &shot);
     static QPixmap picture(QWidget *window);
-    static bool isOnScreen();
+    static QRect pictureArea(const QPixmap &shot);
     void photographEnd();
     void closeSplash();
     void photographBanners();
