@@ -62,10 +62,10 @@ double cpuSeconds()
     return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
-// A field of /proc/self/status in kB, in MB.
-double statusMB(const char *field)
+// A field of /proc/<pid>/status in kB, in MB.
+double statusMB(const char *field, const QString &pid = QStringLiteral("self"))
 {
-    QFile file(QStringLiteral("/proc/self/status"));
+    QFile file(QStringLiteral("/proc/%1/status").arg(pid));
     if (!file.open(QIODevice::ReadOnly))
         return -1;
     const QByteArray prefix = QByteArray(field) + ':';
@@ -74,6 +74,23 @@ double statusMB(const char *field)
             return line.mid(prefix.size()).trimmed().split(' ').value(0).toDouble() / 1024.0;
     }
     return -1;
+}
+
+// This process's live children running the video helper, from /proc.
+QStringList helperChildren()
+{
+    QStringList found;
+    const QString self = QString::number(QCoreApplication::applicationPid());
+    for (const QString &entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile stat(QStringLiteral("/proc/%1/stat").arg(entry));
+        if (!entry.front().isDigit() || !stat.open(QIODevice::ReadOnly))
+            continue;
+        const QByteArray line = stat.readAll();
+        const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
+        if (line.contains("(velmora-media)") && fields.value(0) != "Z" && fields.value(1) == self.toLatin1())
+            found << entry;
+    }
+    return found;
 }
 
 // Counts paint events and notices the first frame painted by a widget the host did not
@@ -396,6 +413,14 @@ int session(BenchApplication &app)
         velmora::Clock::install(clock);
     ClockPump pump(*clock);
     double videoPhaseAt = -1, videoFrameAt = -1, videoEndAt = -1;
+    // The helper's own peak, read while it lives.
+    double helperPeakMB = 0;
+    QTimer helperWatch;
+    QObject::connect(&helperWatch, &QTimer::timeout, &app, [&] {
+        for (const QString &pid : helperChildren())
+            helperPeakMB = std::max(helperPeakMB, statusMB("VmHWM", pid));
+    });
+    helperWatch.start(100);
     QAction frameSeen; // relays the picture view's framePainted() to a lambda
     QObject::connect(&frameSeen, &QAction::triggered, &app, [&] {
         if (videoFrameAt < 0)
@@ -480,6 +505,10 @@ int session(BenchApplication &app)
 #ifdef BENCH_WITH_VELMORA
     script.waitUntil([&] { return videoEndAt >= 0; }, 20000);
     script.then(500, [&] { velmora::Velmora::SSPresenter()->didClickClose(); });
+    // What the host carries after an ad: its RSS 5 s after the close, and whether the helper
+    // is gone 10 s after it.
+    script.then(5000, [&] { report("rss_5s_after_close_mb", statusMB("VmRSS")); });
+    script.then(5000, [&] { report("helpers_10s_after_close", double(helperChildren().size())); });
 #else
     script.then(10500, [] {});
 #endif
@@ -514,6 +543,9 @@ int session(BenchApplication &app)
         report("video_end_seen", videoEndAt >= 0);
 #endif
         report("peak_rss_mb", statusMB("VmHWM"));
+#ifdef BENCH_WITH_VELMORA
+        report("helper_peak_rss_mb", helperPeakMB);
+#endif
         report("force_show_at_ms", forceShowAt);
         report("probe_start_at_ms", probeStartAt);
 #ifdef BENCH_WITH_VELMORA

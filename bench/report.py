@@ -125,7 +125,19 @@ added = per_run("session.velmora", "peak_rss_mb", "session.bare", "peak_rss_mb",
 chromium = values("chromium", "chromium_rss_mb")
 row("peak RSS, splash + 4 banners session, MB", cell(v, 1), cell(b, 1),
     ratio_cell(per_run("session.velmora", "peak_rss_mb", "session.bare", "peak_rss_mb", lambda x, y: x / y)),
-    f"added ≤ 15 (added: {cell(added, 1)})", verdict(med(added) <= 15 if added else None))
+    f"added ≤ 30 (added: {cell(added, 1)})", verdict(med(added) <= 30 if added else None))
+helper = values("session.velmora", "helper_peak_rss_mb")
+if helper:
+    row("video helper (velmora-media) peak RSS, its own process, MB", cell(helper, 1), "—", "—", "—", "info")
+before = values("session.velmora", "rss_before_splash_mb")
+later = per_run("session.velmora", "rss_5s_after_close_mb", "session.velmora", "rss_before_splash_mb",
+                lambda x, y: x - y)
+if later:
+    row("host RSS 5 s after the close − before the splash, MB", cell(later, 1), "—", "—", "≤ 5",
+        verdict(med(later) <= 5))
+gone = values("session.velmora", "helpers_10s_after_close")
+if gone:
+    row("video helpers alive 10 s after the close", cell(gone, 0), "—", "—", "0", verdict(max(gone) == 0))
 added4 = per_run("scale4.velmora", "rss_mb", "scale4.bare", "rss_mb", lambda x, y: x - y)
 ref = values("video.reference", "video_ref_peak_rss_mb")
 if ref:
