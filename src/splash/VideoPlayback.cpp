@@ -10,6 +10,8 @@
 #include <QStandardPaths>
 #include <QTimer>
 
+#include <malloc.h>
+
 namespace velmora {
 
 namespace {
@@ -120,6 +122,8 @@ void VideoPlayback::stop()
     // Only a helper that played its video to the end, or had none yet, is trusted with the
     // next one: a decoder stuck on a hostile file would stall every later video too.
     const bool clean = m_state == State::Idle || m_state == State::Ended;
+    if (m_state != State::Idle)
+        QTimer::singleShot(idleExitMs, this, &VideoPlayback::giveBackMemory);
     m_state = State::Idle;
     if (m_output)
         m_output->clear();
@@ -141,6 +145,14 @@ void VideoPlayback::onFailed(const QString &reason)
         m_state = State::Failed;
     if (m_output)
         m_output->clear();
+}
+
+// A showing leaves freed heap behind (its frames' copies in the backing store, fade
+// buffers, decoded pictures); glibc keeps it from the system unless asked. Once the
+// sequence's widgets have settled, it goes back, so the host carries nothing of the ad.
+void VideoPlayback::giveBackMemory()
+{
+    malloc_trim(0);
 }
 
 // The helper goes on its own: it is asked to quit, killed if it does not, and its object

@@ -55,6 +55,7 @@ private:
     static QString folderOf(const QUrl &media);
     void retireHelper();
     void onFailed(const QString &reason);
+    static void giveBackMemory();
 
     State m_state = State::Idle;
     MediaProcess *m_process = nullptr;
