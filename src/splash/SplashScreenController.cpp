@@ -23,6 +23,7 @@
 #include <QOperatingSystemVersion>
 #include <QPropertyAnimation>
 #include <QThread>
+#include <QTimer>
 
 namespace velmora {
 
@@ -649,6 +650,14 @@ void SplashScreenController::hide()
     setCollectionBehavior(kFullScreenPrimaryBehavior);
     setInteractive(false);
     fadeHidden(m_view, true);
+    // The end screen's decoded picture (megabytes) is not kept between showings: once the
+    // fade is over it goes, and the next end screen loads it again.
+    QTimer::singleShot(1000, this, [this] {
+        if (m_view && isElementHidden(m_view)) {
+            m_interstitialPicture = QImage();
+            ui->interstitialImage->clear();
+        }
+    });
 }
 
 // Buttons that take no input let it through to the root view, which keeps it.
