@@ -63,6 +63,19 @@ double cpuSeconds()
 }
 
 // A field of /proc/<pid>/status in kB, in MB.
+// With BENCH_SMAPS=<prefix>, /proc/self/smaps is copied to <prefix>-<moment>, to see
+// which mappings grew between two moments.
+void dumpMappings(const char *moment)
+{
+    const QString prefix = qEnvironmentVariable("BENCH_SMAPS");
+    if (prefix.isEmpty())
+        return;
+    QFile in(QStringLiteral("/proc/self/smaps"));
+    QFile out(prefix + QLatin1Char('-') + QLatin1String(moment));
+    if (in.open(QIODevice::ReadOnly) && out.open(QIODevice::WriteOnly))
+        out.write(in.readAll());
+}
+
 double statusMB(const char *field, const QString &pid = QStringLiteral("self"))
 {
     QFile file(QStringLiteral("/proc/%1/status").arg(pid));
@@ -431,6 +444,7 @@ int session(BenchApplication &app)
                          if (name == QLatin1String(velmora::VLMadsVideoDidStop) && videoEndAt < 0) {
                              videoEndAt = nowMs();
                              report("rss_at_video_end_mb", statusMB("VmRSS"));
+                             dumpMappings("video-end");
                          }
                          if (name != QLatin1String(velmora::VLMadsVideoDidStart) || videoPhaseAt >= 0)
                              return;
@@ -498,6 +512,7 @@ int session(BenchApplication &app)
         app.onForeignFrame = [&](double t) { firstFrameAt = t; };
         app.watchForeignPaint = true;
         report("rss_before_splash_mb", statusMB("VmRSS"));
+        dumpMappings("before-splash");
         forceShowAt = nowMs();
         velmora::Velmora::forceShow();
 #endif
