@@ -30,6 +30,7 @@
 #include <vector>
 
 #ifdef BENCH_WITH_VELMORA
+#include "ChildProcesses.h"
 #include "content/AdsCacheInfoStorage.h"
 #include "support/ManualClock.h"
 
@@ -87,23 +88,6 @@ double statusMB(const char *field, const QString &pid = QStringLiteral("self"))
             return line.mid(prefix.size()).trimmed().split(' ').value(0).toDouble() / 1024.0;
     }
     return -1;
-}
-
-// This process's live children running the video helper, from /proc.
-QStringList helperChildren()
-{
-    QStringList found;
-    const QString self = QString::number(QCoreApplication::applicationPid());
-    for (const QString &entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        QFile stat(QStringLiteral("/proc/%1/stat").arg(entry));
-        if (!entry.front().isDigit() || !stat.open(QIODevice::ReadOnly))
-            continue;
-        const QByteArray line = stat.readAll();
-        const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
-        if (line.contains("(velmora-media)") && fields.value(0) != "Z" && fields.value(1) == self.toLatin1())
-            found << entry;
-    }
-    return found;
 }
 
 // Counts paint events and notices the first frame painted by a widget the host did not
@@ -430,8 +414,8 @@ int session(BenchApplication &app)
     double helperPeakMB = 0;
     QTimer helperWatch;
     QObject::connect(&helperWatch, &QTimer::timeout, &app, [&] {
-        for (const QString &pid : helperChildren())
-            helperPeakMB = std::max(helperPeakMB, statusMB("VmHWM", pid));
+        for (const qint64 pid : velmora::test::childProcesses("velmora-media"))
+            helperPeakMB = std::max(helperPeakMB, statusMB("VmHWM", QString::number(pid)));
     });
     helperWatch.start(100);
     QAction frameSeen; // relays the picture view's framePainted() to a lambda
@@ -523,7 +507,9 @@ int session(BenchApplication &app)
     // What the host carries after an ad: its RSS 5 s after the close, and whether the helper
     // is gone 10 s after it.
     script.then(5000, [&] { report("rss_5s_after_close_mb", statusMB("VmRSS")); });
-    script.then(5000, [&] { report("helpers_10s_after_close", double(helperChildren().size())); });
+    script.then(5000, [&] {
+        report("helpers_10s_after_close", double(velmora::test::childProcesses("velmora-media").size()));
+    });
 #else
     script.then(10500, [] {});
 #endif

@@ -5,10 +5,36 @@
 #include <QFile>
 #include <QList>
 
+#include <optional>
+
 namespace velmora::test {
 
-// The live (not zombie) child processes of this one whose command name is `name`, read from
-// /proc as anyone watching the machine would. Header-only, like SoundStreams.h.
+// What /proc/<pid>/stat says of a process: its command name, state letter (Z: a zombie,
+// gone but not reaped) and parent. Header-only: the facade tests and the bench build
+// against the installed package and share nothing else with the suite.
+struct ProcessStat {
+    QByteArray name;
+    char state = 0;
+    qint64 parent = 0;
+};
+
+inline std::optional<ProcessStat> processStat(qint64 pid)
+{
+    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+    if (!stat.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    const QByteArray line = stat.readAll();
+    const qsizetype open = line.indexOf('('), close = line.lastIndexOf(')');
+    if (open < 0 || close < open)
+        return std::nullopt;
+    const QList<QByteArray> fields = line.mid(close + 2).split(' ');
+    const QByteArray state = fields.value(0);
+    return ProcessStat { line.mid(open + 1, close - open - 1), state.isEmpty() ? char(0) : state.at(0),
+                         fields.value(1).toLongLong() };
+}
+
+// The live child processes of this one whose command name is `name`, as anyone watching
+// the machine would find them.
 inline QList<qint64> childProcesses(const QByteArray &name)
 {
     QList<qint64> found;
@@ -16,14 +42,9 @@ inline QList<qint64> childProcesses(const QByteArray &name)
     for (const QString &entry : entries) {
         bool number = false;
         const qint64 pid = entry.toLongLong(&number);
-        QFile stat(QStringLiteral("/proc/%1/stat").arg(entry));
-        if (!number || !stat.open(QIODevice::ReadOnly))
-            continue;
-        const QByteArray line = stat.readAll();
-        const qsizetype open = line.indexOf('('), close = line.lastIndexOf(')');
-        const QList<QByteArray> fields = line.mid(close + 2).split(' ');
-        if (line.mid(open + 1, close - open - 1) == name.left(15) && fields.value(0) != "Z"
-            && fields.value(1).toLongLong() == QCoreApplication::applicationPid())
+        const std::optional<ProcessStat> stat = number ? processStat(pid) : std::nullopt;
+        if (stat && stat->name == name.left(15) && stat->state != 'Z'
+            && stat->parent == QCoreApplication::applicationPid())
             found << pid;
     }
     return found;

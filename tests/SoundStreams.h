@@ -1,7 +1,8 @@
 #pragma once
 
+#include "ChildProcesses.h"
+
 #include <QCoreApplication>
-#include <QFile>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QString>
@@ -24,14 +25,9 @@ inline std::optional<int> runningSoundStreams()
         return std::nullopt;
     // Ours: this process's streams and those of its children (the video helper).
     const auto ours = [](qint64 pid) {
-        if (pid == QCoreApplication::applicationPid())
-            return true;
-        QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-        if (!stat.open(QIODevice::ReadOnly))
-            return false;
-        const QByteArray line = stat.readAll();
-        const QList<QByteArray> fields = line.mid(line.lastIndexOf(')') + 2).split(' ');
-        return fields.value(1).toLongLong() == QCoreApplication::applicationPid();
+        const std::optional<ProcessStat> stat = processStat(pid);
+        return pid == QCoreApplication::applicationPid()
+            || (stat && stat->parent == QCoreApplication::applicationPid());
     };
     static const QRegularExpression processId(QStringLiteral("application\\.process\\.id = \"(\\d+)\""));
     int running = 0;

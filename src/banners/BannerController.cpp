@@ -6,6 +6,7 @@
 #include "content/AdsEventLogger.h"
 #include "controls/BannerImageView.h"
 #include "support/HostContent.h"
+#include "support/MainThread.h"
 #include "support/StandardNames.h"
 #include "support/Switches.h"
 #include "ui_BannerController.h"
@@ -27,7 +28,6 @@
 #include <QPointer>
 #include <QPropertyAnimation>
 #include <QRandomGenerator>
-#include <QThread>
 
 #include <optional>
 
@@ -43,11 +43,6 @@ const QString kHostIdentifierKey = QStringLiteral("MetrivoAppId");
 // The close button's side and its distance from the banner's top and trailing edges.
 constexpr double kCloseButtonSide = 18.0;
 constexpr double kCloseButtonMargin = 4.0;
-
-bool isOnMainThread()
-{
-    return QThread::currentThread() == qApp->thread();
-}
 
 // A downloaded banner file as an animation; null when it is not a picture.
 std::unique_ptr<QMovie> movieFromFile(const QUrl &url)
@@ -169,7 +164,7 @@ void BannerController::initBanners()
 
 template<typename Call> bool BannerController::postToMainThread(Call call)
 {
-    if (isOnMainThread())
+    if (MainThread::isCurrent())
         return false;
     QMetaObject::invokeMethod(this, call, Qt::QueuedConnection);
     return true;

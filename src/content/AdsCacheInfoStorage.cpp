@@ -4,6 +4,8 @@
 #include "content/AdsKeys.h"
 #include "support/PoolTask.h"
 
+#include <velmora/Support.h>
+
 #include <QCborValue>
 #include <QCoreApplication>
 #include <QDir>
@@ -28,13 +30,18 @@ std::optional<QVariantMap> readTable(const QString &path)
     return AdsCacheInfoStorage::decode(file.readAll());
 }
 
-// A process killed mid-save leaves the atomic writer's temporary beside the table.
+// A process killed between writing a file of the cache folder and renaming it leaves the
+// atomic writer's temporary, "<name>.XXXXXX", beside the table or a media file; nothing
+// else would ever remove it. Swept here, on the storage's thread, before the table loads:
+// no media download starts before that.
 void removeLeftovers(const QString &path)
 {
-    const QFileInfo table(path);
-    const QStringList leftovers = table.dir().entryList({ table.fileName() + QStringLiteral(".??????") }, QDir::Files);
-    for (const QString &leftover : leftovers)
-        QFile::remove(table.dir().filePath(leftover));
+    const QDir folder = QFileInfo(path).dir();
+    const QStringList leftovers = folder.entryList({ QStringLiteral("*.??????") }, QDir::Files | QDir::Hidden);
+    for (const QString &leftover : leftovers) {
+        LOG(QStringLiteral("removed the unfinished write %1").arg(leftover));
+        QFile::remove(folder.filePath(leftover));
+    }
 }
 
 void writeTable(const QString &path, const QVariantMap &info)

@@ -24,7 +24,6 @@
 #include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
-#include <QRegularExpression>
 #include <QSaveFile>
 #include <QStandardPaths>
 #include <QThread>
@@ -262,23 +261,7 @@ AdsDownloader::AdsDownloader()
     // would stay on a worker that first asked for the downloader.
     d->network = new QNetworkAccessManager(this);
     MainThread::adopt(this);
-    removeWriteLeftovers();
     checkInternetConnection();
-}
-
-// A process killed between writing a media file and renaming it leaves the atomic writer's
-// temporary, "<name>.XXXXXX", which nothing would ever remove.
-void AdsDownloader::removeWriteLeftovers()
-{
-    static const QRegularExpression temporary(QStringLiteral("^.+\\.[A-Za-z0-9]{6}$"));
-    QDir folder(cacheDirectory());
-    const QStringList names = folder.entryList(QDir::Files | QDir::Hidden);
-    for (const QString &name : names) {
-        if (temporary.match(name).hasMatch()) {
-            LOG(QStringLiteral("removed the unfinished write %1").arg(name));
-            folder.remove(name);
-        }
-    }
 }
 
 AdsDownloader::~AdsDownloader()
@@ -610,7 +593,7 @@ QNetworkReply *AdsDownloader::downloadDataToCacheDirectoryFromURL(const QUrl &re
 
 QVariantMap AdsDownloader::JSONSearchByQuery(const QString &url)
 {
-    if (QCoreApplication *app = QCoreApplication::instance(); app && QThread::currentThread() == app->thread()) {
+    if (MainThread::isCurrent()) {
         LOG(QStringLiteral("store lookup refused on the main thread"));
         return {};
     }

@@ -100,7 +100,6 @@ private:
     bool postedToOwnThread(std::function<void()> call);
     void tellLateDelegate(DownloadDelegate *delegate);
     void downloadVideoStill(const QUrl &video);
-    static void removeWriteLeftovers();
 
     struct Private;
     Private *const d;

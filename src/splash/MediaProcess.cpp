@@ -64,11 +64,6 @@ void releaseFrame(void *info)
     delete hold;
 }
 
-void logHelper(const QString &line)
-{
-    LOG(QStringLiteral("velmora-media: %1").arg(line));
-}
-
 } // namespace
 
 QString MediaProcess::helperPath()
@@ -119,7 +114,7 @@ MediaProcess::MediaProcess(const QStringList &readableFolders, QObject *parent)
         const QList<QByteArray> lines = m_process->readAllStandardError().split('\n');
         for (const QByteArray &line : lines) {
             if (!line.trimmed().isEmpty())
-                logHelper(QString::fromUtf8(line.left(500)));
+                LOG(QStringLiteral("velmora-media: %1").arg(QString::fromUtf8(line.left(500))));
         }
     });
     connect(m_process, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {

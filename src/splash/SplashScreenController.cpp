@@ -3,6 +3,7 @@
 #include "splash/VideoFrameView.h"
 #include "splash/VideoPlayback.h"
 #include "support/HostContent.h"
+#include "support/MainThread.h"
 
 #include "controls/CloseButtonCell.h"
 #include "controls/ColoredView.h"
@@ -22,7 +23,6 @@
 #include <QMainWindow>
 #include <QOperatingSystemVersion>
 #include <QPropertyAnimation>
-#include <QThread>
 #include <QTimer>
 
 namespace velmora {
@@ -59,11 +59,6 @@ int systemMinorVersion()
     if (system.type() == QOperatingSystemVersion::Unknown)
         return 0;
     return qMax(0, system.minorVersion());
-}
-
-bool isOnMainThread()
-{
-    return QThread::currentThread() == qApp->thread();
 }
 
 QPixmap loadResourceImage(const QString &name)
@@ -246,7 +241,7 @@ void SplashScreenController::setOutput(SplashScreenControllerProtocolOutput *out
 
 template<typename Call> bool SplashScreenController::postToMainThread(Call call)
 {
-    if (isOnMainThread())
+    if (MainThread::isCurrent())
         return false;
     QMetaObject::invokeMethod(this, call, Qt::QueuedConnection);
     return true;
@@ -537,28 +532,28 @@ void SplashScreenController::didVideoEnded()
 
 // ---- Video ----------------------------------------------------------------------------
 
-// Making a player, its audio output and its video widget costs the main thread tens of
-// milliseconds. While the start screen shows they are made one per turn of the loop, from
-// its first painted frame on (which must not wait for them), so the video phase only has to
-// set the source; whatever is not ready by then is made at once.
+// The video helper is started ahead, during the start screen, so that the video phase only
+// has to name the file. Starting a process costs the main thread a few milliseconds, so it
+// waits for the start screen's first painted frame and then for the next turn of the loop.
 void SplashScreenController::prepareVideo(const QUrl &likely)
 {
     if (postToMainThread([this, likely] { prepareVideo(likely); }))
         return;
     m_likelyVideoUrl = likely;
-    m_preparingVideo = true;
-    m_prepareAfterPaint = true;
+    m_preparation = VideoPreparation::AwaitingPaint;
 }
 
-void SplashScreenController::prepareNextVideoPart()
+void SplashScreenController::startHelperAhead()
 {
+    m_preparation = VideoPreparation::Posted;
     QMetaObject::invokeMethod(
         this,
         [this] {
-            if (m_preparingVideo && m_playback->prepareStep(m_likelyVideoUrl.isEmpty() ? m_videoUrl : m_likelyVideoUrl))
-                prepareNextVideoPart();
-            else
-                m_preparingVideo = false;
+            // A hide or the video itself may have come first.
+            if (m_preparation != VideoPreparation::Posted)
+                return;
+            m_preparation = VideoPreparation::None;
+            m_playback->prepare(m_likelyVideoUrl.isEmpty() ? m_videoUrl : m_likelyVideoUrl);
         },
         Qt::QueuedConnection);
 }
@@ -573,8 +568,7 @@ VideoFrameView *SplashScreenController::frameView()
 
 void SplashScreenController::initVideoLayer()
 {
-    m_preparingVideo = false;
-    m_prepareAfterPaint = false;
+    m_preparation = VideoPreparation::None;
     m_playerlayer = frameView();
     m_playerlayer->setGeometry(videoRect());
     m_playerlayer->show();
@@ -641,8 +635,7 @@ void SplashScreenController::compliteProgressViews()
 // The video widget stays in its view for the next showing.
 void SplashScreenController::hide()
 {
-    m_preparingVideo = false;
-    m_prepareAfterPaint = false;
+    m_preparation = VideoPreparation::None;
     m_playback->stop();
     m_playerlayer = nullptr;
     // The window gets back the size policy it had before the showing, resizable or not.
@@ -809,10 +802,8 @@ bool SplashScreenController::eventFilter(QObject *watched, QEvent *event)
 {
     // The type first: a view being destroyed still sends events, and comparing it with the
     // guarded pointer would look at it as the view it no longer is.
-    if (event->type() == QEvent::Paint && m_prepareAfterPaint && watched == m_view) {
-        m_prepareAfterPaint = false;
-        prepareNextVideoPart();
-    }
+    if (event->type() == QEvent::Paint && m_preparation == VideoPreparation::AwaitingPaint && watched == m_view)
+        startHelperAhead();
     // A view the host (or a banner) adds over a showing splash screen goes beneath it, once
     // its own set-up, which may raise it, is done.
     if (event->type() == QEvent::ChildAdded && m_view && watched == m_view->parentWidget()

@@ -139,7 +139,7 @@ public:
     void pauseProgressViews();
     void compliteProgressViews();
     void initVideoLayer();
-    void prepareNextVideoPart();
+    void startHelperAhead();
     VideoFrameView *frameView();
 
     // Button actions.
@@ -233,9 +233,10 @@ private:
 
     VideoPlayback *m_playback = nullptr;
     QPointer<VideoFrameView> m_playerlayer;
-    bool m_preparingVideo = false;
+    // Starting the video helper ahead: asked for, then after the first paint, then done.
+    enum class VideoPreparation { None, AwaitingPaint, Posted };
+    VideoPreparation m_preparation = VideoPreparation::None;
     QUrl m_likelyVideoUrl; // what the next video will probably be, for the helper started ahead
-    bool m_prepareAfterPaint = false;
     QUrl m_videoUrl;
     QUrl m_interstitialUrl;
     QImage m_interstitialPicture;

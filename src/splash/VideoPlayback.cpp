@@ -33,11 +33,10 @@ VideoPlayback::~VideoPlayback()
     retireHelper();
 }
 
-bool VideoPlayback::prepareStep(const QUrl &next)
+void VideoPlayback::prepare(const QUrl &next)
 {
     m_idle->stop();
     helperFor(folderOf(next));
-    return false;
 }
 
 QString VideoPlayback::folderOf(const QUrl &media)

@@ -33,9 +33,8 @@ public:
     ~VideoPlayback() override;
 
     State state() const { return m_state; }
-    // Starts a helper ahead of the next load of `next`, so that its first frame is not late;
-    // false once one runs.
-    bool prepareStep(const QUrl &next);
+    // Starts a helper ahead of the next load of `next`, so that its first frame is not late.
+    void prepare(const QUrl &next);
     // Plays `url` from its start into `output`, muted as told.
     void load(const QUrl &url, bool muted, VideoFrameView *output);
     void play();

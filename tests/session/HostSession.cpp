@@ -498,9 +498,9 @@ QString HostSession::checkAudioStreams()
     // The helper plays in a process of its own: it hears "stop" a moment after the host said
     // it, and has a second to fall silent.
     std::optional<int> running = runningSoundStreams();
-    for (QElapsedTimer waited; running && *running > 0 && (!waited.isValid() || waited.elapsed() < 1000);) {
-        if (!waited.isValid())
-            waited.start();
+    QElapsedTimer waited;
+    waited.start();
+    while (running && *running > 0 && waited.elapsed() < 1000) {
         QTest::qWait(100);
         running = runningSoundStreams();
     }

@@ -1,3 +1,4 @@
+#include "ChildProcesses.h"
 #include "TestEnvironment.h"
 #include "splash/ControllerSteps.h"
 
@@ -50,17 +51,6 @@ QString fakeHelper(const char *commands)
     script.close();
     script.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
     return path;
-}
-
-// A process's state letter from /proc (Z: a zombie, gone but not yet reaped).
-char processState(qint64 pid)
-{
-    QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
-    if (!stat.open(QIODevice::ReadOnly))
-        return 0;
-    const QByteArray line = stat.readAll();
-    const qsizetype close = line.lastIndexOf(')');
-    return close > 0 && close + 2 < line.size() ? line.at(close + 2) : char(0);
 }
 
 QUrl media(const QString &name)
@@ -634,7 +624,7 @@ private Q_SLOTS:
             QTRY_COMPARE_WITH_TIMEOUT(controller.playback()->state(), VideoPlayback::State::Failed, 5000);
         runSteps(controller, { "ended", "end", "hide" });
         // The stopped helper is let go and killed; it never comes back.
-        QTRY_VERIFY_WITH_TIMEOUT(::kill(pid_t(pid), 0) != 0 || processState(pid) == 'Z', 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(!test::processStat(pid) || test::processStat(pid)->state == 'Z', 10000);
         controller.setVideoUrl(media(QStringLiteral("test-video-short.mp4")));
         runSteps(controller, { "start", "video" });
         QTRY_VERIFY_WITH_TIMEOUT(controller.playerlayer()->hasFrame(), 10000);
