@@ -4,6 +4,8 @@
 #include <QPainter>
 #include <QPainterPath>
 
+#include <cmath>
+
 namespace velmora {
 
 namespace {
@@ -55,7 +57,15 @@ void CloseButtonCell::drawImage(QPainter &painter, const QRectF &bounds) const
     painter.setClipPath(circle, Qt::IntersectClip);
     if (!icon().isNull()) {
         const QIcon::Mode mode = !isEnabled() ? QIcon::Disabled : (isDown() ? QIcon::Active : QIcon::Normal);
-        icon().paint(&painter, frame.toAlignedRect(), Qt::AlignCenter, mode);
+        // The picture at its own size, in the resolution for the device's pixel ratio, on
+        // whole device pixels: QIcon::paint would stretch a 64 px picture over the 80 px of a
+        // 40-point frame at ratio 2, and blur it.
+        const qreal ratio = painter.device()->devicePixelRatioF();
+        const QPixmap picture = icon().pixmap(icon().actualSize(frame.size().toSize(), mode), ratio, mode);
+        const QSizeF size = picture.deviceIndependentSize();
+        const QPointF corner = frame.center() - QPointF(size.width(), size.height()) / 2;
+        const QPointF snapped(std::round(corner.x() * ratio) / ratio, std::round(corner.y() * ratio) / ratio);
+        painter.drawPixmap(QRectF(snapped, size), picture, QRectF(picture.rect()));
     } else {
         // Without an image, a dark disc with a white cross still reads as "close".
         painter.fillPath(circle, QColor(0, 0, 0, isDown() ? 190 : 140));

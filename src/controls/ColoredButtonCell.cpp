@@ -140,8 +140,11 @@ QRectF ColoredButtonCell::drawTitle(QPainter &painter, const QString &title, con
 {
     painter.save();
     const QIcon::Mode mode = !isEnabled() ? QIcon::Disabled : (isDown() ? QIcon::Active : QIcon::Normal);
-    const QPixmap image
-        = icon().isNull() ? QPixmap() : icon().pixmap(iconSize(), mode, isChecked() ? QIcon::On : QIcon::Off);
+    // At the pixel ratio of what is painted on (a HiDPI screen, a 2x grab), not the
+    // application's.
+    const QPixmap image = icon().isNull()
+        ? QPixmap()
+        : icon().pixmap(iconSize(), painter.device()->devicePixelRatioF(), mode, isChecked() ? QIcon::On : QIcon::Off);
     const QFontMetricsF metrics(font());
     const qreal spacing = !image.isNull() && !title.isEmpty() ? 6 : 0;
     const QSizeF imageSize = image.isNull() ? QSizeF() : QSizeF(image.size()) / image.devicePixelRatio();

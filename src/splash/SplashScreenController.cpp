@@ -33,6 +33,7 @@ const char *const kCollectionBehaviorProperty = "velmoraCollectionBehavior";
 // The hidden flag an element is fading towards.
 const char *const kHiddenTargetProperty = "velmoraHiddenTarget";
 const char *const kFadeName = "velmoraFade";
+const char *const kOpacityProperty = "opacity";
 
 // Geometry of the tree, in points.
 constexpr int kMargin = 14;
@@ -61,11 +62,18 @@ int systemMinorVersion()
     return qMax(0, system.minorVersion());
 }
 
-QPixmap loadResourceImage(const QString &name)
+// A bundled picture with every resolution shipped (name.png, name@2x.png), so that
+// painting picks the one for the screen's pixel ratio.
+QIcon loadResourceIcon(const QString &name)
 {
-    const QString path = Bundle::resourseBundleForClass(&SplashScreenController::staticMetaObject)
-                             .pathForResource(name, QStringLiteral("png"));
-    return path.isEmpty() ? QPixmap() : QPixmap(path);
+    const Bundle bundle = Bundle::resourseBundleForClass(&SplashScreenController::staticMetaObject);
+    QIcon icon;
+    for (const QString &variant : { name, name + QStringLiteral("@2x") }) {
+        const QString path = bundle.pathForResource(variant, QStringLiteral("png"));
+        if (!path.isEmpty())
+            icon.addFile(path);
+    }
+    return icon;
 }
 
 // The image at a local (or Qt resource) URL, read at once; null when unreadable.
@@ -262,9 +270,9 @@ void SplashScreenController::connectActions()
 
 void SplashScreenController::initViewState()
 {
-    ui->closeButton->setIcon(QIcon(loadResourceImage(QStringLiteral("ads_close_button"))));
-    m_soundImage = loadResourceImage(QStringLiteral("ads_sound_on"));
-    m_soundAlternateImage = loadResourceImage(QStringLiteral("ads_sound_off"));
+    ui->closeButton->setIcon(loadResourceIcon(QStringLiteral("ads_close_button")));
+    m_soundImage = loadResourceIcon(QStringLiteral("ads_sound_on"));
+    m_soundAlternateImage = loadResourceIcon(QStringLiteral("ads_sound_off"));
     applySoundImage();
 
     ui->lablesView->textCommentFieldFirst()->setText(
@@ -279,15 +287,17 @@ void SplashScreenController::initViewState()
     applyStackingOrder();
     // Pictures, texts and countdowns take no clicks: a click on them is a click on the ad
     // (urlButton beneath) or on a button, also while they fade out over one.
-    for (QWidget *decoration : { static_cast<QWidget *>(ui->lablesView), static_cast<QWidget *>(ui->iconImageView),
-                                 static_cast<QWidget *>(ui->bgImage), static_cast<QWidget *>(ui->timeVideoLabel),
-                                 static_cast<QWidget *>(ui->videoProgressView),
-                                 static_cast<QWidget *>(ui->interstitialImage), ui->splashScreenPlayerView })
+    for (QWidget *decoration :
+         { static_cast<QWidget *>(ui->lablesView), static_cast<QWidget *>(ui->iconImageView),
+           static_cast<QWidget *>(ui->bgImage), static_cast<QWidget *>(ui->timeVideoLabel),
+           static_cast<QWidget *>(ui->videoProgressView), static_cast<QWidget *>(ui->interstitialImage),
+           static_cast<QWidget *>(ui->splashScreenPlayerView) })
         decoration->setAttribute(Qt::WA_TransparentForMouseEvents);
 
-    for (QWidget *element : { static_cast<QWidget *>(ui->closeButton), ui->splashScreenPlayerView,
-                              static_cast<QWidget *>(ui->timeVideoLabel), static_cast<QWidget *>(ui->videoProgressView),
-                              static_cast<QWidget *>(ui->soundButton) })
+    for (QWidget *element :
+         { static_cast<QWidget *>(ui->closeButton), static_cast<QWidget *>(ui->splashScreenPlayerView),
+           static_cast<QWidget *>(ui->timeVideoLabel), static_cast<QWidget *>(ui->videoProgressView),
+           static_cast<QWidget *>(ui->soundButton) })
         setHidden(element, true);
 
     m_didInitState = true;
@@ -321,8 +331,7 @@ void SplashScreenController::applyIconIfUnset()
 
 void SplashScreenController::applySoundImage()
 {
-    const QPixmap &image = ui->soundButton->isChecked() ? m_soundAlternateImage : m_soundImage;
-    ui->soundButton->setIcon(image.isNull() ? QIcon() : QIcon(image));
+    ui->soundButton->setIcon(ui->soundButton->isChecked() ? m_soundAlternateImage : m_soundImage);
 }
 
 // ---- View states ----------------------------------------------------------------------
@@ -347,10 +356,11 @@ void SplashScreenController::swapViewForState(int state)
 
 void SplashScreenController::showStartState()
 {
-    for (QWidget *element : { ui->splashScreenPlayerView, static_cast<QWidget *>(ui->timeVideoLabel),
-                              static_cast<QWidget *>(ui->videoProgressView), static_cast<QWidget *>(ui->soundButton),
-                              static_cast<QWidget *>(ui->closeButton), static_cast<QWidget *>(ui->interstitialImage),
-                              static_cast<QWidget *>(ui->removeAdsImageButton) })
+    for (QWidget *element :
+         { static_cast<QWidget *>(ui->splashScreenPlayerView), static_cast<QWidget *>(ui->timeVideoLabel),
+           static_cast<QWidget *>(ui->videoProgressView), static_cast<QWidget *>(ui->soundButton),
+           static_cast<QWidget *>(ui->closeButton), static_cast<QWidget *>(ui->interstitialImage),
+           static_cast<QWidget *>(ui->removeAdsImageButton) })
         setHidden(element, true);
     fadeHidden(m_view, false);
     fadeHidden(ui->removeAdsButton, m_withouSplash || m_hiddenButtonBeforeVideo);
@@ -380,7 +390,7 @@ void SplashScreenController::showEndState()
 {
     const bool interstitial = !m_interstitialUrl.isEmpty();
     for (QWidget *element :
-         { ui->splashScreenPlayerView, static_cast<QWidget *>(ui->timeVideoLabel),
+         { static_cast<QWidget *>(ui->splashScreenPlayerView), static_cast<QWidget *>(ui->timeVideoLabel),
            static_cast<QWidget *>(ui->videoProgressView), static_cast<QWidget *>(ui->soundButton),
            static_cast<QWidget *>(ui->lablesView), static_cast<QWidget *>(ui->removeAdsImageButton) })
         fadeHidden(element, true);
@@ -398,8 +408,18 @@ void SplashScreenController::setHidden(QWidget *element, bool hidden)
         return;
     stopFade(element);
     element->setProperty(kHiddenTargetProperty, QVariant());
-    element->setGraphicsEffect(nullptr);
+    if (paintsOwnOpacity(element))
+        element->setProperty(kOpacityProperty, 1.0);
+    else
+        element->setGraphicsEffect(nullptr);
     element->setHidden(hidden);
+}
+
+// Pictures as large as the window paint their own opacity; anything else fades through an
+// opacity effect, which renders it offscreen (cheap for a button, megabytes for a window).
+bool SplashScreenController::paintsOwnOpacity(const QWidget *element)
+{
+    return element->metaObject()->indexOfProperty(kOpacityProperty) >= 0;
 }
 
 // Shows or hides an element with a fade of its opacity. A fade-out keeps the element
@@ -422,16 +442,25 @@ void SplashScreenController::fadeHidden(QWidget *element, bool hidden)
     if (element == m_view)
         finishElementFades();
     stopFade(element);
-    auto *effect = qobject_cast<QGraphicsOpacityEffect *>(element->graphicsEffect());
-    if (!effect) {
-        effect = new QGraphicsOpacityEffect(element);
-        effect->setOpacity(hidden ? 1.0 : 0.0);
-        element->setGraphicsEffect(effect);
+    // A fade that turns back starts from where the other one stopped.
+    const bool turning = target.isValid();
+    QObject *painter = element;
+    if (paintsOwnOpacity(element)) {
+        if (!turning)
+            element->setProperty(kOpacityProperty, hidden ? 1.0 : 0.0);
+    } else {
+        auto *effect = qobject_cast<QGraphicsOpacityEffect *>(element->graphicsEffect());
+        if (!effect) {
+            effect = new QGraphicsOpacityEffect(element);
+            effect->setOpacity(hidden ? 1.0 : 0.0);
+            element->setGraphicsEffect(effect);
+        }
+        painter = effect;
     }
     element->setProperty(kHiddenTargetProperty, hidden);
     element->show();
 
-    auto *fade = new QPropertyAnimation(effect, "opacity", element);
+    auto *fade = new QPropertyAnimation(painter, kOpacityProperty, element);
     fade->setObjectName(kFadeName);
     fade->setDuration(kFadeDurationMs);
     fade->setEndValue(hidden ? 0.0 : 1.0);
@@ -558,20 +587,10 @@ void SplashScreenController::startHelperAhead()
         Qt::QueuedConnection);
 }
 
-// One picture view serves every showing, made when the first video starts.
-VideoFrameView *SplashScreenController::frameView()
-{
-    if (auto *earlier = ui->splashScreenPlayerView->findChild<VideoFrameView *>(QString(), Qt::FindDirectChildrenOnly))
-        return earlier;
-    return new VideoFrameView(ui->splashScreenPlayerView);
-}
-
 void SplashScreenController::initVideoLayer()
 {
     m_preparation = VideoPreparation::None;
-    m_playerlayer = frameView();
-    m_playerlayer->setGeometry(videoRect());
-    m_playerlayer->show();
+    m_playerlayer = ui->splashScreenPlayerView;
     m_playback->load(m_videoUrl, m_muted, m_playerlayer);
 }
 
@@ -858,9 +877,7 @@ void SplashScreenController::layoutViews()
 
     ui->bgImage->setGeometry(bounds);
     ui->urlButton->setGeometry(bounds);
-    ui->splashScreenPlayerView->setGeometry(bounds);
-    if (m_playerlayer)
-        m_playerlayer->setGeometry(videoRect());
+    ui->splashScreenPlayerView->setGeometry(videoRect());
 
     // Start and end screens: icon and texts centred above the remove-ads button.
     const int buttonWidth

@@ -3,6 +3,7 @@
 #include "splash/SplashScreenControllerProtocolInput.h"
 
 #include <QColor>
+#include <QIcon>
 #include <QImage>
 #include <QObject>
 #include <QPixmap>
@@ -140,7 +141,6 @@ public:
     void compliteProgressViews();
     void initVideoLayer();
     void startHelperAhead();
-    VideoFrameView *frameView();
 
     // Button actions.
     void closeSplashScreen(QAbstractButton *sender);
@@ -152,7 +152,7 @@ public:
     bool isFading() const;
     // Whether an element is hidden or on its way out (a fade-out counts as hidden).
     static bool isElementHidden(const QWidget *element);
-    // Where the video picture goes inside splashScreenPlayerView.
+    // Where the video picture goes: the whole view.
     QRect videoRect() const;
 
     bool canShowEnd() const { return m_canShowEnd; }
@@ -211,6 +211,7 @@ private:
     void showEndState();
     void setHidden(QWidget *element, bool hidden);
     void fadeHidden(QWidget *element, bool hidden);
+    static bool paintsOwnOpacity(const QWidget *element);
     void finishElementFades();
     void saveWindowBehavior();
     void lockWindowSize();
@@ -240,8 +241,8 @@ private:
     QUrl m_videoUrl;
     QUrl m_interstitialUrl;
     QImage m_interstitialPicture;
-    QPixmap m_soundImage;
-    QPixmap m_soundAlternateImage;
+    QIcon m_soundImage;
+    QIcon m_soundAlternateImage;
 
     LayoutConstraint m_videoTimerTextOffset;
     LayoutConstraint m_videoTimerMargin;

@@ -25,6 +25,15 @@ void VideoFrameView::clear()
     update();
 }
 
+void VideoFrameView::setOpacity(qreal opacity)
+{
+    opacity = qBound(0.0, opacity, 1.0);
+    if (qFuzzyCompare(opacity, m_opacity))
+        return;
+    m_opacity = opacity;
+    update();
+}
+
 QRect VideoFrameView::fittedRect(const QSize &frame, const QRect &bounds)
 {
     if (frame.isEmpty() || bounds.isEmpty())
@@ -36,11 +45,14 @@ QRect VideoFrameView::fittedRect(const QSize &frame, const QRect &bounds)
 
 void VideoFrameView::paintEvent(QPaintEvent *)
 {
+    if (m_opacity <= 0.0)
+        return;
+    QPainter painter(this);
+    painter.setOpacity(m_opacity);
+    painter.fillRect(rect(), Qt::black);
     if (m_frame.isNull())
         return;
     const QRect target = fittedRect(m_frame.deviceIndependentSize().toSize(), rect());
-    QPainter painter(this);
-    painter.fillRect(rect(), Qt::black);
     painter.setRenderHint(QPainter::SmoothPixmapTransform, target.size() != m_frame.size());
     painter.drawImage(target, m_frame);
     emit framePainted();

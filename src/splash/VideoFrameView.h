@@ -6,17 +6,21 @@
 namespace velmora {
 
 // The picture of the ad video: the newest frame, aspect-fit across the whole view on black,
-// under the splash screen's controls. A plain widget, so fades, grabs and clicks treat it
-// like every other part of the splash screen.
+// under the splash screen's controls. A plain widget, so grabs and clicks treat it like
+// every other part of the splash screen; it fades by painting with an opacity of its own
+// (an effect would copy the window-sized view offscreen on every frame).
 class VideoFrameView : public QWidget {
     Q_OBJECT
+    Q_PROPERTY(qreal opacity READ opacity WRITE setOpacity)
 
 public:
     explicit VideoFrameView(QWidget *parent = nullptr);
 
     void setFrame(const QImage &frame);
-    // No picture: the view paints nothing and lets the background show.
+    // No picture: the view shows black.
     void clear();
+    qreal opacity() const { return m_opacity; }
+    void setOpacity(qreal opacity);
     bool hasFrame() const { return !m_frame.isNull(); }
     // Where a frame of `frame` size goes inside `bounds`: as large as fits, centred.
     static QRect fittedRect(const QSize &frame, const QRect &bounds);
@@ -30,6 +34,7 @@ protected:
 
 private:
     QImage m_frame;
+    qreal m_opacity = 1.0;
 };
 
 } // namespace velmora

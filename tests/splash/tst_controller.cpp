@@ -168,6 +168,24 @@ QStringList clippedElements(const QWidget *root)
     return clipped;
 }
 
+// The share of a widget's pixels, as painted on its screen, that lie in an anti-aliased
+// edge: neither the dark nor the light side of what it draws.
+double edgeShare(QWidget *widget)
+{
+    const QImage image = widget->grab().toImage();
+    QList<int> levels;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x)
+            levels << qGray(image.pixel(x, y));
+    }
+    std::sort(levels.begin(), levels.end());
+    const int dark = levels.at(levels.size() / 10), light = levels.at(levels.size() * 9 / 10);
+    const int margin = (light - dark) / 5;
+    return double(std::count_if(levels.begin(), levels.end(),
+                                [&](int level) { return level > dark + margin && level < light - margin; }))
+        / levels.size();
+}
+
 } // namespace
 
 class SplashScreenControllerTest : public QObject {
@@ -661,6 +679,30 @@ private Q_SLOTS:
         runSteps(controller, { "end", "hide", "start" });
     }
 
+    // On a screen of pixel ratio 2 (ctest runs this once more with QT_SCALE_FACTOR=2) the
+    // close and sound buttons draw their 2x pictures: their glyph edges take a clearly
+    // smaller share of the button than those of the same button given only the 1x picture,
+    // which the screen can only blow up.
+    void glyphsAreSharpAtPixelRatioTwo()
+    {
+        if (qApp->devicePixelRatio() < 2)
+            QSKIP("needs a screen of pixel ratio 2 (QT_SCALE_FACTOR=2)");
+        SplashScreenController &controller = attach();
+        runSteps(controller, { "start", "video" }); // laid out at their own size
+        for (QAbstractButton *button : { controller.closeButton(), controller.soundButton() }) {
+            const QIcon shipped = button->icon();
+            const double sharp = edgeShare(button);
+            button->setIcon(QIcon(shipped.pixmap(shipped.actualSize(button->size()), 1.0)));
+            const double blownUp = edgeShare(button);
+            button->setIcon(shipped);
+            QVERIFY2(sharp <= 0.75 * blownUp,
+                     qPrintable(QStringLiteral("%1: edge share %2, 1x picture %3")
+                                    .arg(button->objectName())
+                                    .arg(sharp)
+                                    .arg(blownUp)));
+        }
+    }
+
     void screenshots_data()
     {
         QTest::addColumn<QSize>("size");
@@ -675,7 +717,10 @@ private Q_SLOTS:
         QFETCH(QSize, size);
         const QString folder = test::TestEnvironment::binaryPath(QStringLiteral("screenshots"));
         QVERIFY(QDir().mkpath(folder));
-        const QString suffix = QStringLiteral("-%1x%2.png").arg(size.width()).arg(size.height());
+        const QString suffix = QStringLiteral("-%1x%2%3.png")
+                                   .arg(size.width())
+                                   .arg(size.height())
+                                   .arg(qApp->devicePixelRatio() > 1 ? QStringLiteral("@2x") : QString());
 
         SplashScreenController &controller = attach(size);
         controller.setIcon(sampleIcon());
