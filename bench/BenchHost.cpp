@@ -25,6 +25,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <set>
 #include <vector>
@@ -113,9 +114,7 @@ public:
                     m_foreignPainted = true;
             }
         }
-        const QByteArray receiverName = m_depth == 1
-            ? QByteArray(receiver->metaObject()->className()) + '/' + receiver->objectName().toUtf8()
-            : QByteArray();
+        const QByteArray receiverName = m_depth == 1 ? describe(receiver) : QByteArray();
         const bool result = QApplication::notify(receiver, event);
         if (m_depth == 1)
             noteEvent(nowMs() - start, start, receiverName, type);
@@ -129,7 +128,21 @@ public:
         return result;
     }
 
-    // The slowest top-level events: what the main thread was doing in its longest stalls.
+    // "Class/name" of the receiver and of its two nearest ancestors: a timer or a socket
+    // notifier says little, its owner says whose it is.
+    static QByteArray describe(const QObject *object)
+    {
+        QByteArray name;
+        for (int level = 0; object && level < 3; ++level, object = object->parent()) {
+            if (level)
+                name += " < ";
+            name += QByteArray(object->metaObject()->className()) + '/' + object->objectName().toUtf8();
+        }
+        return name;
+    }
+
+    // Every top-level event of 2 ms or more, in order: what the main thread was doing in
+    // its longest stalls, and in which phase of the session.
     struct SlowEvent {
         double ms, at;
         QByteArray receiver;
@@ -137,18 +150,24 @@ public:
     };
     void noteEvent(double ms, double at, const QByteArray &receiver, int type)
     {
-        if (ms < 2.0)
-            return;
-        slowEvents.push_back({ ms, at, receiver, type });
-        std::sort(slowEvents.begin(), slowEvents.end(), [](auto &a, auto &b) { return a.ms > b.ms; });
-        if (slowEvents.size() > 8)
-            slowEvents.pop_back();
+        if (ms >= 2.0)
+            slowEvents.push_back({ ms, at, receiver, type });
     }
-    void printSlowEvents() const
+    // The slowest events that began between `from` and `to` (ms), slowest first.
+    std::vector<SlowEvent> slowestBetween(double from, double to, size_t count) const
     {
-        for (const SlowEvent &e : slowEvents)
-            std::printf("# slow event %.2f ms at %.0f ms: %s event type %d\n", e.ms, e.at, e.receiver.constData(),
-                        e.type);
+        std::vector<SlowEvent> found;
+        std::copy_if(slowEvents.begin(), slowEvents.end(), std::back_inserter(found),
+                     [&](const SlowEvent &e) { return e.at >= from && e.at <= to; });
+        std::sort(found.begin(), found.end(), [](auto &a, auto &b) { return a.ms > b.ms; });
+        found.resize(std::min(found.size(), count));
+        return found;
+    }
+    void printSlowEvents(const char *label, double from, double to, size_t count) const
+    {
+        for (const SlowEvent &e : slowestBetween(from, to, count))
+            std::printf("# slow%s event %.2f ms at %.0f ms: %s event type %d\n", label, e.ms, e.at,
+                        e.receiver.constData(), e.type);
         std::fflush(stdout);
     }
     std::vector<SlowEvent> slowEvents;
@@ -164,7 +183,7 @@ private:
     bool m_foreignPainted = false;
 };
 
-// A 1 ms precise timer on the main thread; every firing records how late it came.
+// A 1 ms precise timer on the main thread; every firing records how late it came, and when.
 class LoopProbe {
 public:
     void start()
@@ -174,28 +193,37 @@ public:
         QObject::connect(&m_timer, &QTimer::timeout, [this] {
             const double t = nowMs();
             if (m_last >= 0)
-                m_lateness.push_back(std::max(0.0, t - m_last - 1.0));
+                m_samples.push_back({ t, std::max(0.0, t - m_last - 1.0) });
             m_last = t;
         });
         m_last = -1;
         m_timer.start();
     }
     void stop() { m_timer.stop(); }
-    double longest() const { return m_lateness.empty() ? 0 : *std::max_element(m_lateness.begin(), m_lateness.end()); }
-    double percentile(double p) const
+    // Lateness of the firings between `from` and `to` (ms; all of them by default).
+    std::vector<double> lateness(double from = 0, double to = 1e300) const
     {
-        if (m_lateness.empty())
-            return 0;
-        std::vector<double> sorted = m_lateness;
-        std::sort(sorted.begin(), sorted.end());
-        return sorted[std::min(sorted.size() - 1, size_t(p * double(sorted.size())))];
+        std::vector<double> found;
+        for (const Sample &s : m_samples) {
+            if (s.at >= from && s.at <= to)
+                found.push_back(s.lateness);
+        }
+        std::sort(found.begin(), found.end());
+        return found;
     }
-    size_t samples() const { return m_lateness.size(); }
+    static double longest(const std::vector<double> &sorted) { return sorted.empty() ? 0 : sorted.back(); }
+    static double percentile(const std::vector<double> &sorted, double p)
+    {
+        return sorted.empty() ? 0 : sorted[std::min(sorted.size() - 1, size_t(p * double(sorted.size())))];
+    }
 
 private:
+    struct Sample {
+        double at, lateness;
+    };
     QTimer m_timer;
     double m_last = -1;
-    std::vector<double> m_lateness;
+    std::vector<Sample> m_samples;
 };
 
 // Runs steps one after another on the event loop, each after its delay.
@@ -412,10 +440,17 @@ int session(BenchApplication &app)
     double videoPhaseAt = -1, videoFrameAt = -1, videoEndAt = -1;
     // The helper's own peak, read while it lives.
     double helperPeakMB = 0;
+    // When the host's own RSS was highest, sampled with the helper's (VmHWM has no time).
+    double sampledPeakMB = 0, sampledPeakAt = 0;
     QTimer helperWatch;
     QObject::connect(&helperWatch, &QTimer::timeout, &app, [&] {
         for (const qint64 pid : velmora::test::childProcesses("velmora-media"))
             helperPeakMB = std::max(helperPeakMB, statusMB("VmHWM", QString::number(pid)));
+        const double rss = statusMB("VmRSS");
+        if (rss > sampledPeakMB) {
+            sampledPeakMB = rss;
+            sampledPeakAt = nowMs();
+        }
     });
     helperWatch.start(100);
     QAction frameSeen; // relays the picture view's framePainted() to a lambda
@@ -532,9 +567,23 @@ int session(BenchApplication &app)
     });
     script.then(1000, [&] {
         probe.stop();
-        report("stall_max_ms", probe.longest());
-        report("stall_p99_ms", probe.percentile(0.99));
-        report("probe_samples", double(probe.samples()));
+        const std::vector<double> all = probe.lateness();
+        report("stall_max_ms", LoopProbe::longest(all));
+        report("stall_p99_ms", LoopProbe::percentile(all, 0.99));
+        report("probe_samples", double(all.size()));
+        // The bare host has no video: its whole session is the baseline of the video phase.
+        double videoFrom = 0, videoTo = 1e300;
+#ifdef BENCH_WITH_VELMORA
+        if (videoPhaseAt >= 0 && videoEndAt >= 0) {
+            videoFrom = videoPhaseAt;
+            videoTo = videoEndAt;
+        }
+#endif
+        const std::vector<double> video = probe.lateness(videoFrom, videoTo);
+        report("video_stall_max_ms", LoopProbe::longest(video));
+        report("video_stall_p99_ms", LoopProbe::percentile(video, 0.99));
+        const auto longestEvent = app.slowestBetween(videoFrom, videoTo, 1);
+        report("video_longest_event_ms", longestEvent.empty() ? 0 : longestEvent.front().ms);
         if (forceShowAt >= 0 && firstFrameAt >= 0)
             report("force_show_to_frame_ms", firstFrameAt - forceShowAt);
 #ifdef BENCH_WITH_VELMORA
@@ -546,6 +595,8 @@ int session(BenchApplication &app)
         report("peak_rss_mb", statusMB("VmHWM"));
 #ifdef BENCH_WITH_VELMORA
         report("helper_peak_rss_mb", helperPeakMB);
+        report("sampled_peak_rss_mb", sampledPeakMB);
+        report("sampled_peak_rss_at_ms", sampledPeakAt);
 #endif
         report("force_show_at_ms", forceShowAt);
         report("probe_start_at_ms", probeStartAt);
@@ -553,7 +604,8 @@ int session(BenchApplication &app)
         report("longest_clock_advance_ms", pump.longestAdvance);
         report("longest_clock_advance_at_ms", pump.longestAdvanceAt);
 #endif
-        app.printSlowEvents();
+        app.printSlowEvents("", 0, 1e300, 8);
+        app.printSlowEvents(" video", videoFrom, videoTo, 4);
         QApplication::quit();
     });
     script.run();

@@ -79,6 +79,16 @@ for key, label, limit in (("stall_max_ms", "longest main-thread stall, ms", 4.0)
     row(label, cell(v), cell(b), ratio_cell(ratio), f"added ≤ {limit:g} (added: {cell(added)})",
         verdict(med(added) <= limit if added else None))
 
+# The video phase alone (video start to its end), against the bare host's whole session.
+for key, label, limit in (("video_stall_p99_ms", "during the video: 99th percentile of loop lateness, ms", 1.0),):
+    v, b = values("session.velmora", key), values("session.bare", key)
+    added = per_run("session.velmora", key, "session.bare", key, lambda x, y: x - y)
+    row(label, cell(v), cell(b), "—", f"added ≤ {limit:g} (added: {cell(added)})",
+        verdict(med(added) <= limit if added else None))
+v = values("session.velmora", "video_longest_event_ms")
+row("during the video: longest main-thread event, ms", cell(v), "—", "—", "≤ 8",
+    verdict(max(v) <= 8 if v else None))
+
 # 2. Start-up cost.
 v = values("session.velmora", "first_call_ms")
 row(f"first facade call ({ads} cached ads), ms", cell(v), "—", "—", "≤ 2", verdict(med(v) <= 2 if v else None))
