@@ -5,6 +5,7 @@
 #
 #   ./scripts/bench.sh                 # 5 runs, 20 s CPU windows
 #   BENCH_RUNS=3 BENCH_SECONDS=10 ./scripts/bench.sh
+#   BENCH_ONLY=session BENCH_RUNS=1 ./scripts/bench.sh   (the scripted session alone)
 #
 # Needs the release preset's dependencies (Qt 6.4 development packages); the Chromium
 # comparison runs when `chromium` is installed (apt-get install chromium).
@@ -94,6 +95,8 @@ for RUN in $(seq "$RUNS"); do
     # The session starts with empty media: the ad-server reply and downloads are part of it.
     run session.velmora "$ADS" - "$HOST" session
     run session.bare "$ADS" - "$BARE" session
+    # BENCH_ONLY=session: the scripted session alone, a quicker loop while working on it.
+    [ "${BENCH_ONLY:-}" = session ] && continue
     # N windows with a banner each, an idle splash screen registered in the first; with four
     # windows the banners are also measured minimised and hidden. Steady state: GIFs cached,
     # no offline table.

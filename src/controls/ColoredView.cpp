@@ -22,9 +22,18 @@ void ColoredView::setColor(const QColor &color)
     update();
 }
 
+void ColoredView::setOpacity(qreal opacity)
+{
+    opacity = qBound(0.0, opacity, 1.0);
+    if (qFuzzyCompare(opacity, m_opacity))
+        return;
+    m_opacity = opacity;
+    update();
+}
+
 void ColoredView::paintEvent(QPaintEvent *)
 {
-    if (!m_color.isValid())
+    if (!m_color.isValid() || m_opacity <= 0.0)
         return;
     // The rounded rectangle reaches one radius above the view, so only its bottom
     // corners show rounded.
@@ -33,6 +42,7 @@ void ColoredView::paintEvent(QPaintEvent *)
     path.addRoundedRect(shape, kCornerRadius, kCornerRadius);
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
+    painter.setOpacity(m_opacity);
     painter.fillPath(path, m_color);
 }
 

@@ -9,6 +9,8 @@ namespace velmora {
 class ColoredView : public QWidget {
     Q_OBJECT
     Q_PROPERTY(QColor color READ color WRITE setColor)
+    // Fades paint the colour with it; the view's children take care of their own.
+    Q_PROPERTY(qreal opacity READ opacity WRITE setOpacity)
 
 public:
     static constexpr double kCornerRadius = 6.0;
@@ -18,12 +20,15 @@ public:
     QColor color() const;
     // An invalid colour draws nothing.
     void setColor(const QColor &color);
+    qreal opacity() const { return m_opacity; }
+    void setOpacity(qreal opacity);
 
 protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
     QColor m_color;
+    qreal m_opacity = 1.0;
 };
 
 } // namespace velmora

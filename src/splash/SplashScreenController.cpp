@@ -412,7 +412,39 @@ void SplashScreenController::setHidden(QWidget *element, bool hidden)
         element->setProperty(kOpacityProperty, 1.0);
     else
         element->setGraphicsEffect(nullptr);
+    if (element == m_view)
+        applyRootOpacity(1.0);
     element->setHidden(hidden);
+}
+
+// The root fades without an offscreen copy of the whole window: it paints its colour with
+// the fade's opacity and each element on screen takes the same opacity, pictures painting
+// it themselves and the small rest through an effect of their own size. The link button
+// paints nothing and needs none.
+void SplashScreenController::applyRootOpacity(qreal opacity)
+{
+    const bool done = opacity >= 1.0;
+    for (QWidget *element : m_view->findChildren<QWidget *>(Qt::FindDirectChildrenOnly)) {
+        if (element == ui->urlButton || element->findChild<QPropertyAnimation *>(kFadeName, Qt::FindDirectChildrenOnly))
+            continue;
+        if (paintsOwnOpacity(element)) {
+            element->setProperty(kOpacityProperty, opacity);
+        } else if (done || element->isHidden()) {
+            element->setGraphicsEffect(nullptr);
+        } else {
+            auto *effect = qobject_cast<QGraphicsOpacityEffect *>(element->graphicsEffect());
+            if (!effect) {
+                effect = new QGraphicsOpacityEffect(element);
+                element->setGraphicsEffect(effect);
+            }
+            effect->setOpacity(opacity);
+        }
+    }
+}
+
+bool SplashScreenController::isRootFading() const
+{
+    return m_view && m_view->findChild<QPropertyAnimation *>(kFadeName, Qt::FindDirectChildrenOnly);
 }
 
 // Pictures as large as the window paint their own opacity; anything else fades through an
@@ -433,8 +465,8 @@ void SplashScreenController::fadeHidden(QWidget *element, bool hidden)
     const QVariant target = element->property(kHiddenTargetProperty);
     if (target.isValid() && target.toBool() == hidden)
         return;
-    // Opacity effects do not nest: while the root fades, its elements switch at once.
-    const bool rootFading = element != m_view && m_view && m_view->graphicsEffect();
+    // While the root fades, its elements switch at once and take the root's opacity.
+    const bool rootFading = element != m_view && isRootFading();
     if (!parent || !parent->isVisible() || element->isHidden() == hidden || rootFading) {
         setHidden(element, hidden);
         return;
@@ -465,6 +497,11 @@ void SplashScreenController::fadeHidden(QWidget *element, bool hidden)
     fade->setDuration(kFadeDurationMs);
     fade->setEndValue(hidden ? 0.0 : 1.0);
     connect(fade, &QPropertyAnimation::finished, element, [this, element, hidden] { setHidden(element, hidden); });
+    if (element == m_view) {
+        connect(fade, &QVariantAnimation::valueChanged, this,
+                [this](const QVariant &opacity) { applyRootOpacity(opacity.toReal()); });
+        applyRootOpacity(m_view->opacity());
+    }
     fade->start();
 }
 

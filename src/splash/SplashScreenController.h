@@ -212,6 +212,8 @@ private:
     void setHidden(QWidget *element, bool hidden);
     void fadeHidden(QWidget *element, bool hidden);
     static bool paintsOwnOpacity(const QWidget *element);
+    void applyRootOpacity(qreal opacity);
+    bool isRootFading() const;
     void finishElementFades();
     void saveWindowBehavior();
     void lockWindowSize();

@@ -17,6 +17,7 @@
 #include <QMainWindow>
 #include <QOperatingSystemVersion>
 #include <QPainter>
+#include <QPropertyAnimation>
 #include <QTemporaryDir>
 #include <QToolBar>
 
@@ -394,7 +395,27 @@ private Q_SLOTS:
         SplashScreenController &controller = attach();
         controller.showStartScreen();
         QVERIFY(controller.isFading());
+        // Half-way through the root's fade-in the host shows through its elements too, and
+        // nothing is copied offscreen at the size of the window to get there.
+        auto *fade = controller.view()->findChild<QPropertyAnimation *>(QStringLiteral("velmoraFade"),
+                                                                        Qt::FindDirectChildrenOnly);
+        QVERIFY(fade);
+        fade->pause();
+        fade->setCurrentTime(fade->duration() / 2);
+        const QPoint button = controller.removeAdsButton()->geometry().center();
+        const QColor half = m_window->grab().toImage().pixelColor(button);
+        QList<QWidget *> elements = controller.view()->findChildren<QWidget *>();
+        elements << controller.view();
+        for (const QWidget *element : std::as_const(elements)) {
+            QVERIFY2(!element->graphicsEffect()
+                         || element->width() * element->height() < m_window->width() * m_window->height() / 4,
+                     qPrintable(element->objectName()));
+        }
+        fade->setCurrentTime(fade->duration());
         QTRY_VERIFY(!controller.isFading());
+        const QColor full = m_window->grab().toImage().pixelColor(button);
+        QVERIFY2(half != full && half != m_window->palette().color(QPalette::Window),
+                 qPrintable(half.name() + QLatin1Char(' ') + full.name()));
 
         m_window->hide();
         controller.showEndScreen();
