@@ -4,6 +4,7 @@
 #include "splash/VideoPlayback.h"
 #include "support/HostContent.h"
 #include "support/MainThread.h"
+#include "support/PoolTask.h"
 
 #include "controls/CloseButtonCell.h"
 #include "controls/ColoredView.h"
@@ -22,7 +23,9 @@
 #include <QLabel>
 #include <QMainWindow>
 #include <QOperatingSystemVersion>
+#include <QPointer>
 #include <QPropertyAnimation>
+#include <QThreadPool>
 #include <QTimer>
 
 namespace velmora {
@@ -87,10 +90,11 @@ QImage loadImage(const QUrl &url)
 }
 
 // `image` fitted into `size` by a platform image-scaling value, at the screen's pixel ratio.
-QPixmap scaledPixmap(const QImage &image, QSize size, unsigned int scaling, qreal ratio)
+// Safe on any thread.
+QImage scaledImage(const QImage &image, QSize size, unsigned int scaling, qreal ratio)
 {
     if (image.isNull() || size.isEmpty())
-        return QPixmap();
+        return QImage();
     const QSize device = size * ratio;
     QSize target = image.size() / ratio;
     switch (scaling) {
@@ -109,10 +113,14 @@ QPixmap scaledPixmap(const QImage &image, QSize size, unsigned int scaling, qrea
             : image.size();
         break;
     }
-    QPixmap pixmap = QPixmap::fromImage(
-        image.scaled(target.expandedTo(QSize(1, 1)), Qt::IgnoreAspectRatio, Qt::SmoothTransformation));
-    pixmap.setDevicePixelRatio(ratio);
-    return pixmap;
+    QImage scaled = image.scaled(target.expandedTo(QSize(1, 1)), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    scaled.setDevicePixelRatio(ratio);
+    return scaled;
+}
+
+QPixmap scaledPixmap(const QImage &image, QSize size, unsigned int scaling, qreal ratio)
+{
+    return QPixmap::fromImage(scaledImage(image, size, scaling, ratio));
 }
 
 void setTextColorOf(QLabel *label, const QColor &color)
@@ -581,10 +589,6 @@ void SplashScreenController::showEndScreen()
         fadeHidden(ui->videoProgressView, true);
         return;
     }
-    if (!m_interstitialUrl.isEmpty()) {
-        m_interstitialPicture = loadImage(m_interstitialUrl);
-        layoutImages();
-    }
     m_withouSplash = false;
     swapViewForState(SplashScreenViewStateEnd);
 }
@@ -703,7 +707,8 @@ void SplashScreenController::hide()
     // fade is over it goes, and the next end screen loads it again.
     QTimer::singleShot(1000, this, [this] {
         if (m_view && isElementHidden(m_view)) {
-            m_interstitialPicture = QImage();
+            m_preparedStill = {};
+            m_shownStill = {};
             ui->interstitialImage->clear();
         }
     });
@@ -959,8 +964,46 @@ void SplashScreenController::layoutImages()
     ui->bgImage->setPixmap(scaledPixmap(m_backgroundImage, ui->bgImage->size(), m_backgroundImageScaling, ratio));
     ui->iconImageView->setPixmap(
         scaledPixmap(m_shownIcon, ui->iconImageView->size(), ImageScaleProportionallyUpOrDown, ratio));
-    ui->interstitialImage->setPixmap(
-        scaledPixmap(m_interstitialPicture, ui->interstitialImage->size(), ImageScaleProportionallyUpOrDown, ratio));
+    layoutStill();
+}
+
+// The end screen's picture, decoded and scaled on a pool thread when the presenter names it
+// at the video's start, so that the end screen on every window only hands over a finished
+// picture. Decoded here only when that did not finish in time or the view's size changed.
+void SplashScreenController::layoutStill()
+{
+    const StillKey wanted { m_interstitialUrl, ui->interstitialImage->size(), m_view->devicePixelRatioF() };
+    if (m_interstitialUrl.isEmpty() || wanted == m_shownStill)
+        return;
+    if (m_preparedStill.key == wanted && !m_preparedStill.image.isNull()) {
+        ui->interstitialImage->setPixmap(QPixmap::fromImage(std::move(m_preparedStill.image)));
+    } else {
+        if (isElementHidden(ui->interstitialImage))
+            return; // not needed yet
+        ui->interstitialImage->setPixmap(
+            scaledPixmap(loadImage(m_interstitialUrl), wanted.size, ImageScaleProportionallyUpOrDown, wanted.ratio));
+    }
+    m_preparedStill = {};
+    m_shownStill = wanted;
+}
+
+void SplashScreenController::prepareStill()
+{
+    const StillKey key { m_interstitialUrl, ui->interstitialImage->size(), m_view->devicePixelRatioF() };
+    if (key.url.isEmpty() || key == m_shownStill || key == m_preparedStill.key)
+        return;
+    m_preparedStill = { key, QImage() };
+    QPointer<SplashScreenController> self(this);
+    PoolTask::start(QThreadPool::globalInstance(), [key, self]() mutable {
+        QImage still = scaledImage(loadImage(key.url), key.size, ImageScaleProportionallyUpOrDown, key.ratio);
+        QMetaObject::invokeMethod(
+            qApp,
+            [self = std::move(self), key, still = std::move(still)]() mutable {
+                if (self && self->m_preparedStill.key == key)
+                    self->m_preparedStill.image = std::move(still);
+            },
+            Qt::QueuedConnection);
+    });
 }
 
 // ---- Appearance -----------------------------------------------------------------------
@@ -978,6 +1021,8 @@ QUrl SplashScreenController::videoUrl() const
 void SplashScreenController::setInterstitialUrl(const QUrl &url)
 {
     m_interstitialUrl = url;
+    if (m_view && MainThread::isCurrent())
+        prepareStill();
 }
 
 QUrl SplashScreenController::interstitialUrl() const

@@ -213,6 +213,8 @@ private:
     void fadeHidden(QWidget *element, bool hidden);
     static bool paintsOwnOpacity(const QWidget *element);
     void applyRootOpacity(qreal opacity);
+    void layoutStill();
+    void prepareStill();
     bool isRootFading() const;
     void finishElementFades();
     void saveWindowBehavior();
@@ -242,7 +244,19 @@ private:
     QUrl m_likelyVideoUrl; // what the next video will probably be, for the helper started ahead
     QUrl m_videoUrl;
     QUrl m_interstitialUrl;
-    QImage m_interstitialPicture;
+    // The end screen's picture for one view size and pixel ratio.
+    struct StillKey {
+        QUrl url;
+        QSize size;
+        qreal ratio = 0;
+        bool operator==(const StillKey &) const = default;
+    };
+    struct PreparedStill {
+        StillKey key;
+        QImage image; // scaled; null until the pool thread is done
+    };
+    PreparedStill m_preparedStill;
+    StillKey m_shownStill;
     QIcon m_soundImage;
     QIcon m_soundAlternateImage;
 

@@ -524,6 +524,8 @@ void SplashScreenPresenter::startShowVideo()
         updateTimerText();
         updateVideoTimerText();
     }
+    // Every window's end screen gets its picture ready while the video plays.
+    d->forEachController([this](Controller &controller) { controller.setInterstitialUrl(d->interstitialVideoUrl); });
     post(VLMadsVideoDidStart);
 }
 
