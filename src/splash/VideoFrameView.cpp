@@ -9,12 +9,18 @@ VideoFrameView::VideoFrameView(QWidget *parent)
 {
     // Clicks go to the link button above and through it to the splash screen.
     setAttribute(Qt::WA_TransparentForMouseEvents);
+    // Fully opaque, it covers what lies beneath: a new frame repaints neither the root
+    // view nor the pictures behind it.
+    setAttribute(Qt::WA_OpaquePaintEvent);
 }
 
 void VideoFrameView::setFrame(const QImage &frame)
 {
+    // Only the picture changes; the black around it stays as painted.
+    const QRect before = fittedRect(m_frame.deviceIndependentSize().toSize(), rect());
     m_frame = frame;
-    update();
+    const QRect after = fittedRect(m_frame.deviceIndependentSize().toSize(), rect());
+    update(before == after ? after : rect());
 }
 
 void VideoFrameView::clear()
@@ -31,6 +37,7 @@ void VideoFrameView::setOpacity(qreal opacity)
     if (qFuzzyCompare(opacity, m_opacity))
         return;
     m_opacity = opacity;
+    setAttribute(Qt::WA_OpaquePaintEvent, m_opacity >= 1.0);
     update();
 }
 
