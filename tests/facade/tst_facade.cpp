@@ -435,6 +435,73 @@ private Q_SLOTS:
         Velmora::removeSplashScreenFromWindow(&next);
     }
 
+    // A click on a store link opens what the desktop can: the store application where the
+    // desktop associates one with the scheme, else the app's page of the web store in the
+    // browser. A host that sets its own handler for the scheme gets the links itself. The
+    // desktop's opener is a stand-in xdg-open, first on PATH, that records what it is given.
+    // Runs before any test that sets a store handler of its own: that replaces Velmora's.
+    void storeLinksOpenWhatTheDesktopCan()
+    {
+        if (QGuiApplication::platformName() == QLatin1String("offscreen"))
+            QSKIP("the offscreen platform opens no URLs; this runs in the Wayland job");
+        QTemporaryDir desktop;
+        const QString record = desktop.filePath(QStringLiteral("opened"));
+        QVERIFY(QDir().mkpath(desktop.filePath(QStringLiteral("bin"))));
+        QFile opener(desktop.filePath(QStringLiteral("bin/xdg-open")));
+        QVERIFY(opener.open(QIODevice::WriteOnly));
+        opener.write("#!/bin/sh\necho \"$1\" >> '" + record.toUtf8() + "'\n");
+        opener.close();
+        opener.setPermissions(opener.permissions() | QFileDevice::ExeOwner);
+        qputenv("PATH", desktop.filePath(QStringLiteral("bin")).toUtf8() + ':' + qgetenv("PATH"));
+        for (const char *variable : { "XDG_CONFIG_HOME", "XDG_CONFIG_DIRS", "XDG_DATA_HOME", "XDG_DATA_DIRS" })
+            qputenv(variable, desktop.filePath(QString::fromLatin1(variable)).toUtf8());
+        const auto opened = [&record] {
+            QFile file(record);
+            return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()).split('\n', Qt::SkipEmptyParts)
+                                                  : QStringList();
+        };
+
+        Velmora::removeAdsNow();
+        Velmora::resetAds();
+        QWidget window;
+        window.resize(800, 600);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        Velmora::addBannerForWindow(&window);
+        QWidget *banner = Velmora::BControllFromWindow(&window)->view();
+        QTRY_VERIFY(banner->isVisible() && banner->width() > 0); // a house banner, the server being away
+        const auto click
+            = [&] { QTest::mouseClick(window.windowHandle(), Qt::LeftButton, {}, banner->geometry().center()); };
+
+        // No application for the scheme: the browser gets the web store's page of the app.
+        click();
+        QTRY_COMPARE(opened().size(), 1);
+        const QUrl web(opened().at(0));
+        QCOMPARE(web.scheme(), QStringLiteral("https"));
+        QVERIFY2(web.path().startsWith(QStringLiteral("/app/id")), qPrintable(web.toString()));
+
+        // The desktop names an application for the scheme: the store link goes to it.
+        QVERIFY(QDir().mkpath(desktop.filePath(QStringLiteral("XDG_CONFIG_HOME"))));
+        QFile associations(desktop.filePath(QStringLiteral("XDG_CONFIG_HOME/mimeapps.list")));
+        QVERIFY(associations.open(QIODevice::WriteOnly));
+        associations.write("[Default Applications]\nx-scheme-handler/macappstores=store.desktop\n");
+        associations.close();
+        click();
+        QTRY_COMPARE(opened().size(), 2);
+        QCOMPARE(QUrl(opened().at(1)).scheme(), QStringLiteral("macappstores"));
+        QCOMPARE(QUrl(opened().at(1)).host(), web.host());
+
+        // The host handles the scheme itself: it gets the link, the desktop nothing.
+        QDesktopServices::setUrlHandler(QStringLiteral("macappstores"), this, "openUrl");
+        openedUrls.clear();
+        click();
+        QCOMPARE(openedUrls.size(), 1);
+        QCOMPARE(openedUrls.at(0).scheme(), QStringLiteral("macappstores"));
+        QTest::qWait(500); // an opener started by mistake would have written by now
+        QCOMPARE(opened().size(), 2);
+        QDesktopServices::unsetUrlHandler(QStringLiteral("macappstores"));
+    }
+
     // The user's side, with real clicks through the window system: a double click on the
     // banner or on the video opens their store pages and never reaches the host's canvas,
     // and one second after the user closed the ad mid-video nothing of it sounds.
@@ -446,6 +513,7 @@ private Q_SLOTS:
             = qEnvironmentVariable("VELMORA_SOURCE_DIR") + "/examples/sample-ads/media/video-cascade.mp4";
         QVERIFY2(QFile::exists(clip), qPrintable(clip));
         QDesktopServices::setUrlHandler(QStringLiteral("macappstores"), this, "openUrl");
+        openedUrls.clear();
         // A sequence left on screen by the tests before (its window deleted) ends here.
         Velmora::removeAdsNow();
         Velmora::resetAds();
@@ -508,6 +576,8 @@ int main(int argc, char **argv)
     qputenv("XDG_CONFIG_HOME", root + "/config");
     qputenv("XDG_CACHE_HOME", root + "/cache");
     qputenv("LC_ALL", "C.UTF-8");
+    if (const QByteArray platform = qgetenv("VELMORA_TEST_PLATFORM"); !platform.isEmpty())
+        qputenv("QT_QPA_PLATFORM", platform);
     // As a host's main() would: the organisation first; the program's own name stands for
     // the application until the application object exists.
     QCoreApplication::setOrganizationName(QStringLiteral("VelmoraFacadeTests"));
