@@ -11,6 +11,7 @@ packages=(
   libgl-dev libxkbcommon-dev
   gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-libav
   libseccomp-dev
+  weston qt6-wayland
   xvfb xauth openssl iproute2 util-linux procps pulseaudio pulseaudio-utils
   fonts-dejavu-core
 )

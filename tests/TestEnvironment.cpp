@@ -31,6 +31,10 @@ void TestEnvironment::prepare(const char *testName)
     qputenv("XDG_RUNTIME_DIR", root + "/runtime");
     qputenv("LC_ALL", "C.UTF-8");
     qunsetenv("LANGUAGE");
+    // The Wayland job runs the window-level tests on a real compositor: the platform it
+    // names wins over the one ctest sets for every test.
+    if (const QByteArray platform = qgetenv("VELMORA_TEST_PLATFORM"); !platform.isEmpty())
+        qputenv("QT_QPA_PLATFORM", platform);
     if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     for (const char *sub : { "/home", "/config", "/cache", "/data", "/runtime" })

@@ -102,6 +102,10 @@ private Q_SLOTS:
     void picturePlaysOnlyWhileShown()
     {
         QFETCH(bool, minimise);
+        // xdg-shell asks the compositor to minimise and never says whether it did: Qt puts
+        // the window back to normal, and the compositor throttles a hidden window instead.
+        if (minimise && QGuiApplication::platformName() == QLatin1String("wayland"))
+            QSKIP("a Wayland client is not told that it is minimised");
         const QString path = m_dir.filePath(QStringLiteral("two-frames.gif"));
         QVERIFY(writeSolidGif(path, QSize(72, 9), { Qt::red, Qt::blue }));
         Backdrop window;
