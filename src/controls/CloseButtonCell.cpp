@@ -42,7 +42,10 @@ QRectF CloseButtonCell::imageFrame(const QRectF &frame, int minorVersion)
 
 void CloseButtonCell::paintEvent(QPaintEvent *)
 {
+    if (m_opacity.isInvisible())
+        return;
     QPainter painter(this);
+    painter.setOpacity(m_opacity.value());
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
     drawImage(painter, rect());

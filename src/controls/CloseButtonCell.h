@@ -1,5 +1,7 @@
 #pragma once
 
+#include "controls/FadeOpacity.h"
+
 #include <QPushButton>
 
 namespace velmora {
@@ -7,9 +9,17 @@ namespace velmora {
 // The close button: its image drawn inside the ellipse inscribed in the button.
 class CloseButtonCell : public QPushButton {
     Q_OBJECT
+    Q_PROPERTY(qreal opacity READ opacity WRITE setOpacity)
 
 public:
     explicit CloseButtonCell(QWidget *parent = nullptr);
+    // While the splash screen fades it: painted with this opacity, no offscreen copy.
+    qreal opacity() const { return m_opacity.value(); }
+    void setOpacity(qreal opacity)
+    {
+        if (m_opacity.set(opacity))
+            update();
+    }
 
     QSize sizeHint() const override;
 
@@ -19,6 +29,9 @@ public:
 protected:
     void paintEvent(QPaintEvent *event) override;
     void drawImage(QPainter &painter, const QRectF &frame) const;
+
+private:
+    FadeOpacity m_opacity;
 };
 
 } // namespace velmora

@@ -22,18 +22,9 @@ void ColoredView::setColor(const QColor &color)
     update();
 }
 
-void ColoredView::setOpacity(qreal opacity)
-{
-    opacity = qBound(0.0, opacity, 1.0);
-    if (qFuzzyCompare(opacity, m_opacity))
-        return;
-    m_opacity = opacity;
-    update();
-}
-
 void ColoredView::paintEvent(QPaintEvent *)
 {
-    if (!m_color.isValid() || m_opacity <= 0.0)
+    if (!m_color.isValid() || m_opacity.isInvisible())
         return;
     // The rounded rectangle reaches one radius above the view, so only its bottom
     // corners show rounded.
@@ -42,7 +33,7 @@ void ColoredView::paintEvent(QPaintEvent *)
     path.addRoundedRect(shape, kCornerRadius, kCornerRadius);
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setOpacity(m_opacity);
+    painter.setOpacity(m_opacity.value());
     painter.fillPath(path, m_color);
 }
 

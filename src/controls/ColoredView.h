@@ -1,5 +1,7 @@
 #pragma once
 
+#include "controls/FadeOpacity.h"
+
 #include <QColor>
 #include <QWidget>
 
@@ -20,15 +22,19 @@ public:
     QColor color() const;
     // An invalid colour draws nothing.
     void setColor(const QColor &color);
-    qreal opacity() const { return m_opacity; }
-    void setOpacity(qreal opacity);
+    qreal opacity() const { return m_opacity.value(); }
+    void setOpacity(qreal opacity)
+    {
+        if (m_opacity.set(opacity))
+            update();
+    }
 
 protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
     QColor m_color;
-    qreal m_opacity = 1.0;
+    FadeOpacity m_opacity;
 };
 
 } // namespace velmora

@@ -10,26 +10,17 @@ PictureView::PictureView(QWidget *parent)
 {
 }
 
-void PictureView::setOpacity(qreal opacity)
-{
-    opacity = qBound(0.0, opacity, 1.0);
-    if (qFuzzyCompare(opacity, m_opacity))
-        return;
-    m_opacity = opacity;
-    update();
-}
-
 void PictureView::paintEvent(QPaintEvent *event)
 {
-    if (m_opacity >= 1.0) {
+    if (m_opacity.isOpaque()) {
         QLabel::paintEvent(event);
         return;
     }
     const QPixmap picture = pixmap();
-    if (m_opacity <= 0.0 || picture.isNull())
+    if (m_opacity.isInvisible() || picture.isNull())
         return;
     QPainter painter(this);
-    painter.setOpacity(m_opacity);
+    painter.setOpacity(m_opacity.value());
     style()->drawItemPixmap(&painter, contentsRect(), int(alignment()), picture);
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "controls/FadeOpacity.h"
+
 #include <QLabel>
 
 namespace velmora {
@@ -15,14 +17,18 @@ class PictureView : public QLabel {
 public:
     explicit PictureView(QWidget *parent = nullptr);
 
-    qreal opacity() const { return m_opacity; }
-    void setOpacity(qreal opacity);
+    qreal opacity() const { return m_opacity.value(); }
+    void setOpacity(qreal opacity)
+    {
+        if (m_opacity.set(opacity))
+            update();
+    }
 
 protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
-    qreal m_opacity = 1.0;
+    FadeOpacity m_opacity;
 };
 
 } // namespace velmora

@@ -192,7 +192,10 @@ void TimeProgressView::step()
 
 void TimeProgressView::paintEvent(QPaintEvent *)
 {
+    if (m_opacity.isInvisible())
+        return;
     QPainter painter(this);
+    painter.setOpacity(m_opacity.value());
     painter.setRenderHint(QPainter::Antialiasing);
     draw(painter, computeGeometry(rect(), m_val1, m_widthBorder, m_widthProgress), m_backgroundColor,
          m_backgroundProgressColor, m_progressColor);

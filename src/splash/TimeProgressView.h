@@ -1,5 +1,7 @@
 #pragma once
 
+#include "controls/FadeOpacity.h"
+
 #include <QColor>
 #include <QPointF>
 #include <QPointer>
@@ -20,8 +22,16 @@ class TimeProgressView : public QWidget {
     Q_PROPERTY(QColor progressColor READ progressColor WRITE setProgressColor)
     Q_PROPERTY(double widthBorder READ widthBorder WRITE setWidthBorder)
     Q_PROPERTY(double widthProgress READ widthProgress WRITE setWidthProgress)
+    Q_PROPERTY(qreal opacity READ opacity WRITE setOpacity)
 
 public:
+    // While the splash screen fades it: painted with this opacity, no offscreen copy.
+    qreal opacity() const { return m_opacity.value(); }
+    void setOpacity(qreal opacity)
+    {
+        if (m_opacity.set(opacity))
+            update();
+    }
     // What one paint draws, computed apart from the painting.
     struct Geometry {
         QPointF centre;
@@ -74,6 +84,7 @@ protected:
     void hideEvent(QHideEvent *event) override;
 
 private:
+    FadeOpacity m_opacity;
     void startTicking();
     void stopTimer();
     void step();

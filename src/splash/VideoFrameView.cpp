@@ -33,11 +33,9 @@ void VideoFrameView::clear()
 
 void VideoFrameView::setOpacity(qreal opacity)
 {
-    opacity = qBound(0.0, opacity, 1.0);
-    if (qFuzzyCompare(opacity, m_opacity))
+    if (!m_opacity.set(opacity))
         return;
-    m_opacity = opacity;
-    setAttribute(Qt::WA_OpaquePaintEvent, m_opacity >= 1.0);
+    setAttribute(Qt::WA_OpaquePaintEvent, m_opacity.isOpaque());
     update();
 }
 
@@ -52,10 +50,10 @@ QRect VideoFrameView::fittedRect(const QSize &frame, const QRect &bounds)
 
 void VideoFrameView::paintEvent(QPaintEvent *)
 {
-    if (m_opacity <= 0.0)
+    if (m_opacity.isInvisible())
         return;
     QPainter painter(this);
-    painter.setOpacity(m_opacity);
+    painter.setOpacity(m_opacity.value());
     painter.fillRect(rect(), Qt::black);
     if (m_frame.isNull())
         return;

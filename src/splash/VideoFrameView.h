@@ -1,5 +1,7 @@
 #pragma once
 
+#include "controls/FadeOpacity.h"
+
 #include <QImage>
 #include <QWidget>
 
@@ -19,7 +21,7 @@ public:
     void setFrame(const QImage &frame);
     // No picture: the view shows black.
     void clear();
-    qreal opacity() const { return m_opacity; }
+    qreal opacity() const { return m_opacity.value(); }
     void setOpacity(qreal opacity);
     bool hasFrame() const { return !m_frame.isNull(); }
     // Where a frame of `frame` size goes inside `bounds`: as large as fits, centred.
@@ -34,7 +36,7 @@ protected:
 
 private:
     QImage m_frame;
-    qreal m_opacity = 1.0;
+    FadeOpacity m_opacity;
 };
 
 } // namespace velmora
