@@ -1,8 +1,11 @@
 #include "controls/RemoveAdsButton.h"
 
 #include <QEasingCurve>
+#include <QFontInfo>
 #include <QPainter>
 #include <QResizeEvent>
+
+#include <cmath>
 
 namespace velmora {
 
@@ -193,12 +196,51 @@ double RemoveAdsButton::shineOffset(double width, int elapsedMs)
     return from + (to - from) * progress - width / 2;
 }
 
-QFont RemoveAdsButton::titleFont() const
+QFont RemoveAdsButton::baseTitleFont() const
 {
     QFont titleFont = font();
     if (m_isCircle)
         titleFont.setPixelSize(13); // a point of the original platform is one logical pixel
     return titleFont;
+}
+
+// The title's font, made smaller as a designer would until every line of the title fits
+// inside the face: in a circle, each line within the chord at its height. "ENTFERNEN" or
+// "PUBBLICITÀ" are wider than an 80-point circle at the base size.
+QFont RemoveAdsButton::titleFont() const
+{
+    const QFont base = baseTitleFont();
+    const QString title = text();
+    if (title.isEmpty() || width() <= 0)
+        return base;
+    if (m_fitted.title == title && m_fitted.size == size() && m_fitted.base == base)
+        return m_fitted.font;
+    const QRectF face = faceRect();
+    const QStringList lines = title.split(QLatin1Char('\n'));
+    QFont font = base;
+    for (qreal pixels = base.pixelSize() > 0 ? base.pixelSize() : QFontInfo(base).pixelSize(); pixels >= 7;
+         pixels -= 0.5) {
+        font.setPixelSize(qRound(pixels));
+        const QFontMetricsF metrics(font);
+        const qreal lineHeight = metrics.lineSpacing();
+        const qreal top = -lineHeight * lines.size() / 2;
+        bool fits = true;
+        for (qsizetype i = 0; i < lines.size() && fits; ++i) {
+            // Within the title's area (drawText cuts what passes it) and, in a circle, within
+            // the chord at the line's edge farther from the centre, less two points each side.
+            qreal room = titleRect(font).width() - 1;
+            if (m_isCircle) {
+                const qreal radius = face.width() / 2;
+                const qreal edge = qMax(qAbs(top + i * lineHeight), qAbs(top + (i + 1) * lineHeight));
+                room = qMin(room, edge < radius ? 2 * std::sqrt(radius * radius - edge * edge) - 4 : 0);
+            }
+            fits = metrics.horizontalAdvance(lines.at(i)) <= room;
+        }
+        if (fits)
+            break;
+    }
+    m_fitted = { title, size(), base, font };
+    return font;
 }
 
 QColor RemoveAdsButton::titleColor() const
@@ -227,7 +269,7 @@ QRectF RemoveAdsButton::titleRect(const QFont &font) const
 
 QSize RemoveAdsButton::autoSize(int h) const
 {
-    const QFontMetricsF metrics(titleFont());
+    const QFontMetricsF metrics(baseTitleFont());
     return { qCeil(metrics.horizontalAdvance(text()) + 2 * m_titleLeading), h };
 }
 
@@ -270,7 +312,10 @@ void RemoveAdsButton::hideEvent(QHideEvent *event)
 
 void RemoveAdsButton::paintEvent(QPaintEvent *)
 {
+    if (m_opacity.isInvisible())
+        return;
     QPainter painter(this);
+    painter.setOpacity(m_opacity.value());
     painter.setRenderHint(QPainter::Antialiasing);
     if (m_isAnimation) {
         // The mask of the whole button, shine included.

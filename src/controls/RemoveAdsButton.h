@@ -1,6 +1,7 @@
 #pragma once
 
 #include "controls/BezierPath.h"
+#include "controls/FadeOpacity.h"
 
 #include <QColor>
 #include <QFont>
@@ -28,6 +29,7 @@ class RemoveAdsButton : public QPushButton {
     Q_PROPERTY(QColor bottomColor READ bottomColor WRITE setBottomColor)
     Q_PROPERTY(QFont stringFont READ stringFont WRITE setStringFont)
     Q_PROPERTY(QColor stringColor READ stringColor WRITE setStringColor)
+    Q_PROPERTY(qreal opacity READ opacity WRITE setOpacity)
 
 public:
     // The fixed face colour.
@@ -38,6 +40,13 @@ public:
     explicit RemoveAdsButton(QWidget *parent = nullptr);
     explicit RemoveAdsButton(const QString &title, QWidget *parent = nullptr);
     ~RemoveAdsButton() override;
+    // While the splash screen fades it: painted with this opacity, no offscreen copy.
+    qreal opacity() const { return m_opacity.value(); }
+    void setOpacity(qreal opacity)
+    {
+        if (m_opacity.set(opacity))
+            update();
+    }
 
     bool isGradient() const { return m_isGradient; }
     void setIsGradient(bool on);
@@ -98,7 +107,9 @@ protected:
     void drawPath();
 
 private:
+    FadeOpacity m_opacity;
     void init();
+    QFont baseTitleFont() const;
     QFont titleFont() const;
     QColor titleColor() const;
     QRectF titleRect(const QFont &font) const;
@@ -120,6 +131,14 @@ private:
     QColor m_topColor;
     QColor m_bottomColor;
     QFont m_stringFont;
+    // The last title font fitted to the face, by title, size and base font.
+    struct FittedTitle {
+        QString title;
+        QSize size;
+        QFont base;
+        QFont font;
+    };
+    mutable FittedTitle m_fitted;
     QColor m_stringColor = Qt::black;
     bool m_isAllDraw = false;
     QVariantAnimation *m_animation = nullptr;

@@ -3,6 +3,12 @@
 #include "ControlsTestSupport.h"
 #include "controls/RemoveAdsButton.h"
 
+#include <QDir>
+#include <QFile>
+#include <QPainterPath>
+#include <QRegularExpression>
+#include <QStringDecoder>
+
 using namespace velmora;
 using velmora::test::Backdrop;
 using velmora::test::over;
@@ -288,6 +294,66 @@ private Q_SLOTS:
         button.setIsAutoWidth(false);
         button.setFrameSize(QSize(120, 40));
         QCOMPARE(button.size(), QSize(120, 40));
+    }
+
+    // Every shipped language's title, on the round button over the video (a word a line, in
+    // capitals) and on the pill of the start and end screens: no pixel of it outside the
+    // face's shape, drawn without the shine's clip.
+    void titleFitsTheFaceInEveryLanguage_data()
+    {
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<bool>("circle");
+        const QRegularExpression entry(QStringLiteral("\"RemoveAdsText\"\\s*=\\s*\"([^\"]*)\""));
+        const QDir resources(test::TestEnvironment::sourcePath(QStringLiteral("src/resources")));
+        const QStringList languages = resources.entryList({ QStringLiteral("*.lproj") });
+        QVERIFY(languages.size() >= 10);
+        for (const QString &language : languages) {
+            QFile file(resources.filePath(language + QStringLiteral("/Localizable.strings")));
+            QVERIFY(file.open(QIODevice::ReadOnly));
+            const QString strings = QStringDecoder(QStringDecoder::Utf16)(file.readAll());
+            const QString text = entry.match(strings).captured(1);
+            QVERIFY2(!text.isEmpty(), qPrintable(language));
+            QTest::addRow("%s, circle", qPrintable(language))
+                << text.split(QLatin1Char(' ')).join(QLatin1Char('\n')).toUpper() << true;
+            QTest::addRow("%s, pill", qPrintable(language)) << text << false;
+        }
+    }
+
+    void titleFitsTheFaceInEveryLanguage()
+    {
+        QFETCH(QString, title);
+        QFETCH(bool, circle);
+        RemoveAdsButton button(title);
+        button.setIsCircle(circle);
+        button.setIsAnimation(false);
+        button.setBorder(0);
+        button.setStringColor(Qt::white);
+        button.resize(circle ? QSize(80, 80) : QSize(200, 44));
+        QImage image(button.size(), QImage::Format_ARGB32_Premultiplied);
+        image.fill(Qt::black);
+        button.render(&image, QPoint(), QRegion(), QWidget::DrawChildren);
+
+        // The title's area ends a leading from each side and cuts what passes it: a title
+        // that fits leaves a column free on both sides of that area, and inside the face.
+        QPainterPath face;
+        const QRectF inside = QRectF(button.rect()).adjusted(1.5, 1.5, -1.5, -1.5);
+        if (circle)
+            face.addEllipse(inside);
+        else
+            face.addRoundedRect(inside, button.cornerRadius(), button.cornerRadius());
+        const int first = qCeil(button.titleLeading()) + 1, last = button.width() - qCeil(button.titleLeading()) - 2;
+        int titlePixels = 0, outside = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                if (qGray(image.pixel(x, y)) < 200) // the white title over the face's colour
+                    continue;
+                ++titlePixels;
+                if (x < first || x > last || !face.contains(QPointF(x + 0.5, y + 0.5)))
+                    ++outside;
+            }
+        }
+        QVERIFY(titlePixels > 20);
+        QCOMPARE(outside, 0);
     }
 };
 
