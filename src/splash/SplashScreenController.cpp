@@ -47,6 +47,8 @@ constexpr int kRemoveAdsCircle = 80;
 constexpr int kRemoveAdsHeight = 44;
 constexpr int kRemoveAdsMinWidth = 200;
 constexpr int kIconGap = 22;
+// Below this an icon says nothing and only takes the texts' room.
+constexpr int kSmallestIcon = 32;
 // The video keeps clear of the bars that hold its controls: a window's native video
 // surface would cover anything laid over it.
 constexpr int kVideoTopBar = kRingSize + 2 * kMargin;
@@ -334,7 +336,7 @@ void SplashScreenController::applyIconIfUnset()
     if (application.isNull())
         return;
     m_shownIcon = application;
-    layoutImages();
+    layoutViews();
 }
 
 void SplashScreenController::applySoundImage()
@@ -921,20 +923,29 @@ void SplashScreenController::layoutViews()
     ui->urlButton->setGeometry(bounds);
     ui->splashScreenPlayerView->setGeometry(videoRect());
 
-    // Start and end screens: icon and texts centred above the remove-ads button.
+    // Start and end screens: icon and texts centred above the remove-ads button. A window
+    // too low for all of it first shrinks the icon, then leaves it out; the texts with their
+    // countdown and the button stay. Without any icon (none set, none of the application's)
+    // there is no empty square above the texts either.
     const int buttonWidth
         = qMin(width - 2 * kMargin, qMax(kRemoveAdsMinWidth, ui->removeAdsButton->sizeHint().width()));
     const int buttonTop = height - 2 * kMargin - kRemoveAdsHeight;
     ui->removeAdsButton->setGeometry((width - buttonWidth) / 2, buttonTop, buttonWidth, kRemoveAdsHeight);
-    const int iconSize = qBound(72, qMin(width, height) / 5, 144);
     const int labelsHeight = ui->lablesView->heightForWidth(width) > 0 ? ui->lablesView->heightForWidth(width)
                                                                        : ui->lablesView->sizeHint().height();
     // The end screen has no texts: its icon alone is centred.
     const bool withTexts = !isElementHidden(ui->lablesView);
-    const int blockHeight = iconSize + (withTexts ? kIconGap + labelsHeight : 0);
+    const int textsHeight = withTexts ? labelsHeight : 0;
+    const int room = buttonTop - 2 * kMargin;
+    int iconSize = m_shownIcon.isNull() ? 0 : qBound(72, qMin(width, height) / 5, 144);
+    iconSize = qMin(iconSize, room - textsHeight - (withTexts ? kIconGap : 0));
+    if (iconSize < kSmallestIcon)
+        iconSize = 0;
+    const int gap = iconSize > 0 && withTexts ? kIconGap : 0;
+    const int blockHeight = iconSize + gap + textsHeight;
     const int blockTop = qMax(kMargin, (buttonTop - kMargin - blockHeight) / 2);
     ui->iconImageView->setGeometry((width - iconSize) / 2, blockTop, iconSize, iconSize);
-    ui->lablesView->setGeometry(0, blockTop + iconSize + kIconGap, width, labelsHeight);
+    ui->lablesView->setGeometry(0, blockTop + iconSize + gap, width, labelsHeight);
 
     // Over the video: countdown top right (where the close button appears), sound and
     // remove-ads at the bottom corners.
@@ -1082,7 +1093,7 @@ void SplashScreenController::setIcon(const QImage &icon)
 {
     m_icon = icon;
     m_shownIcon = icon;
-    layoutImages();
+    layoutViews(); // with or without an icon, the texts move
 }
 
 void SplashScreenController::setTextColor(const QColor &color)

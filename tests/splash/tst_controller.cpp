@@ -154,7 +154,7 @@ QStringList clippedElements(const QWidget *root)
 {
     QStringList clipped;
     for (const QWidget *child : root->findChildren<QWidget *>(Qt::FindDirectChildrenOnly)) {
-        if (child->isHidden())
+        if (child->isHidden() || child->geometry().isEmpty()) // a zero-size element shows nothing
             continue;
         if (!root->rect().contains(child->geometry()))
             clipped << child->objectName();
@@ -187,6 +187,36 @@ double edgeShare(QWidget *widget)
         / levels.size();
 }
 
+// Pairs of the named elements on screen whose frames overlap.
+QStringList overlappingElements(const QWidget *root, const QList<const char *> &names)
+{
+    QList<const QWidget *> shown;
+    for (const char *name : names) {
+        const auto *element = root->findChild<QWidget *>(QLatin1String(name));
+        if (element && !element->isHidden() && !element->geometry().isEmpty())
+            shown << element;
+    }
+    QStringList overlapping;
+    for (qsizetype i = 0; i < shown.size(); ++i) {
+        for (qsizetype j = i + 1; j < shown.size(); ++j) {
+            if (shown[i]->geometry().intersects(shown[j]->geometry()))
+                overlapping << shown[i]->objectName() + QLatin1Char('/') + shown[j]->objectName();
+        }
+    }
+    return overlapping;
+}
+
+// Picture views on screen, with room, that show no picture: an empty box to the user.
+QStringList emptyPictures(const QWidget *root)
+{
+    QStringList empty;
+    for (const QLabel *label : root->findChildren<QLabel *>()) {
+        if (label->isVisibleTo(root) && label->text().isEmpty() && label->pixmap().isNull() && label->width() > 1
+            && label->height() > 1 && label->objectName() != QLatin1String("bgImage"))
+            empty << label->objectName();
+    }
+    return empty;
+}
 } // namespace
 
 class SplashScreenControllerTest : public QObject {
@@ -727,24 +757,31 @@ private Q_SLOTS:
     void screenshots_data()
     {
         QTest::addColumn<QSize>("size");
-        QTest::newRow("1024x768") << QSize(1024, 768);
-        QTest::newRow("640x480") << QSize(640, 480);
+        QTest::addColumn<bool>("icon");
+        QTest::newRow("1024x768") << QSize(1024, 768) << true;
+        QTest::newRow("640x480") << QSize(640, 480) << true;
+        QTest::newRow("480x320") << QSize(480, 320) << true;
+        QTest::newRow("320x240") << QSize(320, 240) << true;
+        QTest::newRow("640x480, no icon") << QSize(640, 480) << false;
     }
 
     // Writes the three screens as PNG files into the build folder and checks that nothing
-    // is cut off at that size.
+    // is cut off, nothing overlaps and no empty box shows at that size.
     void screenshots()
     {
         QFETCH(QSize, size);
+        QFETCH(bool, icon);
         const QString folder = test::TestEnvironment::binaryPath(QStringLiteral("screenshots"));
         QVERIFY(QDir().mkpath(folder));
-        const QString suffix = QStringLiteral("-%1x%2%3.png")
+        const QString suffix = QStringLiteral("-%1x%2%3%4.png")
                                    .arg(size.width())
                                    .arg(size.height())
+                                   .arg(icon ? QString() : QStringLiteral("-noicon"))
                                    .arg(qApp->devicePixelRatio() > 1 ? QStringLiteral("@2x") : QString());
 
         SplashScreenController &controller = attach(size);
-        controller.setIcon(sampleIcon());
+        if (icon)
+            controller.setIcon(sampleIcon());
         controller.setTimerText(QStringLiteral("7"));
         controller.setVideoTimerText(QStringLiteral("4"));
         controller.setVideoUrl(media(QStringLiteral("test-video.mp4")));
@@ -754,6 +791,8 @@ private Q_SLOTS:
         runSteps(controller, { "start" });
         controller.startTimerViewFromSec(3, 10);
         QCOMPARE(clippedElements(view), QStringList {});
+        QCOMPARE(overlappingElements(view, { "iconImageView", "lablesView", "removeAdsButton" }), QStringList {});
+        QCOMPARE(emptyPictures(view), QStringList {});
         QVERIFY(view->grab().save(folder + QStringLiteral("/controller-start") + suffix));
 
         // The picture is a plain widget: the grab holds the video's frame.
@@ -774,6 +813,7 @@ private Q_SLOTS:
 
         runSteps(controller, { "ended", "end" });
         QCOMPARE(clippedElements(view), QStringList {});
+        QCOMPARE(overlappingElements(view, { "closeButton", "interstitialImage" }), QStringList {});
         QVERIFY(view->grab().save(folder + QStringLiteral("/controller-end") + suffix));
 
         controller.setInterstitialUrl(QUrl());
