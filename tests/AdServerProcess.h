@@ -3,7 +3,6 @@
 #include <QJsonObject>
 #include <QList>
 #include <QProcess>
-#include <QSslCertificate>
 #include <QString>
 #include <QTemporaryDir>
 #include <QUrl>
@@ -47,10 +46,6 @@ public:
     bool setFaults(const QJsonObject &faults);
     bool resetFaults();
 
-    // The server's own certificates (from certFile). A client may ignore TLS errors for
-    // exactly these instead of trusting a CA.
-    QList<QSslCertificate> serverCertificates() const { return m_certificates; }
-
 private:
     bool control(const QString &path, const QByteArray &body);
 
@@ -59,7 +54,6 @@ private:
     quint16 m_port = 0;
     QUrl m_baseUrl;
     QString m_error;
-    QList<QSslCertificate> m_certificates;
 };
 
 } // namespace velmora::test

@@ -227,37 +227,13 @@ private Q_SLOTS:
         QTRY_COMPARE(changed.count(), 5);
         m_clock.advance(15);
         QTRY_COMPARE(changed.count(), 6);
-    }
 
-    void minimisedWindowRestsTheChain()
-    {
-        auto window = hostWindow(QSize(1000, 300));
-        QVERIFY(window);
-        BannerController *banner = BannerController::addBannerToWindow(window.get());
-        QSignalSpy changed(banner, &BannerController::bannerChanged);
-        banner->endDownloadСonfiguration();
-        QTRY_COMPARE(changed.count(), 1);
+        // Minimised counts as hidden.
         window->setWindowState(Qt::WindowMinimized);
         m_clock.advance(15);
         QTest::qWait(20);
-        QCOMPARE(changed.count(), 1);
+        QCOMPARE(changed.count(), 6);
         QVERIFY(!banner->bannerSwapTimer());
-    }
-
-    void delegatesAreToldInRegistrationOrder()
-    {
-        auto first = hostWindow(QSize(800, 200));
-        auto second = hostWindow(QSize(800, 200));
-        QVERIFY(first && second);
-        BannerController *a = BannerController::addBannerToWindow(first.get());
-        BannerController *b = BannerController::addBannerToWindow(second.get());
-        QStringList order;
-        connect(a, &BannerController::bannerChanged, this, [&] { order << QStringLiteral("first"); });
-        connect(b, &BannerController::bannerChanged, this, [&] { order << QStringLiteral("second"); });
-        m_downloader->downloadBanner();
-        QTRY_COMPARE(order.size(), 2);
-        QCOMPARE(order, (QStringList { QStringLiteral("first"), QStringLiteral("second") }));
-        QVERIFY(a->bannerSwapTimer() && b->bannerSwapTimer());
     }
 
     // House banners are drawn from the table without the host's own row, and a click
@@ -309,32 +285,53 @@ private Q_SLOTS:
         QCOMPARE(clicks.first().object.toString(), banner->selectBanner());
     }
 
-    void downloadedBannerClickNamesIt_data()
+    // A downloaded banner shows, and a click opens its link and names it. A path built from a
+    // missing file name, a stored error page or a missing file is no banner: a house banner
+    // stands in, and a click opens and names that.
+    void downloadedBanner_data()
     {
+        QTest::addColumn<QString>("file");
         QTest::addColumn<QVariantMap>("info");
-        QTest::addColumn<QString>("posted");
-        QTest::newRow("named ad") << QVariantMap { { QStringLiteral("name"), QStringLiteral("Photo Editor") } }
-                                  << QStringLiteral("Photo Editor");
+        QTest::addColumn<QString>("posted"); // empty: a house banner stands in
+        const QString gif = bannerGif(QStringLiteral("downloaded.gif"));
+        const QVariantMap named { { QStringLiteral("name"), QStringLiteral("Photo Editor") } };
+        QTest::newRow("named ad") << gif << named << QStringLiteral("Photo Editor");
         QTest::newRow("ad without a name")
-            << QVariantMap { { QStringLiteral("banner_id"), 7 } } << QStringLiteral("Web Banner");
-        QTest::newRow("empty name") << QVariantMap { { QStringLiteral("name"), QString() } }
+            << gif << QVariantMap { { QStringLiteral("banner_id"), 7 } } << QStringLiteral("Web Banner");
+        QTest::newRow("empty name") << gif << QVariantMap { { QStringLiteral("name"), QString() } }
                                     << QStringLiteral("Web Banner");
+        QTest::newRow("path from a missing name")
+            << m_dir.filePath(QStringLiteral("ads/media/(null)")) << named << QString();
+        QTest::newRow("HTML error page stored as media")
+            << errorPage(QStringLiteral("error-page.gif")) << named << QString();
+        QTest::newRow("file that does not exist")
+            << media(QStringLiteral("never-downloaded.gif")) << named << QString();
     }
 
-    void downloadedBannerClickNamesIt()
+    void downloadedBanner()
     {
+        QFETCH(QString, file);
         QFETCH(QVariantMap, info);
         QFETCH(QString, posted);
-        const QUrl link(QStringLiteral("macappstores://apps.velmora.example/app/id1000000042"));
-        setDownloadedBanner(bannerGif(QStringLiteral("downloaded.gif")), info, link);
+        QUrl link(QStringLiteral("macappstores://apps.velmora.example/app/id1000000042"));
+        setDownloadedBanner(file, info, link);
         auto window = hostWindow(QSize(1000, 300));
         QVERIFY(window);
         BannerController *banner = BannerController::addBannerToWindow(window.get());
         QSignalSpy changed(banner, &BannerController::bannerChanged);
         banner->endDownloadСonfiguration();
         QTRY_COMPARE(changed.count(), 1);
-        QCOMPARE(banner->bannerImage()->imageSize(), QSize(728, 90));
-        QCOMPARE(banner->bannerInfo(), info);
+        QVERIFY(banner->view()->isVisible());
+        if (posted.isEmpty()) {
+            posted = banner->selectBanner();
+            QVERIFY2(StandardNames::standardBanners().contains(posted), qPrintable(posted));
+            link = QUrl(StandardNames::standardBanners().value(posted));
+            QCOMPARE(banner->currentURL(), link);
+            QVERIFY(banner->bannerImage()->image());
+        } else {
+            QCOMPARE(banner->bannerImage()->imageSize(), QSize(728, 90));
+            QCOMPARE(banner->bannerInfo(), info);
+        }
 
         QTest::mouseClick(banner->bannerImage(), Qt::LeftButton);
         QCOMPARE(m_urls.opened, QList<QUrl> { link });
@@ -343,54 +340,13 @@ private Q_SLOTS:
         QCOMPARE(clicks.first().object.toString(), posted);
     }
 
-    // A path built from a missing file name, or a stored error page, is no banner: a house
-    // banner stands in.
-    void unusableDownloadFallsBackToHouseBanner_data()
-    {
-        QTest::addColumn<QString>("file");
-        QTest::newRow("path from a missing name") << m_dir.filePath(QStringLiteral("ads/media/(null)"));
-        QTest::newRow("HTML error page stored as media") << errorPage(QStringLiteral("error-page.gif"));
-        QTest::newRow("file that does not exist") << media(QStringLiteral("never-downloaded.gif"));
-    }
-
-    void unusableDownloadFallsBackToHouseBanner()
-    {
-        QFETCH(QString, file);
-        setDownloadedBanner(file, { { QStringLiteral("name"), QStringLiteral("Broken") } },
-                            QUrl(QStringLiteral("macappstores://apps.velmora.example/app/id1")));
-        auto window = hostWindow(QSize(1000, 300));
-        QVERIFY(window);
-        BannerController *banner = BannerController::addBannerToWindow(window.get());
-        QSignalSpy changed(banner, &BannerController::bannerChanged);
-        banner->endDownloadСonfiguration();
-        QTRY_COMPARE(changed.count(), 1);
-        QVERIFY(StandardNames::standardBanners().contains(banner->selectBanner()));
-        QCOMPARE(banner->currentURL(), QUrl(StandardNames::standardBanners().value(banner->selectBanner())));
-        QVERIFY(banner->bannerImage()->image());
-        QVERIFY(banner->view()->isVisible());
-    }
-
     // A whole cycle over loopback HTTP: the ad table names a banner, the downloader fetches
-    // its GIF from the ad server, and the banner shows it, or a house banner when the
-    // server's file is not a picture.
-    void showsBannerDownloadedFromAdServer_data()
-    {
-        QTest::addColumn<QString>("file");
-        QTest::addColumn<bool>("isPicture");
-        QTest::newRow("GIF banner") << QStringLiteral("photo-editor.gif") << true;
-        QTest::newRow("error page served as the GIF") << QStringLiteral("bad-gateway.gif") << false;
-    }
-
+    // its GIF from the ad server, and the banner shows it.
     void showsBannerDownloadedFromAdServer()
     {
-        QFETCH(QString, file);
-        QFETCH(bool, isPicture);
-        if (isPicture)
-            bannerGif(file);
-        else
-            errorPage(file);
-        static int bannerId = 100;
-        const QVariantMap ad { { QStringLiteral("banner_id"), ++bannerId },
+        const QString file = QStringLiteral("photo-editor.gif");
+        bannerGif(file);
+        const QVariantMap ad { { QStringLiteral("banner_id"), 101 },
                                { QStringLiteral("name"), QStringLiteral("Photo Editor") },
                                { QStringLiteral("priority"), 1 },
                                { QStringLiteral("market_url"),
@@ -409,14 +365,10 @@ private Q_SLOTS:
         for (const QJsonObject &line : m_server.logLines())
             fetched = fetched || line.value(QStringLiteral("path")).toString() == QStringLiteral("/media/") + file;
         QVERIFY2(fetched, "the banner's media was requested from the ad server");
-        if (isPicture) {
-            QCOMPARE(banner->selectBanner(), QStringLiteral("Photo Editor"));
-            QCOMPARE(banner->bannerImage()->imageSize(), QSize(728, 90));
-            QCOMPARE(banner->currentURL().scheme(), kStoreScheme);
-            QVERIFY(banner->currentURL().path().endsWith(QStringLiteral("/app/id100001")));
-        } else {
-            QVERIFY(StandardNames::standardBanners().contains(banner->selectBanner()));
-        }
+        QCOMPARE(banner->selectBanner(), QStringLiteral("Photo Editor"));
+        QCOMPARE(banner->bannerImage()->imageSize(), QSize(728, 90));
+        QCOMPARE(banner->currentURL().scheme(), kStoreScheme);
+        QVERIFY(banner->currentURL().path().endsWith(QStringLiteral("/app/id100001")));
         QVERIFY(banner->view()->isVisible());
     }
 
@@ -460,8 +412,6 @@ private Q_SLOTS:
         banner->setBannerGifImageWithURL(QUrl::fromLocalFile(bannerGif(QStringLiteral("downloaded.gif"))));
 
         QVERIFY2(near(banner->bannerFrame(), frame), qPrintable(describe(banner->bannerFrame())));
-        QCOMPARE(banner->bottomInset(), bottomInset);
-        QCOMPARE(banner->centerXInset(), centerXInset);
         const QRect geometry = banner->view()->geometry();
         QVERIFY2(qAbs(geometry.x() - frame.x()) <= 0.5 && qAbs(geometry.width() - frame.width()) <= 0.5,
                  qPrintable(describe(geometry)));
@@ -533,22 +483,9 @@ private Q_SLOTS:
         QVERIFY(!banner->view()->isVisible());
     }
 
+    // The close button asks the host to remove the ads; the host's removeADS then fades the
+    // banner out and ends its rotation.
     void closeButtonAsksHostToRemoveAds()
-    {
-        auto window = hostWindow(QSize(1000, 300));
-        QVERIFY(window);
-        BannerController *banner = BannerController::addBannerToWindow(window.get());
-        banner->setBannerGifImageWithURL(QUrl::fromLocalFile(bannerGif(QStringLiteral("downloaded.gif"))));
-        QVERIFY(banner->closeButton()->isVisible());
-        QTest::mouseClick(banner->closeButton(), Qt::LeftButton);
-        const QList<Posted> asks = postedNamed(VLMtryRemoveAds);
-        QCOMPARE(asks.size(), 1);
-        QVERIFY(asks.first().object.isNull());
-        QVERIFY(banner->view()->isVisible());
-        QVERIFY(postedNamed(VLMclickForBanner).isEmpty());
-    }
-
-    void removeAdsFadesOutAndStopsRotation()
     {
         auto window = hostWindow(QSize(1000, 300));
         QVERIFY(window);
@@ -556,6 +493,14 @@ private Q_SLOTS:
         QSignalSpy changed(banner, &BannerController::bannerChanged);
         banner->endDownloadСonfiguration();
         QTRY_COMPARE(changed.count(), 1);
+        QVERIFY(banner->closeButton()->isVisible());
+        QTest::mouseClick(banner->closeButton(), Qt::LeftButton);
+        const QList<Posted> asks = postedNamed(VLMtryRemoveAds);
+        QCOMPARE(asks.size(), 1);
+        QVERIFY(asks.first().object.isNull());
+        QVERIFY(banner->view()->isVisible());
+        QVERIFY(postedNamed(VLMclickForBanner).isEmpty());
+
         banner->removeADS();
         QVERIFY(!banner->bannerSwapTimer());
         QVERIFY2(banner->view(), "the view fades before it goes");

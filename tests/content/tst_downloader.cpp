@@ -198,18 +198,13 @@ private Q_SLOTS:
         m_downloader = AdsDownloader::sharedInstance();
     }
 
-    void requestBodyIsOneLineOfJson()
-    {
-        QCOMPARE(m_downloader->generateRequestAcs(),
-                 QStringLiteral("{\"inner_id\" : \"mac.123456.mac-store\",\"language\" : \"EN\",\"placements\" : [ "
-                                "\"standard\",\"video\" ]}"));
-    }
-
     void requestBodyBytes_data()
     {
         QTest::addColumn<QString>("innerId"); // a null string: no key in Info.plist
         QTest::addColumn<QByteArray>("body");
         const QByteArray tail = "\"language\" : \"EN\",\"placements\" : [ \"standard\",\"video\" ]}";
+        QTest::newRow("one line of JSON")
+            << QStringLiteral("mac.123456.mac-store") << "{\"inner_id\" : \"mac.123456.mac-store\"," + tail;
         QTest::newRow("no identifier: the default") << QString() << "{\"inner_id\" : \"mac.000000.mac-store\"," + tail;
         QTest::newRow("a quote goes in raw")
             << QStringLiteral("mac.1\"2.mac-store") << "{\"inner_id\" : \"mac.1\"2.mac-store\"," + tail;
@@ -289,20 +284,6 @@ private Q_SLOTS:
         const QVariantMap saved = AdsCacheInfoStorage::cacheInfo().value_or(QVariantMap());
         QVERIFY(!saved.value(QStringLiteral("standard")).toList().isEmpty());
         QVERIFY(!saved.value(QStringLiteral("video")).toList().isEmpty());
-    }
-
-    void cachedFileIsUsedWithoutARequest()
-    {
-        const QString name = QFileInfo(m_downloader->bannerURL().toLocalFile()).fileName();
-        const QString path = QStringLiteral("/media/") + name;
-        const qsizetype before = requests(QStringLiteral("GET"), path).size();
-        QUrl delivered;
-        QNetworkReply *task = m_downloader->downloadDataToCacheDirectoryFromURL(
-            m_server.url(QStringLiteral("/media/") + name), [&delivered](const QUrl &local) { delivered = local; });
-        QVERIFY(!task);
-        QCOMPARE(delivered, m_downloader->bannerURL());
-        QTest::qWait(100);
-        QCOMPARE(requests(QStringLiteral("GET"), path).size(), before);
     }
 
     void unsafeNamesNeverLeaveTheCache_data()
@@ -409,41 +390,30 @@ private Q_SLOTS:
         QFile::remove(delivered.toLocalFile());
     }
 
-    void adWithoutMediaPathDownloadsNothing()
+    // An ad without a media path downloads nothing: a failed download, with no callback, and
+    // the ad in force stays. A draw that yields nothing is recorded as nothing: a click must
+    // not name the old ad.
+    void adWithoutMediaAndEmptyDraw()
     {
         settle();
         const qsizetype before = m_server.logLines().size();
-        m_downloader->setReplyJSON(
-            QVariantMap { { QStringLiteral("standard"),
-                            QVariantList { QVariantMap { { QStringLiteral("priority"), 1 },
-                                                         { QStringLiteral("name"), "bare" } } } } });
-        bool called = false;
-        m_downloader->downloadBannerWithComplitionBlock([&called] { called = true; });
-        QTest::qWait(100);
-        // A failed download: no callback, the banner in force stays.
-        QVERIFY(!called);
-        QCOMPARE(m_downloader->bannerInfo().value(QStringLiteral("name")).toString(), QStringLiteral("bare"));
-        QVERIFY(!m_downloader->bannerURL().toLocalFile().endsWith(QLatin1String("(null)")));
-        QCOMPARE(m_server.logLines().size(), before);
-        QVERIFY(!QFile::exists(AdsDownloader::cacheDirectory() + QStringLiteral("/(null)")));
-    }
-
-    // A draw that yields nothing is recorded as nothing: a click must not name the old ad.
-    void emptyDrawClearsTheLastAd()
-    {
-        settle();
         const auto table = [](const QVariantList &ads) {
             return QVariantMap { { QStringLiteral("standard"), ads }, { QStringLiteral("video"), ads } };
         };
         const QVariantMap bare { { QStringLiteral("priority"), 1 }, { QStringLiteral("name"), "bare" } };
         m_downloader->setReplyJSON(table({ bare }));
-        m_downloader->downloadBannerWithComplitionBlock({});
+        bool called = false;
+        m_downloader->downloadBannerWithComplitionBlock([&called] { called = true; });
+        QTest::qWait(100);
+        QVERIFY(!called);
+        QCOMPARE(m_downloader->bannerInfo().value(QStringLiteral("name")).toString(), QStringLiteral("bare"));
+        QVERIFY(!m_downloader->bannerURL().toLocalFile().endsWith(QLatin1String("(null)")));
+        QCOMPARE(m_server.logLines().size(), before);
+        QVERIFY(!QFile::exists(AdsDownloader::cacheDirectory() + QStringLiteral("/(null)")));
         m_downloader->downloadVideo();
         QTRY_COMPARE(m_downloader->videoInfo().value(QStringLiteral("name")).toString(), QStringLiteral("bare"));
-        QCOMPARE(m_downloader->bannerInfo().value(QStringLiteral("name")).toString(), QStringLiteral("bare"));
 
         m_downloader->setReplyJSON(table({}));
-        bool called = false;
         m_downloader->downloadBannerWithComplitionBlock([&called] { called = true; });
         m_downloader->downloadVideo();
         QTRY_VERIFY(called);

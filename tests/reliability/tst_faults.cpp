@@ -451,6 +451,7 @@ private Q_SLOTS:
         QTest::addColumn<bool>("answered");
 
         const QByteArray none;
+        const QString no; // no file
         const QString ok = QStringLiteral("present");
         const QString absent = QStringLiteral("absent");
         const QString b = QStringLiteral("b.gif");
@@ -462,68 +463,55 @@ private Q_SLOTS:
         const QString mb1(1024 * 1024, QLatin1Char('a'));
 
         QTest::newRow("healthy server") << ad << none << none << false << ok << b << v << true;
-        QTest::newRow("connection refused") << "refused" << none << none << false << absent << ""
-                                            << "" << true;
+        QTest::newRow("connection refused") << "refused" << none << none << false << absent << no << no << true;
         QTest::newRow("connection refused, cached table")
             << "refused" << none << none << true << absent << cb << cv << true;
         QTest::newRow("reset before any answer")
-            << ad << "{" + table + ": {\"reset\": true}}" << none << false << absent << ""
-            << "" << true;
+            << ad << "{" + table + ": {\"reset\": true}}" << none << false << absent << no << no << true;
         QTest::newRow("cut mid-body (adserver)")
-            << ad << "{" + table + ": {\"truncateAt\": 30}}" << none << false << absent << ""
-            << "" << true;
-        QTest::newRow("reset mid-body (raw)") << "raw-reset" << none << none << false << absent << ""
-                                              << "" << true;
-        QTest::newRow("reply never comes") << "raw-silent" << none << none << false << ok << ""
-                                           << "" << false;
+            << ad << "{" + table + ": {\"truncateAt\": 30}}" << none << false << absent << no << no << true;
+        QTest::newRow("reset mid-body (raw)") << "raw-reset" << none << none << false << absent << no << no << true;
+        QTest::newRow("reply never comes") << "raw-silent" << none << none << false << ok << no << no << false;
         QTest::newRow("reply never comes, cached table")
             << ad << "{" + table + ": {\"delayMs\": 600000}}" << none << true << ok << cb << cv << false;
         QTest::newRow("404 with HTML body")
-            << ad << "{" + table + ": {\"status\": 404}}" << none << false << absent << ""
-            << "" << true;
+            << ad << "{" + table + ": {\"status\": 404}}" << none << false << absent << no << no << true;
         QTest::newRow("500 with HTML body, cached table")
             << ad << "{" + table + ": {\"status\": 500}}" << none << true << absent << cb << cv << true;
         QTest::newRow("503 HTML as JSON content type")
             << ad << "{" + table + ": {\"status\": 503, \"body\": \"<html><body>busy</body></html>\"}}" << none << false
-            << absent << ""
-            << "" << true;
+            << absent << no << no << true;
         QTest::newRow("truncated JSON") << ad << none << QByteArray("{\"standard\": [{\"priority\": 1, \"image_72")
-                                        << false << absent << ""
-                                        << "" << true;
+                                        << false << absent << no << no << true;
         QTest::newRow("top level is an array")
-            << ad << none << QByteArray("[{\"standard\": []}]") << false << absent << ""
-            << "" << true;
+            << ad << none << QByteArray("[{\"standard\": []}]") << false << absent << no << no << true;
         QTest::newRow("placements of the wrong shape")
-            << ad << none << QByteArray("{\"standard\": {\"priority\": 1}, \"video\": \"x\"}") << false << ok << ""
-            << "" << true;
+            << ad << none << QByteArray("{\"standard\": {\"priority\": 1}, \"video\": \"x\"}") << false << ok << no
+            << no << true;
         QTest::newRow("priorities as objects")
             << ad << none
             << QByteArray("{\"standard\": [{\"priority\": {\"n\": 1}, \"image_728x90\": \"/media/b.gif\"}],"
                           " \"video\": [{\"priority\": [1], \"video_file_landscape\": \"/media/v.mp4\","
                           " \"image\": \"/media/s.jpg\"}]}")
-            << false << ok << ""
-            << "" << true;
+            << false << ok << no << no << true;
         QTest::newRow("media fields missing")
             << ad << none << QByteArray("{\"standard\": [{\"priority\": 1}], \"video\": [{\"priority\": 1}]}") << false
-            << ok << ""
-            << "" << true;
+            << ok << no << no << true;
         QTest::newRow("1 MB media path") << ad << none << manifestWith(QStringLiteral("/media/") + mb1) << false << ok
-                                         << "" << v << true;
+                                         << no << v << true;
         QTest::newRow("1 MB name field") << ad << none
                                          << QByteArray(manifestWith(QStringLiteral("/media/b.gif")))
                                                 .replace("\"name\":\"B\"", "\"name\":\"" + mb1.toUtf8() + "\"")
                                          << false << ok << b << v << true;
         // Each byte of an invalid sequence becomes one replacement character.
         QTest::newRow("invalid UTF-8") << "raw-utf8" << none << none << false << ok
-                                       << QStringLiteral("b\uFFFD\uFFFD\uFFFD.gif") << "" << true;
+                                       << QStringLiteral("b\uFFFD\uFFFD\uFFFD.gif") << no << true;
         QTest::newRow("100 MB table (Content-Length)")
-            << ad << "{" + table + ": {\"repeatBody\": 104857600}}" << none << false << absent << ""
-            << "" << true;
-        QTest::newRow("100 MB table (streamed)") << "raw-stream" << none << none << false << absent << ""
-                                                 << "" << true;
+            << ad << "{" + table + ": {\"repeatBody\": 104857600}}" << none << false << absent << no << no << true;
+        QTest::newRow("100 MB table (streamed)") << "raw-stream" << none << none << false << absent << no << no << true;
         QTest::newRow("100 MB media")
             << ad << QByteArray("{\"/media/huge.gif\": {\"repeatBody\": 104857600, \"contentType\": \"image/gif\"}}")
-            << manifestWith(QStringLiteral("/media/huge.gif")) << false << ok << "" << v << true;
+            << manifestWith(QStringLiteral("/media/huge.gif")) << false << ok << no << v << true;
         // As large as media may be: joined, written and synced off the main thread.
         QTest::newRow("64 MiB media arrives")
             << ad << QByteArray("{\"/media/big.gif\": {\"repeatBody\": 67108864, \"contentType\": \"image/gif\"}}")
@@ -536,13 +524,12 @@ private Q_SLOTS:
             << manifestWith(QStringLiteral("/media/old.gif")) << false << ok << "old.gif" << v << true;
         QTest::newRow("media redirects to a closed port")
             << ad << QByteArray("{\"/media/old.gif\": {\"redirect\": \"http://127.0.0.1:1/x/../../esc.gif\"}}")
-            << manifestWith(QStringLiteral("/media/old.gif")) << false << ok << "" << v << true;
+            << manifestWith(QStringLiteral("/media/old.gif")) << false << ok << no << v << true;
         QTest::newRow("media names that climb out")
             << ad << none
             << manifestWith(QStringLiteral("/media/..%2F..%2F..%2Fescape.gif"), QStringLiteral("/media/%2e%2e"),
                             QStringLiteral("/media/..%5Cescape.jpg"))
-            << false << ok << ""
-            << "" << true;
+            << false << ok << no << no << true;
         QTest::newRow("dot segments in the media path")
             << ad << none << manifestWith(QStringLiteral("/../../../b.gif")) << false << ok << b << v << true;
     }

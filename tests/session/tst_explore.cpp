@@ -44,14 +44,9 @@ HostSession::Clips clips()
 
 int totalChecks = 0;
 
-qint64 sessionSetUp = 0;
-
 std::optional<Failure> runSession(const QStringList &steps)
 {
-    QElapsedTimer setUp;
-    setUp.start();
     HostSession session(clips());
-    sessionSetUp += setUp.nsecsElapsed();
     std::optional<Failure> failure;
     for (int i = 0; i < steps.size() && !failure; ++i) {
         const QString violation = session.run(steps.at(i));

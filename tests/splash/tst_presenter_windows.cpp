@@ -81,17 +81,12 @@ private Q_SLOTS:
         QCOMPARE(f.presenter->passedTime(), qint64(2));
         QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateStart));
 
+        // The resume is the presenter's own, whose timing the presenter test pins down.
         activate(registered);
         QVERIFY(f.presenter->isFocus());
         QVERIFY(!f.presenter->needsResumeSplashScreen());
-        f.clock->advance(0.59);
-        QCOMPARE(f.presenter->passedTime(), qint64(2));
-        f.clock->advance(0.02);
+        f.clock->advance(0.61);
         QCOMPARE(f.presenter->passedTime(), qint64(3));
-        f.clock->advance(1.98);
-        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateStart));
-        f.clock->advance(0.02);
-        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideo));
     }
 
     // Without a factory the presenter makes the framework's own splash screens and is

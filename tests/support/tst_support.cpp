@@ -7,7 +7,6 @@
 #include <velmora/Bundle.h>
 #include <velmora/Support.h>
 
-#include <QProcess>
 #include <QTemporaryDir>
 
 using namespace velmora;
@@ -175,19 +174,6 @@ private Q_SLOTS:
         QVERIFY(!Switches::isADSRemoved());
     }
 
-    void storedValueIsReadBackByAnotherProcess()
-    {
-        const QString value = QStringLiteral("written at %1").arg(QDateTime::currentMSecsSinceEpoch());
-        VLMSetObjForKey(value, QStringLiteral("crossProcess"));
-        QProcess child;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("VELMORA_PRINT_KEY"), QStringLiteral("crossProcess"));
-        child.setProcessEnvironment(env);
-        child.start(QCoreApplication::applicationFilePath(), {});
-        QVERIFY(child.waitForFinished(30000));
-        QCOMPARE(QString::fromUtf8(child.readAllStandardOutput()).trimmed(), value);
-    }
-
     void settingsWritesFromManyThreads()
     {
         QList<QThread *> threads;
@@ -253,17 +239,6 @@ private Q_SLOTS:
     }
 };
 
-int main(int argc, char **argv)
-{
-    velmora::test::TestEnvironment::prepare("SupportTest");
-    QApplication app(argc, argv);
-    // Child mode: print one stored value, as a second run of the host would see it.
-    if (const QString key = qEnvironmentVariable("VELMORA_PRINT_KEY"); !key.isEmpty()) {
-        printf("%s\n", qPrintable(VLMObjForKey(key).toString()));
-        return 0;
-    }
-    SupportTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+VELMORA_TEST_MAIN(SupportTest)
 
 #include "tst_support.moc"

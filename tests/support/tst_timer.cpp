@@ -42,17 +42,6 @@ private Q_SLOTS:
         QCOMPARE(firedAt.size(), 3);
     }
 
-    // A field that is overwritten does not cancel the timer it held.
-    void droppedPointerKeepsTimerRunning()
-    {
-        QObject context;
-        int fired = 0;
-        QPointer<Timer> field = Timer::scheduled(1.0, false, &context, [&] { ++fired; });
-        field = Timer::scheduled(2.0, false, &context, [&] { fired += 10; });
-        m_clock.advance(3);
-        QCOMPARE(fired, 11);
-    }
-
     void timersFireInOrderIncludingOnesScheduledWhileFiring()
     {
         QObject context;
