@@ -23,6 +23,7 @@ int systemMinorVersion()
 
 CloseButtonCell::CloseButtonCell(QWidget *parent)
     : QPushButton(parent)
+    , FadeOpacity(this)
 {
     setCursor(Qt::PointingHandCursor);
     setFocusPolicy(Qt::NoFocus);
@@ -42,10 +43,10 @@ QRectF CloseButtonCell::imageFrame(const QRectF &frame, int minorVersion)
 
 void CloseButtonCell::paintEvent(QPaintEvent *)
 {
-    if (m_opacity.isInvisible())
+    if (isInvisible())
         return;
     QPainter painter(this);
-    painter.setOpacity(m_opacity.value());
+    painter.setOpacity(opacity());
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
     drawImage(painter, rect());

@@ -7,19 +7,12 @@
 namespace velmora {
 
 // The close button: its image drawn inside the ellipse inscribed in the button.
-class CloseButtonCell : public QPushButton {
+class CloseButtonCell : public QPushButton, public FadeOpacity {
     Q_OBJECT
     Q_PROPERTY(qreal opacity READ opacity WRITE setOpacity)
 
 public:
     explicit CloseButtonCell(QWidget *parent = nullptr);
-    // While the splash screen fades it: painted with this opacity, no offscreen copy.
-    qreal opacity() const { return m_opacity.value(); }
-    void setOpacity(qreal opacity)
-    {
-        if (m_opacity.set(opacity))
-            update();
-    }
 
     QSize sizeHint() const override;
 
@@ -31,7 +24,6 @@ protected:
     void drawImage(QPainter &painter, const QRectF &frame) const;
 
 private:
-    FadeOpacity m_opacity;
 };
 
 } // namespace velmora

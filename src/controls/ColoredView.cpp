@@ -7,6 +7,7 @@ namespace velmora {
 
 ColoredView::ColoredView(QWidget *parent)
     : QWidget(parent)
+    , FadeOpacity(this)
     , m_color(Qt::white)
 {
 }
@@ -24,7 +25,7 @@ void ColoredView::setColor(const QColor &color)
 
 void ColoredView::paintEvent(QPaintEvent *)
 {
-    if (!m_color.isValid() || m_opacity.isInvisible())
+    if (!m_color.isValid() || isInvisible())
         return;
     // The rounded rectangle reaches one radius above the view, so only its bottom
     // corners show rounded.
@@ -33,7 +34,7 @@ void ColoredView::paintEvent(QPaintEvent *)
     path.addRoundedRect(shape, kCornerRadius, kCornerRadius);
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setOpacity(m_opacity.value());
+    painter.setOpacity(opacity());
     painter.fillPath(path, m_color);
 }
 

@@ -8,7 +8,7 @@
 namespace velmora {
 
 // A view filled with one colour: square top corners, bottom corners rounded by 6 points.
-class ColoredView : public QWidget {
+class ColoredView : public QWidget, public FadeOpacity {
     Q_OBJECT
     Q_PROPERTY(QColor color READ color WRITE setColor)
     // Fades paint the colour with it; the view's children take care of their own.
@@ -22,19 +22,12 @@ public:
     QColor color() const;
     // An invalid colour draws nothing.
     void setColor(const QColor &color);
-    qreal opacity() const { return m_opacity.value(); }
-    void setOpacity(qreal opacity)
-    {
-        if (m_opacity.set(opacity))
-            update();
-    }
 
 protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
     QColor m_color;
-    FadeOpacity m_opacity;
 };
 
 } // namespace velmora

@@ -7,20 +7,21 @@ namespace velmora {
 
 PictureView::PictureView(QWidget *parent)
     : QLabel(parent)
+    , FadeOpacity(this)
 {
 }
 
 void PictureView::paintEvent(QPaintEvent *event)
 {
-    if (m_opacity.isOpaque()) {
+    if (isOpaque()) {
         QLabel::paintEvent(event);
         return;
     }
     const QPixmap picture = pixmap();
-    if (m_opacity.isInvisible() || picture.isNull())
+    if (isInvisible() || picture.isNull())
         return;
     QPainter painter(this);
-    painter.setOpacity(m_opacity.value());
+    painter.setOpacity(opacity());
     style()->drawItemPixmap(&painter, contentsRect(), int(alignment()), picture);
 }
 

@@ -10,25 +10,17 @@ namespace velmora {
 // A graphics effect would render the whole view into an offscreen copy on every frame of
 // the fade and keep that copy in the pixmap cache; for a picture as large as the window,
 // on several windows at once, that is megabytes the host never asked for.
-class PictureView : public QLabel {
+class PictureView : public QLabel, public FadeOpacity {
     Q_OBJECT
     Q_PROPERTY(qreal opacity READ opacity WRITE setOpacity)
 
 public:
     explicit PictureView(QWidget *parent = nullptr);
 
-    qreal opacity() const { return m_opacity.value(); }
-    void setOpacity(qreal opacity)
-    {
-        if (m_opacity.set(opacity))
-            update();
-    }
-
 protected:
     void paintEvent(QPaintEvent *event) override;
 
 private:
-    FadeOpacity m_opacity;
 };
 
 } // namespace velmora

@@ -33,12 +33,14 @@ QColor RemoveAdsButton::green(qreal alpha)
 
 RemoveAdsButton::RemoveAdsButton(QWidget *parent)
     : QPushButton(parent)
+    , FadeOpacity(this)
 {
     init();
 }
 
 RemoveAdsButton::RemoveAdsButton(const QString &title, QWidget *parent)
     : QPushButton(title, parent)
+    , FadeOpacity(this)
 {
     init();
 }
@@ -312,10 +314,10 @@ void RemoveAdsButton::hideEvent(QHideEvent *event)
 
 void RemoveAdsButton::paintEvent(QPaintEvent *)
 {
-    if (m_opacity.isInvisible())
+    if (isInvisible())
         return;
     QPainter painter(this);
-    painter.setOpacity(m_opacity.value());
+    painter.setOpacity(opacity());
     painter.setRenderHint(QPainter::Antialiasing);
     if (m_isAnimation) {
         // The mask of the whole button, shine included.

@@ -14,7 +14,7 @@ namespace velmora {
 // The remove-ads push button: a green (or gradient, circular or image) face, its title,
 // an optional border and a shine of two pale bands that sweeps across the face every
 // five seconds while the button is visible.
-class RemoveAdsButton : public QPushButton {
+class RemoveAdsButton : public QPushButton, public FadeOpacity {
     Q_OBJECT
     Q_PROPERTY(bool isGradient READ isGradient WRITE setIsGradient)
     Q_PROPERTY(bool isImage READ isImage WRITE setIsImage)
@@ -40,13 +40,6 @@ public:
     explicit RemoveAdsButton(QWidget *parent = nullptr);
     explicit RemoveAdsButton(const QString &title, QWidget *parent = nullptr);
     ~RemoveAdsButton() override;
-    // While the splash screen fades it: painted with this opacity, no offscreen copy.
-    qreal opacity() const { return m_opacity.value(); }
-    void setOpacity(qreal opacity)
-    {
-        if (m_opacity.set(opacity))
-            update();
-    }
 
     bool isGradient() const { return m_isGradient; }
     void setIsGradient(bool on);
@@ -107,7 +100,6 @@ protected:
     void drawPath();
 
 private:
-    FadeOpacity m_opacity;
     void init();
     QFont baseTitleFont() const;
     QFont titleFont() const;

@@ -75,6 +75,7 @@ void TimeProgressView::draw(QPainter &painter, const Geometry &geometry, const Q
 
 TimeProgressView::TimeProgressView(QWidget *parent)
     : QWidget(parent)
+    , FadeOpacity(this)
     , m_backgroundColor(Qt::white)
     , m_backgroundProgressColor(QColor::fromRgbF(0.5f, 0.5f, 0.5f))
     , m_progressColor(QColor::fromRgbF(1 / 3.0f, 1 / 3.0f, 1 / 3.0f))
@@ -192,10 +193,10 @@ void TimeProgressView::step()
 
 void TimeProgressView::paintEvent(QPaintEvent *)
 {
-    if (m_opacity.isInvisible())
+    if (isInvisible())
         return;
     QPainter painter(this);
-    painter.setOpacity(m_opacity.value());
+    painter.setOpacity(opacity());
     painter.setRenderHint(QPainter::Antialiasing);
     draw(painter, computeGeometry(rect(), m_val1, m_widthBorder, m_widthProgress), m_backgroundColor,
          m_backgroundProgressColor, m_progressColor);

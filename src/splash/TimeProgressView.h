@@ -15,7 +15,7 @@ class Timer;
 // The circular countdown: a disc with a ring on its edge whose elapsed part grows
 // clockwise from twelve o'clock, one step of a hundred on each tick of countSec / 100
 // seconds. Painting draws the current step and changes nothing.
-class TimeProgressView : public QWidget {
+class TimeProgressView : public QWidget, public FadeOpacity {
     Q_OBJECT
     Q_PROPERTY(QColor backgroundColor READ backgroundColor WRITE setBackgroundColor)
     Q_PROPERTY(QColor backgroundProgressColor READ backgroundProgressColor WRITE setBackgroundProgressColor)
@@ -25,13 +25,6 @@ class TimeProgressView : public QWidget {
     Q_PROPERTY(qreal opacity READ opacity WRITE setOpacity)
 
 public:
-    // While the splash screen fades it: painted with this opacity, no offscreen copy.
-    qreal opacity() const { return m_opacity.value(); }
-    void setOpacity(qreal opacity)
-    {
-        if (m_opacity.set(opacity))
-            update();
-    }
     // What one paint draws, computed apart from the painting.
     struct Geometry {
         QPointF centre;
@@ -84,7 +77,6 @@ protected:
     void hideEvent(QHideEvent *event) override;
 
 private:
-    FadeOpacity m_opacity;
     void startTicking();
     void stopTimer();
     void step();

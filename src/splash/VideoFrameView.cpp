@@ -6,6 +6,7 @@ namespace velmora {
 
 VideoFrameView::VideoFrameView(QWidget *parent)
     : QWidget(parent)
+    , FadeOpacity(this)
 {
     // Clicks go to the link button above and through it to the splash screen.
     setAttribute(Qt::WA_TransparentForMouseEvents);
@@ -31,11 +32,9 @@ void VideoFrameView::clear()
     update();
 }
 
-void VideoFrameView::setOpacity(qreal opacity)
+void VideoFrameView::opacityChanged()
 {
-    if (!m_opacity.set(opacity))
-        return;
-    setAttribute(Qt::WA_OpaquePaintEvent, m_opacity.isOpaque());
+    setAttribute(Qt::WA_OpaquePaintEvent, isOpaque());
     update();
 }
 
@@ -50,10 +49,10 @@ QRect VideoFrameView::fittedRect(const QSize &frame, const QRect &bounds)
 
 void VideoFrameView::paintEvent(QPaintEvent *)
 {
-    if (m_opacity.isInvisible())
+    if (isInvisible())
         return;
     QPainter painter(this);
-    painter.setOpacity(m_opacity.value());
+    painter.setOpacity(opacity());
     painter.fillRect(rect(), Qt::black);
     if (m_frame.isNull())
         return;

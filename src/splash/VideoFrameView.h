@@ -11,7 +11,7 @@ namespace velmora {
 // under the splash screen's controls. A plain widget, so grabs and clicks treat it like
 // every other part of the splash screen; it fades by painting with an opacity of its own
 // (an effect would copy the window-sized view offscreen on every frame).
-class VideoFrameView : public QWidget {
+class VideoFrameView : public QWidget, public FadeOpacity {
     Q_OBJECT
     Q_PROPERTY(qreal opacity READ opacity WRITE setOpacity)
 
@@ -21,8 +21,6 @@ public:
     void setFrame(const QImage &frame);
     // No picture: the view shows black.
     void clear();
-    qreal opacity() const { return m_opacity.value(); }
-    void setOpacity(qreal opacity);
     bool hasFrame() const { return !m_frame.isNull(); }
     // Where a frame of `frame` size goes inside `bounds`: as large as fits, centred.
     static QRect fittedRect(const QSize &frame, const QRect &bounds);
@@ -33,10 +31,10 @@ Q_SIGNALS:
 
 protected:
     void paintEvent(QPaintEvent *event) override;
+    void opacityChanged() override;
 
 private:
     QImage m_frame;
-    FadeOpacity m_opacity;
 };
 
 } // namespace velmora
