@@ -29,7 +29,9 @@ void TestEnvironment::prepare(const char *testName)
     qputenv("XDG_CACHE_HOME", root + "/cache");
     qputenv("XDG_DATA_HOME", root + "/data");
     qputenv("XDG_RUNTIME_DIR", root + "/runtime");
-    qputenv("LC_ALL", "C.UTF-8");
+    // English unless a run names another language (screenshots of the translated screens).
+    const QByteArray language = qgetenv("VELMORA_TEST_LANGUAGE");
+    qputenv("LC_ALL", language.isEmpty() ? QByteArray("C.UTF-8") : language);
     qunsetenv("LANGUAGE");
     // The Wayland job runs the window-level tests on a real compositor: the platform it
     // names wins over the one ctest sets for every test.

@@ -14,6 +14,7 @@
 #include <QAbstractButton>
 #include <QDir>
 #include <QLabel>
+#include <QLocale>
 #include <QMainWindow>
 #include <QOperatingSystemVersion>
 #include <QPainter>
@@ -776,7 +777,10 @@ private Q_SLOTS:
         const QString suffix = QStringLiteral("-%1x%2%3%4.png")
                                    .arg(size.width())
                                    .arg(size.height())
-                                   .arg(icon ? QString() : QStringLiteral("-noicon"))
+                                   .arg((icon ? QString() : QStringLiteral("-noicon"))
+                                        + (QLocale::system().language() == QLocale::C
+                                               ? QString()
+                                               : QLatin1Char('-') + QLocale::system().bcp47Name()))
                                    .arg(qApp->devicePixelRatio() > 1 ? QStringLiteral("@2x") : QString());
 
         SplashScreenController &controller = attach(size);
