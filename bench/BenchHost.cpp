@@ -541,7 +541,10 @@ int session(BenchApplication &app)
     script.then(500, [&] { velmora::Velmora::SSPresenter()->didClickClose(); });
     // What the host carries after an ad: its RSS 5 s after the close, and whether the helper
     // is gone 10 s after it.
-    script.then(5000, [&] { report("rss_5s_after_close_mb", statusMB("VmRSS")); });
+    script.then(5000, [&] {
+        report("rss_5s_after_close_mb", statusMB("VmRSS"));
+        dumpMappings("5s-after-close");
+    });
     script.then(5000, [&] {
         report("helpers_10s_after_close", double(velmora::test::childProcesses("velmora-media").size()));
     });
