@@ -13,11 +13,14 @@
 #include <QDir>
 #include <QMainWindow>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QThread>
 #include <QtTest>
 
 #include <limits>
+#include <optional>
+#include <vector>
 
 using velmora::Velmora;
 
@@ -452,6 +455,22 @@ private Q_SLOTS:
         opener.write("#!/bin/sh\necho \"$1\" >> '" + record.toUtf8() + "'\n");
         opener.close();
         opener.setPermissions(opener.permissions() | QFileDevice::ExeOwner);
+        // The stand-in desktop lasts for this test only; the next tests find the real one.
+        const char *const desktopVariables[]
+            = { "PATH", "XDG_CONFIG_HOME", "XDG_CONFIG_DIRS", "XDG_DATA_HOME", "XDG_DATA_DIRS" };
+        std::vector<std::pair<const char *, std::optional<QByteArray>>> saved;
+        for (const char *variable : desktopVariables)
+            saved.emplace_back(variable,
+                               qEnvironmentVariableIsSet(variable) ? std::optional<QByteArray>(qgetenv(variable))
+                                                                   : std::nullopt);
+        const auto restore = qScopeGuard([&saved] {
+            for (const auto &[variable, value] : saved) {
+                if (value)
+                    qputenv(variable, *value);
+                else
+                    qunsetenv(variable);
+            }
+        });
         qputenv("PATH", desktop.filePath(QStringLiteral("bin")).toUtf8() + ':' + qgetenv("PATH"));
         for (const char *variable : { "XDG_CONFIG_HOME", "XDG_CONFIG_DIRS", "XDG_DATA_HOME", "XDG_DATA_DIRS" })
             qputenv(variable, desktop.filePath(QString::fromLatin1(variable)).toUtf8());
