@@ -25,8 +25,9 @@ QStringList xdgDirs(const char *variable, const QString &fallback)
     return (value.isEmpty() ? fallback : value).split(QLatin1Char(':'), Qt::SkipEmptyParts);
 }
 
-// The association files of the XDG MIME applications specification, in any order: any of
-// them naming a handler is enough.
+// Where freedesktop desktops keep which application opens what (mimeapps.list in the config
+// folders, mimeapps.list and mimeinfo.cache in the data folders), in any order: any of them
+// naming a handler is enough.
 QStringList associationFiles()
 {
     QStringList files;
