@@ -12,7 +12,6 @@
 #include <memory>
 
 class QAbstractButton;
-class QMovie;
 class QRandomGenerator;
 class QWidget;
 
@@ -102,7 +101,11 @@ private:
     explicit BannerController(QObject *parent);
     void viewDidLoad();
     void initBanners();
-    void showImage(std::unique_ptr<QMovie> image);
+    // Puts the picture at `path` on the banner; `selection` and `url` take effect when it shows.
+    // A downloaded file that is no picture falls back to a house banner.
+    void showPicture(const QString &path, const QString &selection, const QUrl &url, bool downloaded);
+    void showHouseBanner();
+    void pictureChanged();
     void layoutBanner();
     void layoutContents();
     bool isWindowVisible() const;

@@ -24,7 +24,6 @@
 #include <QLoggingCategory>
 #include <QMainWindow>
 #include <QMouseEvent>
-#include <QMovie>
 #include <QPointer>
 #include <QPropertyAnimation>
 #include <QRandomGenerator>
@@ -43,15 +42,6 @@ const QString kHostIdentifierKey = QStringLiteral("MetrivoAppId");
 // The close button's side and its distance from the banner's top and trailing edges.
 constexpr double kCloseButtonSide = 18.0;
 constexpr double kCloseButtonMargin = 4.0;
-
-// A downloaded banner file as an animation; null when it is not a picture.
-std::unique_ptr<QMovie> movieFromFile(const QUrl &url)
-{
-    if (!url.isLocalFile())
-        return nullptr;
-    auto movie = std::make_unique<QMovie>(url.toLocalFile());
-    return movie->isValid() ? std::move(movie) : nullptr;
-}
 
 // A path built from a missing file name carries this mark.
 bool isUsableFile(const QUrl &url)
@@ -80,6 +70,12 @@ struct BannerController::Private {
     QString selectBanner;
     QUrl currentURL;
     QUrl currentLink;
+    // What the picture being read stands for, applied when it shows.
+    struct Pending {
+        QString selection;
+        QUrl url;
+        bool downloaded = false;
+    } pending;
 
     // Constraint constants; centre and bottom exist once the view is placed, the aspect
     // ratio once a picture is shown.
@@ -122,6 +118,7 @@ BannerController::BannerController(QObject *parent)
     // reaches the host's widget underneath.
     d->view->setAttribute(Qt::WA_NoMousePropagation);
     d->ui->bannerImage->installEventFilter(this);
+    connect(d->ui->bannerImage, &BannerImageView::imageChanged, this, &BannerController::pictureChanged);
     connect(d->ui->closeButton, &QAbstractButton::clicked, this, &BannerController::removeBannerAction);
     viewDidLoad();
 }
@@ -216,44 +213,60 @@ void BannerController::displayBanner()
     if (!d->view || d->removing || Switches::isADSRemoved())
         return;
     const QUrl file = d->downloader->bannerURL();
-    if (isUsableFile(file)) {
-        // A stored error page instead of a picture falls back to a house banner below.
-        if (auto movie = movieFromFile(file)) {
-            d->currentURL = d->downloader->linkBannerURL();
-            const QString name = d->downloader->bannerInfo().value(kNameKey).toString();
-            d->selectBanner = name.isEmpty() ? kWebBannerName : name;
-            showImage(std::move(movie));
-            return;
-        }
+    if (isUsableFile(file) && file.isLocalFile()) {
+        const QString name = d->downloader->bannerInfo().value(kNameKey).toString();
+        showPicture(file.toLocalFile(), name.isEmpty() ? kWebBannerName : name, d->downloader->linkBannerURL(), true);
+        return;
     }
+    showHouseBanner();
+}
+
+void BannerController::showHouseBanner()
+{
     if (d->standardBanners.isEmpty())
         return;
     const QStringList keys = d->standardBanners.keys();
     QRandomGenerator *random = d->random ? d->random : QRandomGenerator::system();
     const QString key = keys.at(int(random->generate() % quint32(keys.size())));
-    d->currentURL = QUrl(d->standardBanners.value(key));
-    setBannerGifImageWithName(key);
+    showPicture(StandardNames::bannerPath(key), key, QUrl(d->standardBanners.value(key)), false);
 }
 
 void BannerController::setBannerGifImageWithURL(const QUrl &url)
 {
     const QString name = d->downloader->bannerInfo().value(kNameKey).toString();
-    d->selectBanner = name.isEmpty() ? kWebBannerName : name;
-    showImage(movieFromFile(url));
+    showPicture(url.isLocalFile() ? url.toLocalFile() : QString(), name.isEmpty() ? kWebBannerName : name,
+                d->currentURL, false);
 }
 
 void BannerController::setBannerGifImageWithName(const QString &name)
 {
-    d->selectBanner = name;
-    showImage(StandardNames::bannerFromName(name));
+    showPicture(StandardNames::bannerPath(name), name, d->currentURL, false);
 }
 
-void BannerController::showImage(std::unique_ptr<QMovie> image)
+// The picture is read and scaled on the picture thread; the banner keeps showing the one before
+// until the first frame is ready, so a click always goes where the picture on screen says.
+void BannerController::showPicture(const QString &path, const QString &selection, const QUrl &url, bool downloaded)
 {
     if (!d->view)
         return;
-    d->ui->bannerImage->setImage(std::move(image));
-    setBannerHidden(!d->ui->bannerImage->image());
+    d->pending = { selection, url, downloaded };
+    d->ui->bannerImage->setSource(path);
+}
+
+void BannerController::pictureChanged()
+{
+    if (!d->view || d->removing)
+        return;
+    const Private::Pending pending = std::exchange(d->pending, {});
+    BannerImageView *image = d->ui->bannerImage;
+    // A stored error page instead of a picture falls back to a house banner.
+    if (!image->hasImage() && pending.downloaded) {
+        showHouseBanner();
+        return;
+    }
+    d->selectBanner = pending.selection;
+    d->currentURL = pending.url;
+    setBannerHidden(!image->hasImage());
     updateBannerConstraint();
     Q_EMIT bannerChanged();
 }
@@ -401,7 +414,7 @@ void BannerController::updateBannerConstraint()
     if (!d->view)
         return;
     const QSize image = d->ui->bannerImage->imageSize();
-    if (d->ui->bannerImage->image() && !image.isEmpty())
+    if (d->ui->bannerImage->hasImage() && !image.isEmpty())
         d->aspect = double(image.width()) / image.height();
     layoutBanner();
 }

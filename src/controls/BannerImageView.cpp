@@ -1,15 +1,33 @@
 #include "controls/BannerImageView.h"
 
+#include "controls/BannerFrameDecoder.h"
+#include "support/PicturePool.h"
+#include "support/PoolTask.h"
+
+#include <QCoreApplication>
 #include <QEvent>
-#include <QMovie>
 #include <QPainter>
-#include <QPainterPath>
+
+#include <cmath>
 
 namespace velmora {
+
+struct BannerImageView::Decoded {
+    quint64 generation = 0;
+    BannerFrameDecoder::Frame frame;
+    QSize sourceSize;
+    int loopCount = -1;
+    qreal ratio = 1.0;
+};
 
 BannerImageView::BannerImageView(QWidget *parent)
     : QWidget(parent)
 {
+    m_frameTimer.setSingleShot(true);
+    connect(&m_frameTimer, &QTimer::timeout, this, [this] {
+        m_remainingMs = -1;
+        advance();
+    });
 }
 
 BannerImageView::~BannerImageView() = default;
@@ -20,28 +38,48 @@ double BannerImageView::cornerRadius(double height)
     return radius > height / 10.0 ? 2.0 : radius;
 }
 
-void BannerImageView::setImage(std::unique_ptr<QMovie> image)
+void BannerImageView::setSource(const QString &path)
 {
-    m_image.reset();
-    m_imageSize = QSize();
-    // The first frame tells whether the file is a picture at all and how large it is.
-    if (image && image->isValid() && image->jumpToFrame(0) && !image->currentImage().isNull()) {
-        m_imageSize = image->currentImage().size();
-        m_image = std::move(image);
-        connect(m_image.get(), &QMovie::updated, this, [this] { update(); });
+    m_source = path;
+    m_frameTimer.stop();
+    m_remainingMs = -1;
+    if (path.isEmpty()) {
+        ++m_generation;
+        m_decoder.reset();
+        m_imageSize = QSize();
+        m_shown = {};
+        m_current = -1;
+        update();
+        Q_EMIT imageChanged();
+        return;
     }
-    updateAnimation();
-    update();
+    m_announce = true;
+    restartDecoding();
 }
 
-QMovie *BannerImageView::image() const
+QString BannerImageView::source() const
 {
-    return m_image.get();
+    return m_source;
+}
+
+bool BannerImageView::hasImage() const
+{
+    return !m_shown.pixmap.isNull();
 }
 
 QSize BannerImageView::imageSize() const
 {
     return m_imageSize;
+}
+
+int BannerImageView::currentFrame() const
+{
+    return m_current;
+}
+
+int BannerImageView::cachedFrames() const
+{
+    return int(m_cache.size());
 }
 
 void BannerImageView::setAnimates(bool animates)
@@ -57,20 +95,28 @@ bool BannerImageView::animates() const
 
 bool BannerImageView::isAnimating() const
 {
-    return m_image && m_image->state() == QMovie::Running;
+    return m_frameTimer.isActive() || (m_dueNow && shouldPlay());
 }
 
 // A minimised window keeps its children "visible", so its state is watched as well: frames
 // nobody can see must cost the host nothing.
+bool BannerImageView::shouldPlay() const
+{
+    return m_animates && isVisible() && !window()->isMinimized() && !m_finished && m_current >= 0
+        && !(m_current == 0 && m_shown.last);
+}
+
 void BannerImageView::updateAnimation()
 {
-    if (!m_image || m_image->frameCount() == 1)
+    if (!shouldPlay()) {
+        if (m_frameTimer.isActive()) {
+            m_remainingMs = m_frameTimer.remainingTime();
+            m_frameTimer.stop();
+        }
         return;
-    const bool run = m_animates && isVisible() && !window()->isMinimized();
-    if (run && m_image->state() == QMovie::NotRunning)
-        m_image->start();
-    else
-        m_image->setPaused(!run);
+    }
+    if (!m_frameTimer.isActive() && !m_dueNow)
+        m_frameTimer.start(m_remainingMs >= 0 ? m_remainingMs : m_shown.delayMs);
 }
 
 void BannerImageView::watchWindow()
@@ -114,26 +160,189 @@ void BannerImageView::hideEvent(QHideEvent *event)
     updateAnimation();
 }
 
+void BannerImageView::resizeEvent(QResizeEvent *event)
+{
+    QWidget::resizeEvent(event);
+    // Frames made for another size would be scaled on every paint: make them anew. The
+    // animation starts again from its first frame, which the old frames show until then.
+    if (!m_source.isEmpty() && (m_decoder || hasImage()) && pixelHeight() != m_decodedHeight)
+        restartDecoding();
+}
+
+// The height in device pixels at which the picture is drawn.
+int BannerImageView::pixelHeight() const
+{
+    const QSize fitted = m_imageSize.scaled(size(), Qt::KeepAspectRatio);
+    const int logical = fitted.isEmpty() ? height() : fitted.height();
+    return qRound(logical * devicePixelRatioF());
+}
+
+// The picture scaled proportionally into the bounds and centred, as the platform's image
+// view does, from a whole device pixel so that a ready frame is copied, never resampled.
+QRectF BannerImageView::frameRect(const QSize &pixels) const
+{
+    if (pixels.isEmpty())
+        return {};
+    const qreal ratio = devicePixelRatioF();
+    const QSizeF fitted
+        = QSizeF(m_imageSize.isEmpty() ? pixels : m_imageSize).scaled(QSizeF(size()), Qt::KeepAspectRatio);
+    const QPointF centred((width() - fitted.width()) / 2, (height() - fitted.height()) / 2);
+    return QRectF(QPointF(std::round(centred.x() * ratio), std::round(centred.y() * ratio)) / ratio, fitted);
+}
+
+void BannerImageView::restartDecoding()
+{
+    ++m_generation;
+    m_decodedHeight = pixelHeight();
+    const qreal ratio = devicePixelRatioF();
+    const double points = m_decodedHeight > 0 ? m_decodedHeight / ratio : 0.0;
+    const double radius = m_decodedHeight > 0 ? cornerRadius(points) * ratio : 0.0;
+    m_decoder = std::make_shared<BannerFrameDecoder>(m_source, m_decodedHeight, radius);
+    m_requested = false;
+    m_ahead.reset();
+    m_dueNow = false;
+    m_cache.clear();
+    m_cacheBytes = 0;
+    m_cacheComplete = false;
+    m_cacheRefused = false;
+    m_loopsPlayed = 0;
+    m_finished = false;
+    m_awaitingFirst = true;
+    m_frameTimer.stop();
+    m_remainingMs = -1;
+    requestFrame();
+}
+
+void BannerImageView::requestFrame()
+{
+    if (m_requested || !m_decoder)
+        return;
+    m_requested = true;
+    Decoded job { m_generation, {}, {}, -1, devicePixelRatioF() };
+    QPointer<BannerImageView> self(this);
+    PoolTask::start(PicturePool::instance(), [decoder = m_decoder, job, self]() mutable {
+        job.frame = decoder->next();
+        job.sourceSize = decoder->sourceSize();
+        job.loopCount = decoder->loopCount();
+        QMetaObject::invokeMethod(
+            qApp,
+            [self = std::move(self), job = std::move(job)] {
+                if (self)
+                    self->frameDecoded(job);
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void BannerImageView::frameDecoded(const Decoded &decoded)
+{
+    if (decoded.generation != m_generation)
+        return;
+    m_requested = false;
+    const bool first = m_awaitingFirst;
+    m_awaitingFirst = false;
+    if (decoded.frame.image.isNull()) {
+        m_decoder.reset();
+        if (first && decoded.frame.index == 0 && (m_announce || !hasImage())) {
+            // Not a picture (an error page stored as media, a truncated file).
+            m_imageSize = QSize();
+            m_shown = {};
+            m_current = -1;
+            update();
+        }
+        // A file that broke off mid-way keeps its last good frame.
+        m_finished = true;
+        m_frameTimer.stop();
+        if (std::exchange(m_announce, false))
+            Q_EMIT imageChanged();
+        return;
+    }
+    Frame frame { QPixmap::fromImage(decoded.frame.image), decoded.frame.delayMs, decoded.frame.last };
+    frame.pixmap.setDevicePixelRatio(decoded.ratio);
+    const int index = decoded.frame.index;
+    m_loopCount = decoded.loopCount;
+
+    // The first loop fills the cache; a picture too large for it keeps being read frame by frame.
+    if (!m_cacheRefused && !m_cacheComplete && index == int(m_cache.size())) {
+        m_cacheBytes += decoded.frame.image.sizeInBytes();
+        if (m_cacheBytes > kCacheBytes) {
+            m_cacheRefused = true;
+            m_cache.clear();
+        } else {
+            m_cache.push_back(frame);
+            if (frame.last) {
+                m_cacheComplete = true;
+                m_decoder.reset();
+            }
+        }
+    }
+
+    if (first) {
+        m_imageSize = decoded.sourceSize;
+        show(index, std::move(frame));
+        if (std::exchange(m_announce, false))
+            Q_EMIT imageChanged();
+        return;
+    }
+    m_ahead = std::make_unique<Frame>(std::move(frame));
+    m_aheadIndex = index;
+    if (std::exchange(m_dueNow, false))
+        advance();
+}
+
+void BannerImageView::show(int index, Frame frame)
+{
+    const QRectF before = frameRect(m_shown.pixmap.size());
+    m_shown = std::move(frame);
+    m_current = index;
+    update(before.united(frameRect(m_shown.pixmap.size())).toAlignedRect());
+    Q_EMIT frameChanged(index);
+    const int next = m_shown.last ? 0 : index + 1;
+    const bool single = index == 0 && m_shown.last;
+    if (!single && !(m_cacheComplete && next < int(m_cache.size())) && !(m_ahead && m_aheadIndex == next))
+        requestFrame();
+    updateAnimation();
+}
+
+void BannerImageView::advance()
+{
+    if (m_current < 0)
+        return;
+    if (m_shown.last) {
+        ++m_loopsPlayed;
+        if (m_loopCount >= 0 && m_loopsPlayed > m_loopCount) {
+            m_finished = true;
+            return;
+        }
+    }
+    const int next = m_shown.last ? 0 : m_current + 1;
+    if (m_cacheComplete && next < int(m_cache.size())) {
+        show(next, m_cache[size_t(next)]);
+    } else if (m_ahead && m_aheadIndex == next) {
+        std::unique_ptr<Frame> ahead = std::move(m_ahead);
+        show(next, std::move(*ahead));
+    } else {
+        // Late: shown as soon as it is read.
+        m_dueNow = true;
+        requestFrame();
+    }
+}
+
 void BannerImageView::paintEvent(QPaintEvent *)
 {
-    if (!m_image)
+    if (m_shown.pixmap.isNull())
         return;
-    const QImage frame = m_image->currentImage();
-    if (frame.isNull())
-        return;
-    const QRectF bounds = rect();
-    const double radius = cornerRadius(bounds.height());
-    QPainterPath clip;
-    clip.addRoundedRect(bounds, radius, radius);
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setRenderHint(QPainter::SmoothPixmapTransform);
-    painter.setClipPath(clip);
-    // Scaled proportionally into the bounds and centred, as the platform's image view does.
-    QSizeF size = QSizeF(frame.size()).scaled(bounds.size(), Qt::KeepAspectRatio);
-    QRectF target(QPointF(), size);
-    target.moveCenter(bounds.center());
-    painter.drawImage(target, frame);
+    const QRectF target = frameRect(m_shown.pixmap.size());
+    const QSizeF pixels = target.size() * devicePixelRatioF();
+    if (qRound(pixels.height()) == m_shown.pixmap.height() && std::abs(pixels.width() - m_shown.pixmap.width()) < 1.0
+        && m_shown.pixmap.devicePixelRatio() == devicePixelRatioF()) {
+        painter.drawPixmap(target.topLeft(), m_shown.pixmap);
+    } else {
+        // Made for another size; new frames are on their way.
+        painter.setRenderHint(QPainter::SmoothPixmapTransform);
+        painter.drawPixmap(target, m_shown.pixmap, QRectF(m_shown.pixmap.rect()));
+    }
 }
 
 } // namespace velmora

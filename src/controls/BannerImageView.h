@@ -1,33 +1,48 @@
 #pragma once
 
+#include <QPixmap>
 #include <QPointer>
 #include <QSize>
+#include <QTimer>
 #include <QWidget>
 
 #include <memory>
-
-class QMovie;
+#include <vector>
 
 namespace velmora {
 
-// An image view for banner pictures: an animated GIF drawn scaled into the bounds and
-// clipped to a rounded rectangle. Frames advance only while the view is shown and its
+class BannerFrameDecoder;
+
+// An image view for banner pictures: an animated GIF drawn proportionally into the bounds
+// with rounded corners. Frames are read, scaled and clipped on the picture thread, one ahead
+// of the screen, and kept once a whole loop fits the cache, so the host's main thread only
+// copies a ready frame to the screen. Frames advance only while the view is shown and its
 // window is not minimised.
 class BannerImageView : public QWidget {
     Q_OBJECT
 
 public:
+    // Decoded frames of one picture kept for its next loops, at most.
+    static constexpr qint64 kCacheBytes = 8 * 1024 * 1024;
+
     explicit BannerImageView(QWidget *parent = nullptr);
     ~BannerImageView() override;
 
     // 4 points, or 2 when 4 is more than a tenth of the height.
     static double cornerRadius(double height);
 
-    // Takes the picture; null (or an unreadable one) clears the view.
-    void setImage(std::unique_ptr<QMovie> image);
-    QMovie *image() const;
+    // Starts reading the picture at `path` (a file or a Qt resource); an empty path clears the
+    // view. The picture on screen stays until the new one's first frame is ready, then
+    // imageChanged() tells that it changed or that the file is no picture (hasImage() false).
+    void setSource(const QString &path);
+    QString source() const;
+    bool hasImage() const;
     // The picture's own size; empty without a picture.
     QSize imageSize() const;
+    // The frame on screen, counted from 0.
+    int currentFrame() const;
+    // Frames kept for the next loops (all of them once a loop fitted the cache).
+    int cachedFrames() const;
 
     // Whether frames play (otherwise the first frame stays).
     void setAnimates(bool animates);
@@ -35,19 +50,64 @@ public:
     // True while frames are actually advancing.
     bool isAnimating() const;
 
+Q_SIGNALS:
+    void imageChanged();
+    void frameChanged(int frame);
+
 protected:
     bool event(QEvent *event) override;
     bool eventFilter(QObject *watched, QEvent *event) override;
     void paintEvent(QPaintEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
     void showEvent(QShowEvent *event) override;
     void hideEvent(QHideEvent *event) override;
 
 private:
+    struct Frame {
+        QPixmap pixmap;
+        int delayMs = 0;
+        bool last = false;
+    };
+    struct Decoded;
+
+    bool shouldPlay() const;
     void updateAnimation();
     void watchWindow();
+    int pixelHeight() const;
+    QRectF frameRect(const QSize &pixels) const;
+    void restartDecoding();
+    void requestFrame();
+    void frameDecoded(const Decoded &decoded);
+    void show(int index, Frame frame);
+    void advance();
 
-    std::unique_ptr<QMovie> m_image;
+    QString m_source;
+    std::shared_ptr<BannerFrameDecoder> m_decoder;
+    // Each setSource() and each change of size starts a new generation; older frames are dropped.
+    quint64 m_generation = 0;
+    bool m_requested = false;
+    int m_decodedHeight = 0;
+    bool m_awaitingFirst = false;
+    // imageChanged() is due when the first frame of a new source arrives.
+    bool m_announce = false;
+
     QSize m_imageSize;
+    Frame m_shown;
+    int m_current = -1;
+    // A decoded frame that waits for its turn.
+    std::unique_ptr<Frame> m_ahead;
+    int m_aheadIndex = -1;
+    bool m_dueNow = false;
+    std::vector<Frame> m_cache;
+    bool m_cacheComplete = false;
+    bool m_cacheRefused = false;
+    qint64 m_cacheBytes = 0;
+    int m_loopCount = -1;
+    int m_loopsPlayed = 0;
+    bool m_finished = false;
+
+    QTimer m_frameTimer;
+    int m_remainingMs = -1;
     bool m_animates = false;
     QPointer<QWidget> m_watchedWindow;
 };

@@ -60,13 +60,17 @@ void RemoveAdsButton::init()
     setCursor(Qt::PointingHandCursor);
 
     // One animation cycle is one firing of the five-second shine timer: a two-second
-    // sweep, then the bands wait past the right edge.
-    m_animation = new QVariantAnimation(this);
-    m_animation->setStartValue(0);
-    m_animation->setEndValue(kShinePeriodMs);
-    m_animation->setDuration(kShinePeriodMs);
+    // sweep, then the bands wait past the right edge. The wait is a pause animation, for
+    // which Qt's animation timer stops ticking until it ends.
+    m_animation = new QSequentialAnimationGroup(this);
+    m_sweep = new QVariantAnimation(m_animation);
+    m_sweep->setStartValue(0);
+    m_sweep->setEndValue(kSweepMs);
+    m_sweep->setDuration(kSweepMs);
+    m_animation->addAnimation(m_sweep);
+    m_animation->addPause(kShinePeriodMs - kSweepMs);
     m_animation->setLoopCount(-1);
-    connect(m_animation, &QVariantAnimation::valueChanged, this, [this] { update(); });
+    connect(m_sweep, &QVariantAnimation::valueChanged, this, [this] { update(); });
     connect(m_animation, &QVariantAnimation::currentLoopChanged, this, &RemoveAdsButton::onCycleEnded);
 }
 
@@ -404,7 +408,7 @@ void RemoveAdsButton::drawShine(QPainter &painter) const
         getPath(w / 3, w / 3, w / 7), bounds, QColor(255, 255, 200), QColor(255, 255, 200, 128));
     const BezierPath::GradientLayer two = BezierPath::startAnimationPathGradientFill(
         getPath(w / 6, w / 6, w / 7), bounds, QColor(255, 255, 255, 128), QColor(255, 255, 255, 64));
-    const QPointF position(shineOffset(w, m_animation->currentTime()), 0);
+    const QPointF position(shineOffset(w, m_sweep->currentTime()), 0);
     one.paint(painter, position);
     two.paint(painter, position);
 }

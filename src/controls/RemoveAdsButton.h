@@ -7,6 +7,7 @@
 #include <QFont>
 #include <QPainterPath>
 #include <QPushButton>
+#include <QSequentialAnimationGroup>
 #include <QVariantAnimation>
 
 namespace velmora {
@@ -71,8 +72,9 @@ public:
     // True once a paint started the shine.
     bool isAllDraw() const { return m_isAllDraw; }
 
-    // One five-second shine cycle; its current time places the bands.
-    QVariantAnimation *animationTimer() const { return m_animation; }
+    // One five-second shine cycle: the sweep, then a rest in which no timer ticks and
+    // nothing repaints. Its current time places the bands.
+    QAbstractAnimation *animationTimer() const { return m_animation; }
 
     // The slanted band of the shine, in widget coordinates: top edge from x to x + w,
     // bottom edge shifted left by s.
@@ -133,7 +135,8 @@ private:
     mutable FittedTitle m_fitted;
     QColor m_stringColor = Qt::black;
     bool m_isAllDraw = false;
-    QVariantAnimation *m_animation = nullptr;
+    QSequentialAnimationGroup *m_animation = nullptr;
+    QVariantAnimation *m_sweep = nullptr;
 };
 
 } // namespace velmora

@@ -4,6 +4,7 @@
 #include "splash/VideoPlayback.h"
 #include "support/HostContent.h"
 #include "support/MainThread.h"
+#include "support/PicturePool.h"
 #include "support/PoolTask.h"
 
 #include "controls/CloseButtonCell.h"
@@ -90,21 +91,6 @@ QImage loadImage(const QUrl &url)
     if (url.scheme() == QLatin1String("qrc"))
         return QImage(QLatin1Char(':') + url.path());
     return QImage();
-}
-
-// The end screens' pictures are decoded one after another on one thread: each thread that
-// allocates gets a malloc arena of its own, and the host would keep the pages of several.
-// At idle priority, so that decoding never takes a core from the host's main thread.
-QThreadPool *stillPool()
-{
-    static QThreadPool pool;
-    static const bool once = [] {
-        pool.setMaxThreadCount(1);
-        pool.setThreadPriority(QThread::IdlePriority);
-        return true;
-    }();
-    Q_UNUSED(once);
-    return &pool;
 }
 
 // `image` fitted into `size` by a platform image-scaling value, at the screen's pixel ratio.
@@ -1021,7 +1007,7 @@ void SplashScreenController::prepareStill()
         return;
     m_preparedStill = { key, QImage() };
     QPointer<SplashScreenController> self(this);
-    PoolTask::start(stillPool(), [key, self]() mutable {
+    PoolTask::start(PicturePool::instance(), [key, self]() mutable {
         QImage still = scaledImage(loadImage(key.url), key.size, ImageScaleProportionallyUpOrDown, key.ratio);
         QMetaObject::invokeMethod(
             qApp,

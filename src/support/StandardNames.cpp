@@ -143,12 +143,16 @@ QMap<QString, QString> StandardNames::standardBanners()
     return table;
 }
 
-std::unique_ptr<QMovie> StandardNames::bannerFromName(const QString &identifier)
+QString StandardNames::bannerPath(const QString &identifier)
 {
     if (identifier.isEmpty())
-        return nullptr;
-    const QString path
-        = Bundle::resourseBundleForClass().pathForResource(pictureName(identifier), QStringLiteral("gif"));
+        return {};
+    return Bundle::resourseBundleForClass().pathForResource(pictureName(identifier), QStringLiteral("gif"));
+}
+
+std::unique_ptr<QMovie> StandardNames::bannerFromName(const QString &identifier)
+{
+    const QString path = bannerPath(identifier);
     if (path.isEmpty())
         return nullptr;
     auto picture = std::make_unique<QMovie>(path);

@@ -32,6 +32,8 @@ public:
     // The animated picture of a house banner, or null when the identifier has none or it
     // cannot be read.
     static std::unique_ptr<QMovie> bannerFromName(const QString &identifier);
+    // Where that picture is (a Qt resource); empty when the identifier has none.
+    static QString bannerPath(const QString &identifier);
 };
 
 } // namespace velmora

@@ -31,6 +31,17 @@ int redAt(const QImage &image, int x, int y)
     return image.pixelColor(x, y).red();
 }
 
+// Counts the paint events a widget receives.
+struct PaintCounter : QObject {
+    explicit PaintCounter(QWidget *widget) { widget->installEventFilter(this); }
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        count += event->type() == QEvent::Paint;
+        return false;
+    }
+    int count = 0;
+};
+
 } // namespace
 
 Q_DECLARE_METATYPE(State)
@@ -193,7 +204,7 @@ private Q_SLOTS:
         button->setGeometry(0, 0, 300, 40);
         backdrop.render();
         QVERIFY(button->isAllDraw());
-        QVariantAnimation *shine = button->animationTimer();
+        QAbstractAnimation *shine = button->animationTimer();
 
         const int green = RemoveAdsButton::green().red();
         const auto bandCentre = [&](int ms) {
@@ -230,7 +241,7 @@ private Q_SLOTS:
         Backdrop backdrop;
         auto *button = new RemoveAdsButton(&backdrop);
         button->setGeometry(0, 0, 200, 40);
-        QVariantAnimation *shine = button->animationTimer();
+        QAbstractAnimation *shine = button->animationTimer();
         backdrop.render();
         QVERIFY2(shine->state() != QAbstractAnimation::Running, "hidden: the shine must not run");
 
@@ -243,6 +254,16 @@ private Q_SLOTS:
         button->repaint();
         QVERIFY(shine->currentTime() >= 1200);
         QCOMPARE(shine->state(), QAbstractAnimation::Running);
+
+        // The rest after a sweep repaints nothing; the sweep repaints.
+        PaintCounter paints(button);
+        shine->setCurrentTime(RemoveAdsButton::kSweepMs + 50);
+        QTest::qWait(50);
+        paints.count = 0;
+        QTest::qWait(400);
+        QCOMPARE(paints.count, 0);
+        shine->setCurrentTime(RemoveAdsButton::kShinePeriodMs + 300);
+        QTRY_VERIFY(paints.count > 2);
 
         backdrop.hide();
         QVERIFY(shine->state() != QAbstractAnimation::Running);
@@ -258,7 +279,7 @@ private Q_SLOTS:
         button->setGeometry(0, 0, 200, 40);
         backdrop.show();
         QVERIFY(QTest::qWaitForWindowExposed(&backdrop));
-        QVariantAnimation *shine = button->animationTimer();
+        QAbstractAnimation *shine = button->animationTimer();
         QTRY_COMPARE(shine->state(), QAbstractAnimation::Running);
         shine->setCurrentTime(RemoveAdsButton::kShinePeriodMs + 100);
         QCOMPARE(shine->state(), QAbstractAnimation::Running);
