@@ -6,6 +6,7 @@
 #   ./scripts/bench.sh                 # 5 runs, 20 s CPU windows
 #   BENCH_RUNS=3 BENCH_SECONDS=10 ./scripts/bench.sh
 #   BENCH_ONLY=session BENCH_RUNS=1 ./scripts/bench.sh   (the scripted session alone)
+#   BENCH_ONLY=steady BENCH_RUNS=1 ./scripts/bench.sh    (banner CPU, 1 and 4 windows, alone)
 #
 # Needs the release preset's dependencies (Qt 6.4 development packages); the Chromium
 # comparison runs when `chromium` is installed (apt-get install chromium).
@@ -93,18 +94,22 @@ for RUN in $(seq "$RUNS"); do
     echo "== run $RUN/$RUNS" >&2
     # Framework and baseline alternate inside each run, so both see the same machine load.
     # The session starts with empty media: the ad-server reply and downloads are part of it.
-    run session.velmora "$ADS" - "$HOST" session
-    run session.bare "$ADS" - "$BARE" session
+    if [ "${BENCH_ONLY:-}" != steady ]; then
+        run session.velmora "$ADS" - "$HOST" session
+        run session.bare "$ADS" - "$BARE" session
+    fi
     # BENCH_ONLY=session: the scripted session alone, a quicker loop while working on it.
     [ "${BENCH_ONLY:-}" = session ] && continue
     # N windows with a banner each, an idle splash screen registered in the first; with four
     # windows the banners are also measured minimised and hidden. Steady state: GIFs cached,
     # no offline table.
-    for n in 1 4 10 50; do
+    sizes="1 4 10 50"; [ "${BENCH_ONLY:-}" = steady ] && sizes="1 4"
+    for n in $sizes; do
         checks=; [ "$n" = 4 ] && checks=checks
         run "scale$n.velmora" 0 media "$HOST" steady "$n" "$SECONDS_CPU" splash $checks
         run "scale$n.bare" 0 media "$BARE" steady "$n" "$SECONDS_CPU"
     done
+    [ "${BENCH_ONLY:-}" = steady ] && continue
     run video.reference 0 - "$VIDEO" "$MEDIA/video-orbit.mp4"
     run video.warm 0 - "$VIDEO" warm "$MEDIA/video-orbit.mp4"
     chromium_rss
