@@ -3,6 +3,7 @@
 #include "support/PoolTask.h"
 
 #include <QBuffer>
+#include <QCoreApplication>
 #include <QImage>
 #include <QImageReader>
 #include <QThreadPool>
@@ -20,6 +21,12 @@ QThreadPool *PicturePool::instance()
         pool.setThreadPriority(QThread::IdlePriority);
         // A thread that stays lets later pictures skip the thread's start-up.
         pool.setExpiryTimeout(-1);
+        // A host that quits while a picture is read: Qt's plugins and the application must
+        // outlive the task, so it ends before the application goes.
+        qAddPostRoutine([] {
+            pool.clear();
+            pool.waitForDone();
+        });
     });
     return &pool;
 }
