@@ -109,6 +109,8 @@ public:
             ++paintsByWindow[static_cast<QWidget *>(receiver)->window()->windowTitle().toUtf8()];
             if (!receiver->property("benchHost").isValid()) {
                 ++foreignPaints[receiver->metaObject()->className()];
+                if (paintTimesOf == receiver->metaObject()->className())
+                    paintTimes.push_back(nowMs());
                 paintedForeign.insert(receiver);
                 if (watchForeignPaint)
                     m_foreignPainted = true;
@@ -177,6 +179,9 @@ public:
     long long paints = 0;
     bool watchForeignPaint = false;
     std::function<void(double)> onForeignFrame;
+    // When widgets of this class were painted.
+    QByteArray paintTimesOf;
+    std::vector<double> paintTimes;
 
 private:
     int m_depth = 0;
@@ -490,8 +495,12 @@ int session(BenchApplication &app)
         probeStartAt = nowMs();
         probe.start();
     });
+    double closeAt = -1, rotationFrom = -1, rotationTo = -1;
+    Q_UNUSED(closeAt);
     script.then(100, [&] {
 #ifdef BENCH_WITH_VELMORA
+        QElapsedTimer step;
+        step.start();
         QElapsedTimer timer;
         timer.start();
         velmora::Velmora::SSPresenter();
@@ -516,6 +525,7 @@ int session(BenchApplication &app)
             if (i == 0)
                 report("add_banner_ms", timer.nsecsElapsed() / 1e6);
         }
+        report("step_startup_ms", step.nsecsElapsed() / 1e6);
 #endif
     });
 #ifdef BENCH_WITH_VELMORA
@@ -538,7 +548,10 @@ int session(BenchApplication &app)
     });
 #ifdef BENCH_WITH_VELMORA
     script.waitUntil([&] { return videoEndAt >= 0; }, 20000);
-    script.then(500, [&] { velmora::Velmora::SSPresenter()->didClickClose(); });
+    script.then(500, [&] {
+        closeAt = nowMs();
+        velmora::Velmora::SSPresenter()->didClickClose();
+    });
     // What the host carries after an ad: its RSS 5 s after the close, and whether the helper
     // is gone 10 s after it.
     script.then(5000, [&] {
@@ -556,16 +569,21 @@ int session(BenchApplication &app)
 #ifdef BENCH_WITH_VELMORA
         pump.setRate(kBannerRate);
         app.paintedForeign.clear();
+        rotationFrom = nowMs();
 #endif
     });
     script.then(int(kBannerVirtualSeconds / kBannerRate * 1000), [&] {
 #ifdef BENCH_WITH_VELMORA
         pump.setRate(1.0);
+        rotationTo = nowMs();
         int bannersPainted = 0;
         for (QObject *object : app.paintedForeign)
             bannersPainted += object->metaObject()->className() == QByteArray("velmora::BannerImageView");
         report("banner_views_painted", bannersPainted);
+        QElapsedTimer timer;
+        timer.start();
         velmora::Velmora::removeAdsNow();
+        report("step_remove_ads_ms", timer.nsecsElapsed() / 1e6);
 #endif
     });
     script.then(1000, [&] {
@@ -592,6 +610,17 @@ int session(BenchApplication &app)
 #ifdef BENCH_WITH_VELMORA
         if (videoPhaseAt >= 0 && videoFrameAt >= 0)
             report("video_start_to_frame_ms", videoFrameAt - videoPhaseAt);
+        // The longest main-thread event of each framework step (0: none of 2 ms or more).
+        const auto longestIn = [&](const char *key, double from, double to) {
+            const auto found = app.slowestBetween(from, to, 1);
+            report(key, found.empty() ? 0 : found.front().ms);
+        };
+        if (forceShowAt >= 0 && videoPhaseAt >= 0)
+            longestIn("step_start_screen_ms", forceShowAt - 1, videoPhaseAt - 1);
+        if (closeAt >= 0)
+            longestIn("step_close_ms", closeAt - 1, closeAt + 1000);
+        if (rotationFrom >= 0 && rotationTo >= 0)
+            longestIn("step_rotation_ms", rotationFrom, rotationTo);
         report("video_phase_seen", videoPhaseAt >= 0);
         report("video_end_seen", videoEndAt >= 0);
 #endif
@@ -711,6 +740,48 @@ int steady(BenchApplication &app, int count, int seconds, bool splash, bool chec
     return rc;
 }
 
+#ifdef BENCH_WITH_VELMORA
+// ---- start screen: what a start screen on show repaints while only its shine moves ------
+
+int startScreen(BenchApplication &app, int seconds)
+{
+    QPointer<QWidget> window = makeWindow(0, QSize(900, 640));
+    window->activateWindow();
+    Script script;
+    double from = 0;
+    long long paints0 = 0;
+    script.then(300, [&] {
+        velmora::Velmora::setSplashScreenDelay(0);
+        // The video never comes: the start screen stays for the whole measure.
+        velmora::Velmora::setSplashScreenLoadTime(seconds + 30);
+        velmora::Velmora::addSplashScreenToWindow(window);
+    });
+    script.then(500, [&] { velmora::Velmora::forceShow(); });
+    script.then(2000, [&] { // past the fade-in
+        app.paintTimesOf = "velmora::RemoveAdsButton";
+        app.paintTimes.clear();
+        from = nowMs();
+        paints0 = app.paints;
+    });
+    script.then(seconds * 1000, [&] {
+        const double elapsed = (nowMs() - from) / 1000.0;
+        report("start_screen_paints_per_s", double(app.paints - paints0) / elapsed);
+        report("remove_ads_paints_per_s", double(app.paintTimes.size()) / elapsed);
+        // A shine cycle is a 2 s sweep and a 3 s rest: a rest that paints nothing is a pause
+        // of about 3 s between two of the button's paints.
+        double quiet = 0;
+        for (size_t i = 1; i < app.paintTimes.size(); ++i)
+            quiet = std::max(quiet, app.paintTimes[i] - app.paintTimes[i - 1]);
+        report("remove_ads_longest_quiet_ms", quiet);
+        QApplication::quit();
+    });
+    script.run();
+    const int rc = app.exec();
+    delete window.data();
+    return rc;
+}
+#endif
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -727,6 +798,8 @@ int main(int argc, char **argv)
         return steady(app, args.value(2, QStringLiteral("1")).toInt(), args.value(3, QStringLiteral("20")).toInt(),
                       args.contains(QLatin1String("splash")), args.contains(QLatin1String("checks")));
 #ifdef BENCH_WITH_VELMORA
+    if (mode == QLatin1String("start-screen"))
+        return startScreen(app, argc > 2 ? std::atoi(argv[2]) : 10);
     if (mode == QLatin1String("first-call")) { // for profiling the first facade call alone
         auto *window = makeWindow(0, QSize(900, 640));
         QElapsedTimer timer;

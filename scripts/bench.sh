@@ -110,6 +110,7 @@ for RUN in $(seq "$RUNS"); do
         run "scale$n.bare" 0 media "$BARE" steady "$n" "$SECONDS_CPU"
     done
     [ "${BENCH_ONLY:-}" = steady ] && continue
+    run startscreen.velmora 0 media "$HOST" start-screen "$SECONDS_CPU"
     run video.reference 0 - "$VIDEO" "$MEDIA/video-orbit.mp4"
     run video.warm 0 - "$VIDEO" warm "$MEDIA/video-orbit.mp4"
     chromium_rss
