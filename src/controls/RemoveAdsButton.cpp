@@ -6,6 +6,7 @@
 #include <QResizeEvent>
 
 #include <cmath>
+#include <limits>
 
 namespace velmora {
 
@@ -224,14 +225,14 @@ QFont RemoveAdsButton::titleFont() const
     const QRectF face = faceRect();
     const QStringList lines = title.split(QLatin1Char('\n'));
     QFont font = base;
-    for (qreal pixels = base.pixelSize() > 0 ? base.pixelSize() : QFontInfo(base).pixelSize(); pixels >= 7;
-         pixels -= 0.5) {
-        font.setPixelSize(qRound(pixels));
+    // Whether the title fits at `pixels`; `scale` gets how much wider it could be (< 1: too wide).
+    const auto fitsAt = [&](int pixels, qreal *scale = nullptr) {
+        font.setPixelSize(pixels);
         const QFontMetricsF metrics(font);
         const qreal lineHeight = metrics.lineSpacing();
         const qreal top = -lineHeight * lines.size() / 2;
-        bool fits = true;
-        for (qsizetype i = 0; i < lines.size() && fits; ++i) {
+        qreal worst = std::numeric_limits<qreal>::max();
+        for (qsizetype i = 0; i < lines.size(); ++i) {
             // Within the title's area (drawText cuts what passes it) and, in a circle, within
             // the chord at the line's edge farther from the centre, less two points each side.
             qreal room = titleRect(font).width() - 1;
@@ -240,10 +241,27 @@ QFont RemoveAdsButton::titleFont() const
                 const qreal edge = qMax(qAbs(top + i * lineHeight), qAbs(top + (i + 1) * lineHeight));
                 room = qMin(room, edge < radius ? 2 * std::sqrt(radius * radius - edge * edge) - 4 : 0);
             }
-            fits = metrics.horizontalAdvance(lines.at(i)) <= room;
+            const qreal advance = metrics.horizontalAdvance(lines.at(i));
+            worst = qMin(worst, advance > 0 ? room / advance : worst);
         }
-        if (fits)
-            break;
+        if (scale)
+            *scale = worst;
+        return worst >= 1.0;
+    };
+    // Every size tried loads a font of its own (a fontconfig match, on the host's main
+    // thread), so the search starts where widths that grow with the size say it fits.
+    constexpr int kSmallest = 7;
+    const int largest = base.pixelSize() > 0 ? base.pixelSize() : QFontInfo(base).pixelSize();
+    qreal scale = 1.0;
+    if (!fitsAt(largest, &scale)) {
+        int pixels = qBound(kSmallest, int(largest * scale), largest - 1);
+        if (fitsAt(pixels)) {
+            while (pixels + 1 < largest && fitsAt(pixels + 1))
+                ++pixels;
+        } else {
+            while (pixels > kSmallest && !fitsAt(--pixels)) { }
+        }
+        font.setPixelSize(pixels);
     }
     m_fitted = { title, size(), base, font };
     return font;

@@ -1,6 +1,7 @@
 #include "splash/VideoFrameView.h"
 
 #include <QPainter>
+#include <QRegion>
 
 namespace velmora {
 
@@ -53,10 +54,14 @@ void VideoFrameView::paintEvent(QPaintEvent *)
         return;
     QPainter painter(this);
     painter.setOpacity(opacity());
-    painter.fillRect(rect(), Qt::black);
-    if (m_frame.isNull())
+    if (m_frame.isNull()) {
+        painter.fillRect(rect(), Qt::black);
         return;
+    }
     const QRect target = fittedRect(m_frame.deviceIndependentSize().toSize(), rect());
+    // Only the bars are black: a frame fills the rest, and the helper sends it at this size.
+    for (const QRect &bar : QRegion(rect()).subtracted(target))
+        painter.fillRect(bar, Qt::black);
     painter.setRenderHint(QPainter::SmoothPixmapTransform, target.size() != m_frame.size());
     painter.drawImage(target, m_frame);
     emit framePainted();
