@@ -6,17 +6,17 @@
 #include <QObject>
 #include <QString>
 
-#include <atomic>
 #include <functional>
 #include <memory>
-
-class QThread;
+#include <optional>
 
 namespace velmora {
 
+class ReachabilityBackend;
+
 // Watches whether one network target can be reached. The flags come from a kernel route
-// lookup (rtnetlink); a notifier thread listens to link, address and route changes and
-// reports only real changes of the flags.
+// lookup (rtnetlink, behind ReachabilityBackend); a notifier thread follows the system's
+// changes and reports only real changes of the flags.
 class VELMORA_EXPORT Reachability : public QObject {
     Q_OBJECT
 
@@ -79,13 +79,14 @@ public:
 private:
     Reachability(const QString &host, const QHostAddress &address, quint16 port);
     void reachabilityChanged(quint32 flags);
-    void watch();
+    void recheck();
 
     QString m_host;
     QHostAddress m_address;
     quint16 m_port = 0;
-    QThread *m_thread = nullptr;
-    std::atomic<bool> m_stop { false };
+    std::unique_ptr<ReachabilityBackend> m_backend;
+    bool m_watching = false;
+    std::optional<quint32> m_lastFlags; // the notifier thread's
 };
 
 } // namespace velmora
