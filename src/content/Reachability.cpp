@@ -5,7 +5,12 @@
 #include <velmora/Notifications.h>
 #include <velmora/Support.h>
 
+#include "BuildConfig.h"
+#if VELMORA_PORTABLE
+#include "content/NetworkInformationReachability.h"
+#else
 #include "content/NetlinkReachability.h"
+#endif
 
 #include <QCoreApplication>
 #include <QPointer>
@@ -17,7 +22,11 @@ namespace {
 
 std::unique_ptr<ReachabilityBackend> systemBackend()
 {
+#if VELMORA_PORTABLE
+    return std::make_unique<NetworkInformationReachability>();
+#else
     return std::make_unique<NetlinkReachability>();
+#endif
 }
 
 } // namespace

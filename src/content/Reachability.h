@@ -15,8 +15,9 @@ namespace velmora {
 class ReachabilityBackend;
 
 // Watches whether one network target can be reached. The flags come from a kernel route
-// lookup (rtnetlink, behind ReachabilityBackend); a notifier thread follows the system's
-// changes and reports only real changes of the flags.
+// lookup (rtnetlink) on Linux, from QNetworkInformation elsewhere and in VELMORA_PORTABLE
+// builds (ReachabilityBackend); a notifier thread follows the system's changes and reports
+// only real changes of the flags.
 class VELMORA_EXPORT Reachability : public QObject {
     Q_OBJECT
 
@@ -73,7 +74,9 @@ public:
     QString targetHost() const;
     quint16 targetPort() const;
 
-    // The flags of a route lookup for `address` (0 when there is no route).
+    // The flags of a route lookup for `address` (0 when there is no route); without
+    // rtnetlink, the machine's own addresses are local and the rest follow the network's
+    // state.
     static quint32 flagsForAddress(const QHostAddress &address);
 
 private:

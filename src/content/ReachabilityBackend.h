@@ -7,7 +7,9 @@
 namespace velmora {
 
 // What Reachability asks of the system: the flags of a target now, and word of anything
-// that may have changed them. Linux answers with rtnetlink (NetlinkReachability).
+// that may have changed them. Linux answers with rtnetlink (NetlinkReachability); other
+// systems, and builds with VELMORA_PORTABLE, with QNetworkInformation
+// (NetworkInformationReachability).
 class ReachabilityBackend {
 public:
     using Changed = std::function<void()>;
