@@ -2,8 +2,11 @@
 
 #include "content/Reachability.h"
 
+#include "BuildConfig.h"
+
 #include <QFile>
 #include <QMutex>
+#include <QSysInfo>
 
 #include <mutex>
 
@@ -13,6 +16,7 @@ namespace {
 QMutex probeMutex;
 std::function<bool()> probe;
 
+#if !VELMORA_PORTABLE
 QString readFirstLine(const QString &path)
 {
     QFile file(path);
@@ -20,6 +24,7 @@ QString readFirstLine(const QString &path)
         return {};
     return QString::fromLatin1(file.readLine(256)).trimmed();
 }
+#endif
 } // namespace
 
 bool AdsMacHelper::isInternetConnection()
@@ -39,9 +44,14 @@ QString AdsMacHelper::getSystemUUID()
     static std::once_flag once;
     static QString uuid;
     std::call_once(once, [] {
+#if VELMORA_PORTABLE
+        // Each system's own answer (machine-id, the registry's MachineGuid, IOKit's UUID).
+        uuid = QString::fromLatin1(QSysInfo::machineUniqueId());
+#else
         uuid = readFirstLine(QStringLiteral("/sys/class/dmi/id/product_uuid"));
         if (uuid.isEmpty())
             uuid = readFirstLine(QStringLiteral("/etc/machine-id"));
+#endif
     });
     return uuid;
 }

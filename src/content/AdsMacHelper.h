@@ -12,8 +12,8 @@ namespace velmora {
 class VELMORA_EXPORT AdsMacHelper {
 public:
     static bool isInternetConnection();
-    // The machine's identity (/sys/class/dmi/id/product_uuid, else /etc/machine-id), or
-    // an empty string; read once.
+    // The machine's identity (/sys/class/dmi/id/product_uuid, else /etc/machine-id; with
+    // VELMORA_PORTABLE, QSysInfo::machineUniqueId()), or an empty string; read once.
     static QString getSystemUUID();
 
     // Replaces the reachability probe (nullptr restores the route lookup); for tests of

@@ -6,17 +6,18 @@
 #include <QObject>
 #include <QString>
 
-#include <atomic>
 #include <functional>
 #include <memory>
-
-class QThread;
+#include <optional>
 
 namespace velmora {
 
+class ReachabilityBackend;
+
 // Watches whether one network target can be reached. The flags come from a kernel route
-// lookup (rtnetlink); a notifier thread listens to link, address and route changes and
-// reports only real changes of the flags.
+// lookup (rtnetlink) on Linux, from QNetworkInformation elsewhere and in VELMORA_PORTABLE
+// builds (ReachabilityBackend); a notifier thread follows the system's changes and reports
+// only real changes of the flags.
 class VELMORA_EXPORT Reachability : public QObject {
     Q_OBJECT
 
@@ -73,19 +74,22 @@ public:
     QString targetHost() const;
     quint16 targetPort() const;
 
-    // The flags of a route lookup for `address` (0 when there is no route).
+    // The flags of a route lookup for `address` (0 when there is no route); without
+    // rtnetlink, the machine's own addresses are local and the rest follow the network's
+    // state.
     static quint32 flagsForAddress(const QHostAddress &address);
 
 private:
     Reachability(const QString &host, const QHostAddress &address, quint16 port);
     void reachabilityChanged(quint32 flags);
-    void watch();
+    void recheck();
 
     QString m_host;
     QHostAddress m_address;
     quint16 m_port = 0;
-    QThread *m_thread = nullptr;
-    std::atomic<bool> m_stop { false };
+    std::unique_ptr<ReachabilityBackend> m_backend;
+    bool m_watching = false;
+    std::optional<quint32> m_lastFlags; // the notifier thread's
 };
 
 } // namespace velmora

@@ -3,7 +3,10 @@
 #include "AdServerProcess.h"
 #include "content/AdsDownloader.h"
 #include "content/AdsMacHelper.h"
+#include "content/NetworkInformationReachability.h"
 #include "content/Reachability.h"
+
+#include "BuildConfig.h"
 
 #include <velmora/NotificationCenter.h>
 #include <velmora/Notifications.h>
@@ -89,7 +92,16 @@ int namespaceScenario(int family)
         printf("SKIP: cannot configure a dummy interface here\n");
         return 0;
     }
-    if (!QTest::qWaitFor([&] { return notifications == 1; }, 5000) || reachable != 1) {
+    const bool told = QTest::qWaitFor([&] { return notifications == 1; }, 5000);
+    // QNetworkInformation's GLib backend is not told of changes by GLib's netlink monitor
+    // (only NetworkManager's notifies connectivity), so here Qt itself may never hear of it.
+    const QNetworkInformation *information = QNetworkInformation::instance();
+    if (!told && VELMORA_PORTABLE && information
+        && information->reachability() != QNetworkInformation::Reachability::Online) {
+        printf("SKIP: QNetworkInformation (%s) did not see the new route\n", qPrintable(information->backendName()));
+        return 0;
+    }
+    if (!told || reachable != 1) {
         printf("FAIL: expected one reachable change, got %d notifications, %d reachable\n", notifications,
                int(reachable));
         return 1;
@@ -106,7 +118,8 @@ int namespaceScenario(int family)
         return 1;
     }
     if (v6) {
-        if (Reachability::flagsForAddress(internetV4) != 0) {
+        // Only a route lookup tells the families apart.
+        if (!VELMORA_PORTABLE && Reachability::flagsForAddress(internetV4) != 0) {
             printf("FAIL: an IPv4 route appeared\n");
             return 1;
         }
@@ -170,6 +183,27 @@ private Q_SLOTS:
     {
         const quint32 flags = Reachability::flagsForAddress(QHostAddress::LocalHost);
         QCOMPARE(flags, quint32(F::Reachable | F::IsLocalAddress | F::IsDirect));
+    }
+
+    // Without route lookups every target beyond this machine follows the network's state;
+    // an unknown one must still let an update be tried.
+    void networkStateFlags_data()
+    {
+        using State = QNetworkInformation::Reachability;
+        QTest::addColumn<State>("state");
+        QTest::addColumn<quint32>("flags");
+        QTest::newRow("unknown") << State::Unknown << quint32(F::Reachable);
+        QTest::newRow("disconnected") << State::Disconnected << 0u;
+        QTest::newRow("local network only") << State::Local << quint32(F::Reachable | F::IsDirect);
+        QTest::newRow("some sites") << State::Site << quint32(F::Reachable);
+        QTest::newRow("online") << State::Online << quint32(F::Reachable);
+    }
+
+    void networkStateFlags()
+    {
+        QFETCH(QNetworkInformation::Reachability, state);
+        QFETCH(quint32, flags);
+        QCOMPARE(NetworkInformationReachability::flagsForState(state), flags);
     }
 
     void urlTargets_data()

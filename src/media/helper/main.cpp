@@ -1,7 +1,11 @@
 // velmora-media: plays one ad video at a time for a Velmora host, out of the host's
-// process and sandboxed. See media/MediaProtocol.h for the channel.
+// process and, on Linux, sandboxed. See media/MediaProtocol.h for the channel.
 #include "MediaHelper.h"
+
+#include "BuildConfig.h"
+#if !VELMORA_PORTABLE
 #include "Sandbox.h"
+#endif
 
 #include <QGuiApplication>
 
@@ -30,11 +34,15 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "velmora-media: no frame ring on fd %d\n", kFrameFd);
         return 2;
     }
+    MediaHelper helper(static_cast<uchar *>(ring));
+#if VELMORA_PORTABLE
+    std::fprintf(stderr, "velmora-media: portable build: no sandbox\n");
+#else
     // Folders the media may come from: the arguments.
     const QStringList readable = app.arguments().mid(1);
-    MediaHelper helper(static_cast<uchar *>(ring));
     for (const QString &line : Sandbox::apply(readable))
         std::fprintf(stderr, "velmora-media: %s\n", qPrintable(line));
+#endif
     std::fflush(stderr);
     helper.start();
     return app.exec();
