@@ -3,6 +3,7 @@
 #include "splash/VideoFrameView.h"
 #include "splash/VideoPlayback.h"
 #include "support/HostContent.h"
+#include "support/IdleQueue.h"
 #include "support/MainThread.h"
 #include "support/PicturePool.h"
 #include "support/PoolTask.h"
@@ -21,6 +22,7 @@
 #include <QApplication>
 #include <QEvent>
 #include <QGraphicsOpacityEffect>
+#include <QImageReader>
 #include <QLabel>
 #include <QMainWindow>
 #include <QOperatingSystemVersion>
@@ -73,13 +75,23 @@ int systemMinorVersion()
 // painting picks the one for the screen's pixel ratio.
 QIcon loadResourceIcon(const QString &name)
 {
-    const Bundle bundle = Bundle::resourseBundleForClass(&SplashScreenController::staticMetaObject);
-    QIcon icon;
-    for (const QString &variant : { name, name + QStringLiteral("@2x") }) {
-        const QString path = bundle.pathForResource(variant, QStringLiteral("png"));
-        if (!path.isEmpty())
-            icon.addFile(path);
+    // Decoded once per process (main thread only): every splash screen shows the same ones.
+    static QHash<QString, QList<QImage>> decoded;
+    auto found = decoded.find(name);
+    if (found == decoded.end()) {
+        const Bundle bundle = Bundle::resourseBundleForClass(&SplashScreenController::staticMetaObject);
+        QList<QImage> images;
+        for (const QString &variant : { name, name + QStringLiteral("@2x") }) {
+            const QString path = bundle.pathForResource(variant, QStringLiteral("png"));
+            // The reader gives an "@2x" file its pixel ratio.
+            if (QImage image = path.isEmpty() ? QImage() : QImageReader(path).read(); !image.isNull())
+                images.append(image);
+        }
+        found = decoded.insert(name, images);
     }
+    QIcon icon;
+    for (const QImage &image : std::as_const(*found))
+        icon.addPixmap(QPixmap::fromImage(image));
     return icon;
 }
 
@@ -913,10 +925,32 @@ QRect SplashScreenController::videoRect() const
     return m_view->rect();
 }
 
+// A splash screen not on screen is laid out in a later turn of the host's loop: its texts load
+// fonts and are shaped, which a host registering its windows at start-up should not wait for.
+// Showing it lays it out at once.
 void SplashScreenController::layoutViews()
 {
     if (!m_view)
         return;
+    if (!m_view->isVisible()) {
+        m_layoutPending = true;
+        if (!std::exchange(m_layoutQueued, true)) {
+            IdleQueue::post(this, [this] {
+                m_layoutQueued = false;
+                if (m_layoutPending)
+                    layoutNow();
+            });
+        }
+        return;
+    }
+    layoutNow();
+}
+
+void SplashScreenController::layoutNow()
+{
+    if (!m_view)
+        return;
+    m_layoutPending = false;
     const QRect bounds = m_view->rect();
     const int width = bounds.width();
     const int height = bounds.height();

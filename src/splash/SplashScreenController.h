@@ -224,6 +224,7 @@ private:
     void followContainer(QWidget *container);
     void applyFrame();
     void layoutViews();
+    void layoutNow();
     void layoutImages();
     void applySoundImage();
     void applyIconIfUnset();
@@ -272,6 +273,9 @@ private:
     bool m_canShowEnd = true;
     bool m_withouSplash = false;
     bool m_didInitState = false;
+    // A layout waits for a later turn (or the view's showing).
+    bool m_layoutPending = false;
+    bool m_layoutQueued = false;
     unsigned int m_oldWindowCollection = 0;
     bool m_oldResize = false;
     QSize m_savedMinimumSize;
