@@ -7,6 +7,7 @@
 #include "controls/BannerImageView.h"
 #include "support/HostContent.h"
 #include "support/MainThread.h"
+#include "support/ResourceIcon.h"
 #include "support/StandardNames.h"
 #include "support/Switches.h"
 #include "ui_BannerController.h"
@@ -149,10 +150,7 @@ void BannerController::initBanners()
     d->downloader->startUpdateAllAds();
 
     d->ui->bannerImage->setAnimates(true);
-    const QString closeImage = Bundle::resourseBundleForClass(&staticMetaObject)
-                                   .pathForResource(QStringLiteral("ads_close_button"), QStringLiteral("png"));
-    if (!closeImage.isEmpty())
-        d->ui->closeButton->setIcon(QIcon(closeImage));
+    d->ui->closeButton->setIcon(ResourceIcon::load(QStringLiteral("ads_close_button")));
 
     d->standardBanners = StandardNames::standardBanners();
     // No host advertises itself.

@@ -7,6 +7,7 @@
 #include <QPointer>
 #include <QSslSocket>
 #include <QThreadPool>
+#include <QTimer>
 
 #include <mutex>
 #include <utility>
@@ -34,11 +35,15 @@ void becameReady()
 void NetworkWarmUp::start()
 {
     static std::once_flag once;
+    // From the host's next turn on: a worker loading libraries holds the dynamic linker's
+    // lock, which the turn that made the first facade call would wait for.
     std::call_once(once, [] {
-        PoolTask::start(QThreadPool::globalInstance(), [] {
-            QSslSocket::supportsSsl();
-            if (QCoreApplication *app = QCoreApplication::instance())
-                QMetaObject::invokeMethod(app, &becameReady, Qt::QueuedConnection);
+        QTimer::singleShot(0, QCoreApplication::instance(), [] {
+            PoolTask::start(QThreadPool::globalInstance(), [] {
+                QSslSocket::supportsSsl();
+                if (QCoreApplication *app = QCoreApplication::instance())
+                    QMetaObject::invokeMethod(app, &becameReady, Qt::QueuedConnection);
+            });
         });
     });
 }

@@ -7,6 +7,7 @@
 #include "support/MainThread.h"
 #include "support/PicturePool.h"
 #include "support/PoolTask.h"
+#include "support/ResourceIcon.h"
 
 #include "controls/CloseButtonCell.h"
 #include "controls/ColoredView.h"
@@ -22,7 +23,6 @@
 #include <QApplication>
 #include <QEvent>
 #include <QGraphicsOpacityEffect>
-#include <QImageReader>
 #include <QLabel>
 #include <QMainWindow>
 #include <QOperatingSystemVersion>
@@ -73,28 +73,6 @@ int systemMinorVersion()
 
 // A bundled picture with every resolution shipped (name.png, name@2x.png), so that
 // painting picks the one for the screen's pixel ratio.
-QIcon loadResourceIcon(const QString &name)
-{
-    // Decoded once per process (main thread only): every splash screen shows the same ones.
-    static QHash<QString, QList<QImage>> decoded;
-    auto found = decoded.find(name);
-    if (found == decoded.end()) {
-        const Bundle bundle = Bundle::resourseBundleForClass(&SplashScreenController::staticMetaObject);
-        QList<QImage> images;
-        for (const QString &variant : { name, name + QStringLiteral("@2x") }) {
-            const QString path = bundle.pathForResource(variant, QStringLiteral("png"));
-            // The reader gives an "@2x" file its pixel ratio.
-            if (QImage image = path.isEmpty() ? QImage() : QImageReader(path).read(); !image.isNull())
-                images.append(image);
-        }
-        found = decoded.insert(name, images);
-    }
-    QIcon icon;
-    for (const QImage &image : std::as_const(*found))
-        icon.addPixmap(QPixmap::fromImage(image));
-    return icon;
-}
-
 // The image at a local (or Qt resource) URL, read at once; null when unreadable.
 QImage loadImage(const QUrl &url)
 {
@@ -294,9 +272,9 @@ void SplashScreenController::connectActions()
 
 void SplashScreenController::initViewState()
 {
-    ui->closeButton->setIcon(loadResourceIcon(QStringLiteral("ads_close_button")));
-    m_soundImage = loadResourceIcon(QStringLiteral("ads_sound_on"));
-    m_soundAlternateImage = loadResourceIcon(QStringLiteral("ads_sound_off"));
+    ui->closeButton->setIcon(ResourceIcon::load(QStringLiteral("ads_close_button")));
+    m_soundImage = ResourceIcon::load(QStringLiteral("ads_sound_on"));
+    m_soundAlternateImage = ResourceIcon::load(QStringLiteral("ads_sound_off"));
     applySoundImage();
 
     ui->lablesView->textCommentFieldFirst()->setText(

@@ -7,6 +7,7 @@
 #include <QImage>
 #include <QImageReader>
 #include <QThreadPool>
+#include <QTimer>
 
 #include <mutex>
 
@@ -34,26 +35,30 @@ QThreadPool *PicturePool::instance()
 void PicturePool::warmUp()
 {
     static std::once_flag once;
+    // From the host's next turn on, as the network's warm-up: loading plugins holds the
+    // dynamic linker's lock, which the turn of the first facade call would wait for.
     std::call_once(once, [] {
-        PoolTask::start(instance(), [] {
-            // A picture read without a format hint asks every image plugin whether it can
-            // read it, which loads them all; then the formats the framework reads are decoded
-            // once, loading their libraries.
-            QImage probe(2, 2, QImage::Format_RGB32);
-            probe.fill(Qt::white);
-            QList<QByteArray> samples;
-            for (const char *format : { "PNG", "JPEG" }) {
-                QBuffer buffer(&samples.emplace_back());
-                buffer.open(QIODevice::WriteOnly);
-                probe.save(&buffer, format);
-            }
-            // Qt writes no GIF: a 1×1 one, by hand.
-            samples.append(QByteArray::fromBase64("R0lGODlhAQABAIAAAP///wAAACH5BAEAAAAALAAAAAABAAEAAAICRAEAOw=="));
-            for (QByteArray &sample : samples) {
-                QBuffer buffer(&sample);
-                buffer.open(QIODevice::ReadOnly);
-                QImageReader(&buffer).read();
-            }
+        QTimer::singleShot(0, QCoreApplication::instance(), [] {
+            PoolTask::start(instance(), [] {
+                // A picture read without a format hint asks every image plugin whether it can
+                // read it, which loads them all; then the formats the framework reads are decoded
+                // once, loading their libraries.
+                QImage probe(2, 2, QImage::Format_RGB32);
+                probe.fill(Qt::white);
+                QList<QByteArray> samples;
+                for (const char *format : { "PNG", "JPEG" }) {
+                    QBuffer buffer(&samples.emplace_back());
+                    buffer.open(QIODevice::WriteOnly);
+                    probe.save(&buffer, format);
+                }
+                // Qt writes no GIF: a 1×1 one, by hand.
+                samples.append(QByteArray::fromBase64("R0lGODlhAQABAIAAAP///wAAACH5BAEAAAAALAAAAAABAAEAAAICRAEAOw=="));
+                for (QByteArray &sample : samples) {
+                    QBuffer buffer(&sample);
+                    buffer.open(QIODevice::ReadOnly);
+                    QImageReader(&buffer).read();
+                }
+            });
         });
     });
 }
