@@ -6,7 +6,6 @@
 #include "content/AdsMacHelper.h"
 #include "content/AdsSelection.h"
 #include "content/DownloadDelegate.h"
-#include "content/NetworkWarmUp.h"
 #include "content/Reachability.h"
 #include "content/ReplyOutcome.h"
 #include "support/Logging.h"
@@ -261,7 +260,6 @@ AdsDownloader::AdsDownloader()
     // Made as a child before the move, so the manager moves along: a child made after it
     // would stay on a worker that first asked for the downloader.
     d->network = new QNetworkAccessManager(this);
-    NetworkWarmUp::start();
     MainThread::adopt(this);
     checkInternetConnection();
 }
@@ -327,10 +325,6 @@ void AdsDownloader::startUpdateAllAds()
 {
     if (postedToOwnThread([this] { startUpdateAllAds(); }))
         return;
-    if (!NetworkWarmUp::isReady()) {
-        NetworkWarmUp::whenReady(this, [this] { startUpdateAllAds(); });
-        return;
-    }
     const QPointer<AdsDownloader> self(this);
     downloadJSONWithComplitionBlock([self] {
         if (self)

@@ -1,5 +1,7 @@
 #include "controls/BannerFrameDecoder.h"
 
+#include "support/PictureFormat.h"
+
 #include <QImageReader>
 #include <QPainter>
 #include <QPainterPath>
@@ -28,7 +30,8 @@ BannerFrameDecoder::~BannerFrameDecoder() = default;
 
 bool BannerFrameDecoder::open()
 {
-    m_reader = std::make_unique<QImageReader>(m_path);
+    m_reader = std::make_unique<QImageReader>();
+    PictureFormat::prepare(*m_reader, m_path);
     m_index = 0;
     if (!m_reader->canRead()) {
         m_reader.reset();

@@ -226,15 +226,15 @@ void BannerImageView::requestFrame()
         job.loopCount = decoder->loopCount();
         QMetaObject::invokeMethod(
             qApp,
-            [self = std::move(self), job = std::move(job)] {
+            [self = std::move(self), job = std::move(job)]() mutable {
                 if (self)
-                    self->frameDecoded(job);
+                    self->frameDecoded(std::move(job));
             },
             Qt::QueuedConnection);
     });
 }
 
-void BannerImageView::frameDecoded(const Decoded &decoded)
+void BannerImageView::frameDecoded(Decoded decoded)
 {
     if (decoded.generation != m_generation)
         return;
@@ -257,14 +257,16 @@ void BannerImageView::frameDecoded(const Decoded &decoded)
             Q_EMIT imageChanged();
         return;
     }
-    Frame frame { QPixmap::fromImage(decoded.frame.image), decoded.frame.delayMs, decoded.frame.last };
+    const qint64 bytes = decoded.frame.image.sizeInBytes();
+    // Taken over, not copied: a raster pixmap keeps the decoded pixels as they are.
+    Frame frame { QPixmap::fromImage(std::move(decoded.frame.image)), decoded.frame.delayMs, decoded.frame.last };
     frame.pixmap.setDevicePixelRatio(decoded.ratio);
     const int index = decoded.frame.index;
     m_loopCount = decoded.loopCount;
 
     // The first loop fills the cache; a picture too large for it keeps being read frame by frame.
     if (!m_cacheRefused && !m_cacheComplete && index == int(m_cache.size())) {
-        m_cacheBytes += decoded.frame.image.sizeInBytes();
+        m_cacheBytes += bytes;
         if (m_cacheBytes > kCacheBytes) {
             m_cacheRefused = true;
             m_cache.clear();

@@ -77,7 +77,7 @@ private:
     QRectF frameRect(const QSize &pixels) const;
     void restartDecoding();
     void requestFrame();
-    void frameDecoded(const Decoded &decoded);
+    void frameDecoded(Decoded decoded);
     void show(int index, Frame frame);
     void advance();
 

@@ -4,7 +4,6 @@
 #include "facade/FacadeState.h"
 #include "splash/SplashScreenControllerProtocolInput.h"
 #include "support/MainThread.h"
-#include "support/PicturePool.h"
 #include "support/Switches.h"
 
 #include <QCoreApplication>
@@ -133,8 +132,6 @@ SplashScreenPresenter *Velmora::SSPresenter()
         return made;
     const std::lock_guard lock(presenterMutex);
     if (!presenter.load()) {
-        // The pictures to come are decoded on the picture thread; its image plugins load now.
-        PicturePool::warmUp();
         auto *splash = new SplashScreenPresenter;
         // A host whose first call comes from a worker must not leave the presenter there.
         MainThread::adopt(splash);
@@ -147,7 +144,6 @@ SplashScreenPresenter *Velmora::SSPresenter()
 
 QList<BannerController *> Velmora::BControllers()
 {
-    PicturePool::warmUp();
     bannerListCreated = true;
     banners.removeAll(nullptr);
     QList<BannerController *> list;

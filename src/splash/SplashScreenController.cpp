@@ -5,6 +5,7 @@
 #include "support/HostContent.h"
 #include "support/IdleQueue.h"
 #include "support/MainThread.h"
+#include "support/PictureFormat.h"
 #include "support/PicturePool.h"
 #include "support/PoolTask.h"
 #include "support/ResourceIcon.h"
@@ -23,6 +24,7 @@
 #include <QApplication>
 #include <QEvent>
 #include <QGraphicsOpacityEffect>
+#include <QImageReader>
 #include <QLabel>
 #include <QMainWindow>
 #include <QOperatingSystemVersion>
@@ -76,11 +78,14 @@ int systemMinorVersion()
 // The image at a local (or Qt resource) URL, read at once; null when unreadable.
 QImage loadImage(const QUrl &url)
 {
-    if (url.isLocalFile())
-        return QImage(url.toLocalFile());
-    if (url.scheme() == QLatin1String("qrc"))
-        return QImage(QLatin1Char(':') + url.path());
-    return QImage();
+    const QString path = url.isLocalFile()     ? url.toLocalFile()
+        : url.scheme() == QLatin1String("qrc") ? QLatin1Char(':') + url.path()
+                                               : QString();
+    if (path.isEmpty())
+        return QImage();
+    QImageReader reader;
+    PictureFormat::prepare(reader, path);
+    return reader.read();
 }
 
 // `image` fitted into `size` by a platform image-scaling value, at the screen's pixel ratio.
