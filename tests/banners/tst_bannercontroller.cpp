@@ -1,5 +1,4 @@
 #include "AdServerProcess.h"
-#include "EdgeShare.h"
 #include "GifWriter.h"
 #include "TestEnvironment.h"
 
@@ -26,7 +25,6 @@
 #include <QTemporaryDir>
 
 using namespace velmora;
-using velmora::test::edgeShare;
 using velmora::test::TestEnvironment;
 
 // Receives the URLs the framework asks the desktop to open.
@@ -518,30 +516,6 @@ private Q_SLOTS:
     }
 
     // Screenshots of a house banner at the bottom of a host window, large and small.
-    // On a screen of pixel ratio 2 (ctest runs this once more with QT_SCALE_FACTOR=2) the
-    // close button draws its 2x picture: its glyph's edges take a clearly smaller share of the
-    // button than with the 1x picture alone, which the screen can only blow up.
-    void sharpAtPixelRatioTwo()
-    {
-        if (qApp->devicePixelRatio() < 2)
-            QSKIP("needs a screen of pixel ratio 2 (QT_SCALE_FACTOR=2)");
-        auto window = hostWindow(QSize(1000, 300));
-        QVERIFY(window);
-        BannerController *banner = BannerController::addBannerToWindow(window.get());
-        QSignalSpy changed(banner, &BannerController::bannerChanged);
-        banner->endDownloadСonfiguration();
-        QTRY_COMPARE(changed.count(), 1);
-
-        QAbstractButton *close = banner->closeButton();
-        const QIcon shipped = close->icon();
-        const double sharp = edgeShare(close);
-        close->setIcon(QIcon(shipped.pixmap(shipped.actualSize(close->size()), 1.0)));
-        const double blownUp = edgeShare(close);
-        close->setIcon(shipped);
-        QVERIFY2(sharp <= 0.75 * blownUp,
-                 qPrintable(QStringLiteral("edge share %1, 1x picture %2").arg(sharp).arg(blownUp)));
-    }
-
     void screenshots_data()
     {
         QTest::addColumn<double>("height");
