@@ -67,18 +67,6 @@ std::unique_ptr<QMainWindow> hostWindow(QSize size, bool show = true)
     return window;
 }
 
-void writeInfoPlist(const QString &folder, const QString &identifier)
-{
-    QDir().mkpath(folder);
-    QFile plist(folder + QStringLiteral("/Info.plist"));
-    if (!plist.open(QIODevice::WriteOnly))
-        return;
-    plist.write(QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
-                               "<key>MetrivoAppId</key><string>%1</string></dict></plist>\n")
-                    .arg(identifier)
-                    .toUtf8());
-}
-
 bool near(const QRectF &actual, const QRectF &expected)
 {
     auto close = [](double a, double b) { return qAbs(a - b) < 0.01; };
@@ -154,7 +142,8 @@ private Q_SLOTS:
         QVERIFY2(m_server.start(m_dir.filePath(QStringLiteral("ads"))), qPrintable(m_server.errorString()));
         qputenv("VELMORA_AD_SERVER_URL", m_server.baseUrl().toString().toUtf8());
 
-        writeInfoPlist(m_dir.filePath(QStringLiteral("host")), QStringLiteral("mac.000000.mac-store"));
+        QVERIFY(TestEnvironment::writeInfoPlist(m_dir.filePath(QStringLiteral("host")),
+                                                QStringLiteral("mac.000000.mac-store")));
         Bundle::setMainAppBundlePath(m_dir.filePath(QStringLiteral("host")));
         Clock::install(&m_clock);
         QDesktopServices::setUrlHandler(kStoreScheme, &m_urls, "open");
@@ -254,7 +243,7 @@ private Q_SLOTS:
         const QMap<QString, QString> table = StandardNames::standardBanners();
         const QString own = ownRow < 0 ? QStringLiteral("mac.000000.mac-store") : table.keys().at(ownRow);
         const QString hostFolder = m_dir.filePath(QStringLiteral("host-%1").arg(ownRow + 1));
-        writeInfoPlist(hostFolder, own);
+        QVERIFY(TestEnvironment::writeInfoPlist(hostFolder, own));
         Bundle::setMainAppBundlePath(hostFolder);
         auto window = hostWindow(QSize(1000, 300));
         QVERIFY(window);
@@ -363,10 +352,8 @@ private Q_SLOTS:
         banner->endDownloadСonfiguration();
         QTRY_VERIFY_WITH_TIMEOUT(changed.count() >= 1, 10000);
 
-        bool fetched = false;
-        for (const QJsonObject &line : m_server.logLines())
-            fetched = fetched || line.value(QStringLiteral("path")).toString() == QStringLiteral("/media/") + file;
-        QVERIFY2(fetched, "the banner's media was requested from the ad server");
+        QVERIFY2(!m_server.requests(QStringLiteral("GET"), QStringLiteral("/media/") + file).isEmpty(),
+                 "the banner's media was requested from the ad server");
         QCOMPARE(banner->selectBanner(), QStringLiteral("Photo Editor"));
         QCOMPARE(banner->bannerImage()->imageSize(), QSize(728, 90));
         QCOMPARE(banner->currentURL().scheme(), kStoreScheme);

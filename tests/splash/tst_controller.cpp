@@ -25,6 +25,7 @@
 #include <csignal>
 
 using namespace velmora;
+using velmora::test::TestEnvironment;
 
 namespace {
 
@@ -53,11 +54,6 @@ QString fakeHelper(const char *commands)
     script.close();
     script.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
     return path;
-}
-
-QUrl media(const QString &name)
-{
-    return QUrl::fromLocalFile(test::TestEnvironment::sourcePath(QStringLiteral("tests/data/media/") + name));
 }
 
 // The elements whose hidden flag is clear, the root view included.
@@ -394,9 +390,9 @@ private Q_SLOTS:
         SplashScreenController &controller = attach();
         for (const QString &flag : flags)
             setFlag(controller, flag);
-        controller.setVideoUrl(media(QStringLiteral("missing.mp4")));
+        controller.setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("missing.mp4")));
         if (interstitial)
-            controller.setInterstitialUrl(media(QStringLiteral("still.jpg")));
+            controller.setInterstitialUrl(TestEnvironment::mediaUrl(QStringLiteral("still.jpg")));
         runSteps(controller, steps);
 
         QCOMPARE(shownElements(controller), sorted(shown));
@@ -475,9 +471,9 @@ private Q_SLOTS:
         QFETCH(bool, sent);
 
         SplashScreenController &controller = attach();
-        controller.setVideoUrl(media(QStringLiteral("missing.mp4")));
+        controller.setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("missing.mp4")));
         if (interstitial)
-            controller.setInterstitialUrl(media(QStringLiteral("still.jpg")));
+            controller.setInterstitialUrl(TestEnvironment::mediaUrl(QStringLiteral("still.jpg")));
         runSteps(controller, steps);
 
         // A real click in the middle of the splash screen lands on the click area.
@@ -491,7 +487,7 @@ private Q_SLOTS:
     void buttonsReportToTheOutput()
     {
         SplashScreenController &controller = attach();
-        controller.setVideoUrl(media(QStringLiteral("missing.mp4")));
+        controller.setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("missing.mp4")));
         runSteps(controller, { "startWithoutSplash", "video" });
 
         QTest::mouseClick(controller.soundButton(), Qt::LeftButton);
@@ -604,7 +600,7 @@ private Q_SLOTS:
     void playsTheVideoToItsEnd()
     {
         QFETCH(QString, preparation);
-        const QUrl video = media(QStringLiteral("test-video-short.mp4"));
+        const QUrl video = TestEnvironment::mediaUrl(QStringLiteral("test-video-short.mp4"));
         SplashScreenController &controller = attach();
         controller.setMuted(true);
         controller.setVideoUrl(video);
@@ -654,7 +650,7 @@ private Q_SLOTS:
         if (!helper.isEmpty())
             qputenv("VELMORA_MEDIA_HELPER", helper.toLocal8Bit());
         SplashScreenController &controller = attach();
-        controller.setVideoUrl(media(file));
+        controller.setVideoUrl(TestEnvironment::mediaUrl(file));
         runSteps(controller, { "start", "video" });
         qputenv("VELMORA_MEDIA_HELPER", real);
 
@@ -667,7 +663,7 @@ private Q_SLOTS:
         runSteps(controller, { "end", "hide" });
         QVERIFY(!controller.closeButton()->isHidden());
         QVERIFY(controller.view()->isHidden());
-        controller.setVideoUrl(media(QStringLiteral("test-video-short.mp4")));
+        controller.setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("test-video-short.mp4")));
         runSteps(controller, { "start", "video" });
         QTRY_VERIFY_WITH_TIMEOUT(controller.playerlayer()->hasFrame(), 10000);
     }
@@ -684,7 +680,7 @@ private Q_SLOTS:
     {
         QFETCH(int, signal);
         SplashScreenController &controller = attach();
-        controller.setVideoUrl(media(QStringLiteral("test-video.mp4")));
+        controller.setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("test-video.mp4")));
         runSteps(controller, { "start", "video" });
         QTRY_VERIFY_WITH_TIMEOUT(controller.playerlayer()->hasFrame(), 10000);
         const qint64 pid = controller.playback()->process()->processId();
@@ -695,7 +691,7 @@ private Q_SLOTS:
         runSteps(controller, { "ended", "end", "hide" });
         // The stopped helper is let go and killed; it never comes back.
         QTRY_VERIFY_WITH_TIMEOUT(!test::processStat(pid) || test::processStat(pid)->state == 'Z', 10000);
-        controller.setVideoUrl(media(QStringLiteral("test-video-short.mp4")));
+        controller.setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("test-video-short.mp4")));
         runSteps(controller, { "start", "video" });
         QTRY_VERIFY_WITH_TIMEOUT(controller.playerlayer()->hasFrame(), 10000);
     }
@@ -705,7 +701,7 @@ private Q_SLOTS:
     void hideStopsAStillLoadingVideo()
     {
         SplashScreenController &controller = attach();
-        controller.setVideoUrl(media(QStringLiteral("test-video.mp4")));
+        controller.setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("test-video.mp4")));
         controller.showVideo();
         QPointer<MediaProcess> helper = controller.playback()->process();
         QVERIFY(helper);
@@ -721,7 +717,7 @@ private Q_SLOTS:
     void hostDeletesItsWindowDuringTheVideo()
     {
         SplashScreenController &controller = attach();
-        controller.setVideoUrl(media(QStringLiteral("test-video.mp4")));
+        controller.setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("test-video.mp4")));
         runSteps(controller, { "start", "video" });
         QTRY_VERIFY_WITH_TIMEOUT(controller.playback()->state() == VideoPlayback::State::Playing, 10000);
 
@@ -772,7 +768,7 @@ private Q_SLOTS:
     {
         QFETCH(QSize, size);
         QFETCH(bool, icon);
-        const QString folder = test::TestEnvironment::binaryPath(QStringLiteral("screenshots"));
+        const QString folder = TestEnvironment::binaryPath(QStringLiteral("screenshots"));
         QVERIFY(QDir().mkpath(folder));
         const QString suffix = QStringLiteral("-%1x%2%3%4.png")
                                    .arg(size.width())
@@ -788,8 +784,8 @@ private Q_SLOTS:
             controller.setIcon(sampleIcon());
         controller.setTimerText(QStringLiteral("7"));
         controller.setVideoTimerText(QStringLiteral("4"));
-        controller.setVideoUrl(media(QStringLiteral("test-video.mp4")));
-        controller.setInterstitialUrl(media(QStringLiteral("still.jpg")));
+        controller.setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("test-video.mp4")));
+        controller.setInterstitialUrl(TestEnvironment::mediaUrl(QStringLiteral("still.jpg")));
         ColoredView *view = controller.view();
 
         runSteps(controller, { "start" });
