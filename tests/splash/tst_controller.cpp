@@ -714,19 +714,6 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(helper.isNull(), 10000);
     }
 
-    void hostDeletesItsWindowDuringTheVideo()
-    {
-        SplashScreenController &controller = attach();
-        controller.setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("test-video.mp4")));
-        runSteps(controller, { "start", "video" });
-        QTRY_VERIFY_WITH_TIMEOUT(controller.playback()->state() == VideoPlayback::State::Playing, 10000);
-
-        m_window.reset();
-        QVERIFY(controller.view() && !controller.view()->parentWidget()); // a fresh, detached tree
-        QVERIFY(!controller.window());
-        runSteps(controller, { "end", "hide", "start" });
-    }
-
     // On a screen of pixel ratio 2 (ctest runs this once more with QT_SCALE_FACTOR=2) the
     // close and sound buttons draw their 2x pictures: their glyph edges take a clearly
     // smaller share of the button than those of the same button given only the 1x picture,
