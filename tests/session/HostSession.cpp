@@ -227,8 +227,6 @@ QString HostSession::run(const QString &step)
     m_clickSource = ClickSource::None;
     m_forcedStep = words.first() == QLatin1String("force") || words.first() == QLatin1String("without");
     m_withoutStep = words.first() == QLatin1String("without");
-    QElapsedTimer elapsed;
-    elapsed.start();
     const QString error = perform(words);
     if (!error.isEmpty())
         return error;
@@ -236,14 +234,8 @@ QString HostSession::run(const QString &step)
     const QString broken = check();
     // A soft show asked for while ready but without a key window starts at an activation.
     m_softShowPending = Velmora::SSPresenter()->isNeedShow();
-    Cost &cost = s_costs[words.first()];
-    cost.nanoseconds += elapsed.nsecsElapsed();
-    cost.longest = qMax(cost.longest, elapsed.nsecsElapsed());
-    ++cost.steps;
     return broken;
 }
-
-QMap<QString, HostSession::Cost> HostSession::s_costs;
 
 QString HostSession::perform(const QStringList &words)
 {

@@ -2,7 +2,6 @@
 
 #include "support/ManualClock.h"
 
-#include <QMap>
 #include <QPointer>
 #include <QStringList>
 #include <QUrl>
@@ -49,14 +48,6 @@ public:
     // string. A step that does not parse is an error too.
     QString run(const QString &step);
     int checks() const { return m_checks; }
-
-    // Wall-clock time spent in each kind of step, over every session of the process.
-    struct Cost {
-        qint64 nanoseconds = 0;
-        int steps = 0;
-        qint64 longest = 0;
-    };
-    static QMap<QString, Cost> s_costs;
 
     // Steps for a seeded random session of `count` host operations.
     static QStringList randomSteps(quint32 seed, int count);
