@@ -33,19 +33,6 @@ const char *const kHostProperty = "velmoraTestHost";
 
 using P = SplashScreenPresenter;
 
-bool isInput(QEvent::Type type)
-{
-    switch (type) {
-    case QEvent::MouseButtonPress:
-    case QEvent::MouseButtonRelease:
-    case QEvent::MouseButtonDblClick:
-    case QEvent::Wheel:
-        return true;
-    default:
-        return false;
-    }
-}
-
 bool timerPending(const Timer *timer)
 {
     return timer && timer->isValid();
@@ -79,16 +66,6 @@ bool isFadingOut(const QWidget *widget)
 }
 
 } // namespace
-
-bool HostCanvas::event(QEvent *event)
-{
-    if (isInput(event->type())) {
-        ++inputEvents;
-        event->accept();
-        return true;
-    }
-    return QWidget::event(event);
-}
 
 HostSession::HostSession(const Clips &clips)
     : m_clips(clips)

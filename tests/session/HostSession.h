@@ -1,5 +1,6 @@
 #pragma once
 
+#include "HostCanvas.h"
 #include "support/ManualClock.h"
 
 #include <QPointer>
@@ -15,17 +16,6 @@ class SplashScreenController;
 }
 
 namespace velmora::test {
-
-// A host window's own content: it counts the input that reaches it, so a test can tell
-// whether a click meant for an ad fell through to the host.
-class HostCanvas : public QWidget {
-public:
-    using QWidget::QWidget;
-    int inputEvents = 0;
-
-protected:
-    bool event(QEvent *event) override;
-};
 
 // One whole host session in this process: the real facade, presenter, controllers and
 // banners over real offscreen windows, on virtual time, with the real media backend. Each
