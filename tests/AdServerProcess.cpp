@@ -102,6 +102,17 @@ QList<QJsonObject> AdServerProcess::logLines() const
     return lines;
 }
 
+QList<QJsonObject> AdServerProcess::requests(const QString &method, const QString &path) const
+{
+    QList<QJsonObject> found;
+    for (const QJsonObject &line : logLines()) {
+        if (line.value(QStringLiteral("method")).toString() == method
+            && (path.isEmpty() || line.value(QStringLiteral("path")).toString() == path))
+            found << line;
+    }
+    return found;
+}
+
 bool AdServerProcess::setFaults(const QJsonObject &faults)
 {
     return control(QStringLiteral("/__control/faults"), QJsonDocument(faults).toJson(QJsonDocument::Compact));

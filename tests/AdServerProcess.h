@@ -40,8 +40,9 @@ public:
     QString logPath() const;
     QString errorString() const { return m_error; }
 
-    // Requests received so far, oldest first.
+    // Requests received so far, oldest first; or only those with `method` (and `path`).
     QList<QJsonObject> logLines() const;
+    QList<QJsonObject> requests(const QString &method, const QString &path = QString()) const;
     // Replace or clear the fault table through the server's control endpoint.
     bool setFaults(const QJsonObject &faults);
     bool resetFaults();

@@ -62,4 +62,25 @@ QString TestEnvironment::binaryPath(const QString &relative)
     return qEnvironmentVariable("VELMORA_BINARY_DIR", QStringLiteral(".")) + QLatin1Char('/') + relative;
 }
 
+QUrl TestEnvironment::mediaUrl(const QString &name)
+{
+    return QUrl::fromLocalFile(sourcePath(QStringLiteral("tests/data/media/") + name));
+}
+
+bool TestEnvironment::writeInfoPlist(const QString &folder, const QString &identifier)
+{
+    QDir().mkpath(folder);
+    QFile plist(folder + QStringLiteral("/Info.plist"));
+    if (!plist.open(QIODevice::WriteOnly))
+        return false;
+    const QString entry = identifier.isNull()
+        ? QString()
+        : QStringLiteral("<key>MetrivoAppId</key><string>%1</string>").arg(identifier.toHtmlEscaped());
+    plist.write(
+        QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>%1</dict></plist>\n")
+            .arg(entry)
+            .toUtf8());
+    return true;
+}
+
 } // namespace velmora::test

@@ -67,18 +67,6 @@ std::unique_ptr<QMainWindow> hostWindow(QSize size, bool show = true)
     return window;
 }
 
-void writeInfoPlist(const QString &folder, const QString &identifier)
-{
-    QDir().mkpath(folder);
-    QFile plist(folder + QStringLiteral("/Info.plist"));
-    if (!plist.open(QIODevice::WriteOnly))
-        return;
-    plist.write(QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
-                               "<key>MetrivoAppId</key><string>%1</string></dict></plist>\n")
-                    .arg(identifier)
-                    .toUtf8());
-}
-
 bool near(const QRectF &actual, const QRectF &expected)
 {
     auto close = [](double a, double b) { return qAbs(a - b) < 0.01; };
@@ -154,7 +142,8 @@ private Q_SLOTS:
         QVERIFY2(m_server.start(m_dir.filePath(QStringLiteral("ads"))), qPrintable(m_server.errorString()));
         qputenv("VELMORA_AD_SERVER_URL", m_server.baseUrl().toString().toUtf8());
 
-        writeInfoPlist(m_dir.filePath(QStringLiteral("host")), QStringLiteral("mac.000000.mac-store"));
+        QVERIFY(TestEnvironment::writeInfoPlist(m_dir.filePath(QStringLiteral("host")),
+                                                QStringLiteral("mac.000000.mac-store")));
         Bundle::setMainAppBundlePath(m_dir.filePath(QStringLiteral("host")));
         Clock::install(&m_clock);
         QDesktopServices::setUrlHandler(kStoreScheme, &m_urls, "open");
@@ -254,7 +243,7 @@ private Q_SLOTS:
         const QMap<QString, QString> table = StandardNames::standardBanners();
         const QString own = ownRow < 0 ? QStringLiteral("mac.000000.mac-store") : table.keys().at(ownRow);
         const QString hostFolder = m_dir.filePath(QStringLiteral("host-%1").arg(ownRow + 1));
-        writeInfoPlist(hostFolder, own);
+        QVERIFY(TestEnvironment::writeInfoPlist(hostFolder, own));
         Bundle::setMainAppBundlePath(hostFolder);
         auto window = hostWindow(QSize(1000, 300));
         QVERIFY(window);
@@ -363,10 +352,8 @@ private Q_SLOTS:
         banner->endDownloadСonfiguration();
         QTRY_VERIFY_WITH_TIMEOUT(changed.count() >= 1, 10000);
 
-        bool fetched = false;
-        for (const QJsonObject &line : m_server.logLines())
-            fetched = fetched || line.value(QStringLiteral("path")).toString() == QStringLiteral("/media/") + file;
-        QVERIFY2(fetched, "the banner's media was requested from the ad server");
+        QVERIFY2(!m_server.requests(QStringLiteral("GET"), QStringLiteral("/media/") + file).isEmpty(),
+                 "the banner's media was requested from the ad server");
         QCOMPARE(banner->selectBanner(), QStringLiteral("Photo Editor"));
         QCOMPARE(banner->bannerImage()->imageSize(), QSize(728, 90));
         QCOMPARE(banner->currentURL().scheme(), kStoreScheme);
@@ -374,8 +361,11 @@ private Q_SLOTS:
         QVERIFY(banner->view()->isVisible());
     }
 
+    // Where the banner sits in its container, also after the host resized the window.
     void placement_data()
     {
+        QTest::addColumn<bool>("mainWindow"); // else a plain window is the container
+        QTest::addColumn<QSize>("shownAt"); // then resized to `container`; invalid: shown at it
         QTest::addColumn<QSize>("container");
         QTest::addColumn<double>("height");
         QTest::addColumn<double>("bottomInset");
@@ -383,35 +373,56 @@ private Q_SLOTS:
         QTest::addColumn<QRectF>("frame");
         const double large = 100.0 * 728 / 90; // 808.9
         const double small = 60.0 * 728 / 90;
+        const QSize none;
         QTest::newRow("728x90 at 100 is 808.9 wide, one shadow depth up")
-            << QSize(1000, 600) << 100.0 << 0.0 << 0.0 << QRectF((1000 - large) / 2, 600 - 4 - 100, large, 100);
-        QTest::newRow("bottom inset 10 over a shadow of 4")
-            << QSize(1000, 600) << 100.0 << 10.0 << 0.0 << QRectF((1000 - large) / 2, 600 - 14 - 100, large, 100);
-        QTest::newRow("small banner") << QSize(1000, 600) << 60.0 << 0.0 << 0.0
+            << true << none << QSize(1000, 600) << 100.0 << 0.0 << 0.0
+            << QRectF((1000 - large) / 2, 600 - 4 - 100, large, 100);
+        QTest::newRow("bottom inset 10 over a shadow of 4") << true << none << QSize(1000, 600) << 100.0 << 10.0 << 0.0
+                                                            << QRectF((1000 - large) / 2, 600 - 14 - 100, large, 100);
+        QTest::newRow("small banner") << true << none << QSize(1000, 600) << 60.0 << 0.0 << 0.0
                                       << QRectF((1000 - small) / 2, 600 - 4 - 60, small, 60);
-        QTest::newRow("positive centre inset moves right")
-            << QSize(1000, 600) << 100.0 << 0.0 << 50.0 << QRectF((1000 - large) / 2 + 50, 496, large, 100);
+        QTest::newRow("positive centre inset moves right") << true << none << QSize(1000, 600) << 100.0 << 0.0 << 50.0
+                                                           << QRectF((1000 - large) / 2 + 50, 496, large, 100);
         QTest::newRow("offset past the trailing edge stops at it")
-            << QSize(1000, 600) << 100.0 << 0.0 << 400.0 << QRectF(1000 - large, 496, large, 100);
+            << true << none << QSize(1000, 600) << 100.0 << 0.0 << 400.0 << QRectF(1000 - large, 496, large, 100);
         QTest::newRow("container narrower than the banner keeps the trailing edge")
-            << QSize(600, 400) << 100.0 << 0.0 << 0.0 << QRectF(600 - large, 296, large, 100);
+            << true << none << QSize(600, 400) << 100.0 << 0.0 << 0.0 << QRectF(600 - large, 296, large, 100);
+        QTest::newRow("main window grown: the central widget is followed")
+            << true << QSize(1000, 400) << QSize(1400, 700) << 100.0 << 10.0 << 0.0
+            << QRectF((1400 - large) / 2, 700 - 14 - 100, large, 100);
+        QTest::newRow("plain window grown") << false << QSize(1000, 400) << QSize(1400, 700) << 100.0 << 10.0 << 0.0
+                                            << QRectF((1400 - large) / 2, 700 - 14 - 100, large, 100);
+        QTest::newRow("plain window shrunk under the banner's width")
+            << false << QSize(1400, 700) << QSize(500, 300) << 100.0 << 10.0 << 0.0
+            << QRectF(500 - large, 300 - 14 - 100, large, 100);
     }
 
     void placement()
     {
+        QFETCH(bool, mainWindow);
+        QFETCH(QSize, shownAt);
         QFETCH(QSize, container);
         QFETCH(double, height);
         QFETCH(double, bottomInset);
         QFETCH(double, centerXInset);
         QFETCH(QRectF, frame);
-        auto window = hostWindow(container);
+        const QSize first = shownAt.isValid() ? shownAt : container;
+        std::unique_ptr<QWidget> window = mainWindow ? hostWindow(first) : std::make_unique<QWidget>();
         QVERIFY(window);
+        if (!mainWindow) {
+            window->resize(first);
+            window->show();
+            QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        }
         BannerController *banner = BannerController::addBannerToWindow(window.get());
-        QCOMPARE(banner->view()->parentWidget(), window->centralWidget());
+        if (auto *main = qobject_cast<QMainWindow *>(window.get()))
+            QCOMPARE(banner->view()->parentWidget(), main->centralWidget());
         banner->setHeight(height);
         banner->setBottomInset(bottomInset);
         banner->setCenterXInset(centerXInset);
         banner->setBannerGifImageWithURL(QUrl::fromLocalFile(bannerGif(QStringLiteral("downloaded.gif"))));
+        window->resize(container);
+        QTRY_COMPARE(banner->view()->parentWidget()->size(), container);
 
         QTRY_VERIFY2(near(banner->bannerFrame(), frame), qPrintable(describe(banner->bannerFrame())));
         const QRect geometry = banner->view()->geometry();
@@ -419,37 +430,6 @@ private Q_SLOTS:
                  qPrintable(describe(geometry)));
         QCOMPARE(geometry.y() + geometry.height(), qRound(frame.bottom()));
         QVERIFY(geometry.right() < container.width());
-    }
-
-    void followsTheContainersSize_data()
-    {
-        QTest::addColumn<bool>("mainWindow");
-        QTest::newRow("main window: central widget") << true;
-        QTest::newRow("plain window") << false;
-    }
-
-    void followsTheContainersSize()
-    {
-        QFETCH(bool, mainWindow);
-        std::unique_ptr<QWidget> window
-            = mainWindow ? std::unique_ptr<QWidget>(hostWindow(QSize(1000, 400))) : std::make_unique<QWidget>();
-        QVERIFY(window);
-        if (!mainWindow) {
-            window->resize(1000, 400);
-            window->show();
-            QVERIFY(QTest::qWaitForWindowExposed(window.get()));
-        }
-        BannerController *banner = BannerController::addBannerToWindow(window.get());
-        banner->setBottomInset(10);
-        banner->setBannerGifImageWithURL(QUrl::fromLocalFile(bannerGif(QStringLiteral("downloaded.gif"))));
-        window->resize(1400, 700);
-        QTRY_COMPARE(banner->view()->parentWidget()->size(), QSize(1400, 700));
-        const QRect geometry = banner->view()->geometry();
-        QVERIFY2(qAbs(geometry.center().x() + 0.5 - 700) <= 1, qPrintable(describe(geometry)));
-        QCOMPARE(geometry.y() + geometry.height(), 700 - 14);
-        window->resize(500, 300);
-        QTRY_COMPARE(banner->view()->geometry().right(), 499);
-        QCOMPARE(banner->view()->geometry().bottom() + 1, 300 - 14);
     }
 
     void viewControllerOutsideAnyWindowGetsTheBanner()

@@ -34,22 +34,6 @@ void trustCertificate(const QString &pem)
     QSslConfiguration::setDefaultConfiguration(config);
 }
 
-bool writePlist(const QString &folder, const QString &innerId)
-{
-    QDir().mkpath(folder);
-    QFile file(folder + QStringLiteral("/Info.plist"));
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    QString entries;
-    if (!innerId.isNull())
-        entries = QStringLiteral("<key>MetrivoAppId</key><string>%1</string>").arg(innerId.toHtmlEscaped());
-    file.write(
-        QStringLiteral("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>%1</dict></plist>\n")
-            .arg(entries)
-            .toUtf8());
-    return true;
-}
-
 bool openssl(const QStringList &arguments, const QString &folder)
 {
     QProcess process;
@@ -137,17 +121,6 @@ class DownloaderTest : public QObject {
     Q_OBJECT
 
 private:
-    QList<QJsonObject> requests(const QString &method, const QString &path = QString()) const
-    {
-        QList<QJsonObject> found;
-        for (const QJsonObject &line : m_server.logLines()) {
-            if (line.value(QStringLiteral("method")).toString() == method
-                && (path.isEmpty() || line.value(QStringLiteral("path")).toString() == path))
-                found << line;
-        }
-        return found;
-    }
-
     // Waits until downloads started by earlier reads of videoURL() have landed.
     void settle() const
     {
@@ -217,7 +190,7 @@ private Q_SLOTS:
         QFETCH(QString, innerId);
         QFETCH(QByteArray, body);
         const QString folder = m_dir.filePath(QStringLiteral("plist-%1").arg(QTest::currentDataTag()));
-        QVERIFY(writePlist(folder, innerId));
+        QVERIFY(TestEnvironment::writeInfoPlist(folder, innerId));
         Bundle::setMainAppBundlePath(folder);
         const QByteArray sent = m_downloader->requestBody();
         Bundle::setMainAppBundlePath(m_dir.filePath(QStringLiteral("host")));
@@ -232,7 +205,7 @@ private Q_SLOTS:
         m_downloader->downloadJSONWithComplitionBlock([&calls] { ++calls; });
         QCOMPARE(calls, 1);
         QTest::qWait(200);
-        QVERIFY(requests(QStringLiteral("POST")).isEmpty());
+        QVERIFY(m_server.requests(QStringLiteral("POST")).isEmpty());
         QVERIFY(!m_downloader->isUpdateAdsCurrentSession());
         online = true;
     }
@@ -245,7 +218,7 @@ private Q_SLOTS:
         // A second call while the request runs does nothing.
         m_downloader->downloadJSONWithComplitionBlock([&calls] { calls += 100; });
         QTRY_COMPARE(calls, 1);
-        const QList<QJsonObject> posts = requests(QStringLiteral("POST"));
+        const QList<QJsonObject> posts = m_server.requests(QStringLiteral("POST"));
         QCOMPARE(posts.size(), 1);
         const QJsonObject post = posts.first();
         QCOMPARE(post.value(QStringLiteral("path")).toString(), QStringLiteral("/api/v1/banners"));
@@ -260,7 +233,7 @@ private Q_SLOTS:
         m_downloader->downloadJSONWithComplitionBlock([&calls] { ++calls; });
         QTest::qWait(200);
         QCOMPARE(calls, 1);
-        QCOMPARE(requests(QStringLiteral("POST")).size(), 1);
+        QCOMPARE(m_server.requests(QStringLiteral("POST")).size(), 1);
     }
 
     void bannerAndVideoLandInTheCache()
@@ -350,7 +323,7 @@ private Q_SLOTS:
         QVERIFY(m_server.resetFaults());
         QVERIFY(delivered.isEmpty());
         // Qt may resend a GET once when the connection drops before an answer.
-        QVERIFY(!requests(QStringLiteral("GET"), path).isEmpty());
+        QVERIFY(!m_server.requests(QStringLiteral("GET"), path).isEmpty());
         QVERIFY(!QFile::exists(AdsDownloader::cacheDirectory() + QLatin1Char('/') + name));
     }
 
@@ -462,7 +435,7 @@ private Q_SLOTS:
                             QJsonObject { { QStringLiteral("body"), answer },
                                           { QStringLiteral("status"), status ? status : 200 },
                                           { QStringLiteral("contentType"), QStringLiteral("application/json") } } } }));
-        const qsizetype before = requests(QStringLiteral("GET"), QStringLiteral("/lookup")).size();
+        const qsizetype before = m_server.requests(QStringLiteral("GET"), QStringLiteral("/lookup")).size();
         // Not QtConcurrent: waiting on its future may run the task on this (main) thread.
         auto found = std::make_shared<QString>();
         auto done = std::make_shared<QAtomicInt>(0);
@@ -473,7 +446,7 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(done->loadAcquire(), 30000);
         QVERIFY(m_server.resetFaults());
         QCOMPARE(*found, name);
-        const QList<QJsonObject> lookups = requests(QStringLiteral("GET"), QStringLiteral("/lookup"));
+        const QList<QJsonObject> lookups = m_server.requests(QStringLiteral("GET"), QStringLiteral("/lookup"));
         QCOMPARE(lookups.size(), before + 1);
         QCOMPARE(lookups.last().value(QStringLiteral("query")).toString(), query);
     }
@@ -582,7 +555,7 @@ private Q_SLOTS:
         QVERIFY(saved.contains(QStringLiteral("standard")) && saved.contains(QStringLiteral("video")));
         QVERIFY(m_server.setFaults(QJsonObject {
             { QStringLiteral("/api/v1/banners"), QJsonObject { { QStringLiteral("body"), replyBody } } } }));
-        const qsizetype before = requests(QStringLiteral("POST"), QStringLiteral("/api/v1/banners")).size();
+        const qsizetype before = m_server.requests(QStringLiteral("POST"), QStringLiteral("/api/v1/banners")).size();
 
         QProcess child;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
@@ -595,17 +568,9 @@ private Q_SLOTS:
         QVERIFY(child.waitForFinished(60000));
         QVERIFY(m_server.resetFaults());
         QCOMPARE(QString::fromUtf8(child.readAllStandardOutput()).trimmed(), report);
-        QCOMPARE(requests(QStringLiteral("POST"), QStringLiteral("/api/v1/banners")).size(), before + 1);
+        QCOMPARE(m_server.requests(QStringLiteral("POST"), QStringLiteral("/api/v1/banners")).size(), before + 1);
     }
 };
 
-int main(int argc, char **argv)
-{
-    TestEnvironment::prepare("DownloaderTest");
-    QApplication app(argc, argv);
-    if (qEnvironmentVariableIsSet("VELMORA_DOWNLOADER_SCENARIO"))
-        return freshRunScenario();
-    DownloaderTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+VELMORA_TEST_MAIN_WITH_CHILD(DownloaderTest, "VELMORA_DOWNLOADER_SCENARIO", freshRunScenario())
 #include "tst_downloader.moc"

@@ -20,6 +20,14 @@ QList<QUrl> storedQueue()
 {
     return AdsEventLogger::unarchive(VLMObjForKey(stackKey).toByteArray());
 }
+
+// The child of queueIsLoadedByANewProcess: the queue this process starts with.
+int printQueue()
+{
+    for (const QUrl &url : AdsEventLogger::sharedInstance()->eventStack())
+        printf("%s\n", qPrintable(url.toString()));
+    return 0;
+}
 } // namespace
 
 class EventLoggerTest : public QObject {
@@ -66,11 +74,8 @@ private Q_SLOTS:
         logger->logEventWithURL(m_server.url(QStringLiteral("/e0")));
         QTRY_VERIFY(logger->eventStack().isEmpty());
         QTRY_VERIFY(storedQueue().isEmpty());
-        QStringList paths;
-        for (const QJsonObject &line : m_server.logLines())
-            paths << line.value(QStringLiteral("path")).toString();
         for (const char *path : { "/e0", "/e1", "/e2", "/e3" })
-            QVERIFY2(paths.contains(QString::fromLatin1(path)), path);
+            QVERIFY2(!m_server.requests(QStringLiteral("GET"), QString::fromLatin1(path)).isEmpty(), path);
     }
 
     // Status codes are not judged; only an answer that did not arrive whole goes back.
@@ -109,16 +114,5 @@ private:
     AdServerProcess m_server;
 };
 
-int main(int argc, char **argv)
-{
-    velmora::test::TestEnvironment::prepare("EventLoggerTest");
-    QApplication app(argc, argv);
-    if (qEnvironmentVariableIsSet("VELMORA_PRINT_QUEUE")) {
-        for (const QUrl &url : AdsEventLogger::sharedInstance()->eventStack())
-            printf("%s\n", qPrintable(url.toString()));
-        return 0;
-    }
-    EventLoggerTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+VELMORA_TEST_MAIN_WITH_CHILD(EventLoggerTest, "VELMORA_PRINT_QUEUE", printQueue())
 #include "tst_eventlogger.moc"

@@ -51,6 +51,7 @@ QString adServerOnIPv6IsAsked()
 // route of one family comes and goes.
 int namespaceScenario(int family)
 {
+    ip(QStringLiteral("link set lo up"));
     const bool v6 = family == 6;
     const QHostAddress internetV4(QStringLiteral("198.51.100.1"));
     const QHostAddress internetV6(QStringLiteral("2001:db8::1"));
@@ -256,16 +257,7 @@ private Q_SLOTS:
     }
 };
 
-int main(int argc, char **argv)
-{
-    velmora::test::TestEnvironment::prepare("ReachabilityTest");
-    QApplication app(argc, argv);
-    if (qEnvironmentVariableIsSet("VELMORA_NETNS_SCENARIO")) {
-        ip(QStringLiteral("link set lo up"));
-        return namespaceScenario(qEnvironmentVariableIntValue("VELMORA_NETNS_SCENARIO"));
-    }
-    ReachabilityTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+VELMORA_TEST_MAIN_WITH_CHILD(ReachabilityTest, "VELMORA_NETNS_SCENARIO",
+                             namespaceScenario(qEnvironmentVariableIntValue("VELMORA_NETNS_SCENARIO")))
 
 #include "tst_reachability.moc"

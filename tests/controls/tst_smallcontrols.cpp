@@ -86,56 +86,30 @@ private Q_SLOTS:
         QTRY_VERIFY(counter.paints > 0);
     }
 
-    void coloredButtonBezel_data()
+    // Bezel and title take the colours of the button's state; a circle clips the corners.
+    void coloredButtonColours_data()
     {
         QTest::addColumn<bool>("enabled");
         QTest::addColumn<bool>("down");
         QTest::addColumn<bool>("circle");
-        QTest::addColumn<QColor>("centre");
+        QTest::addColumn<QColor>("bezel"); // beside the title
         QTest::addColumn<QColor>("corner");
-        QTest::newRow("default") << true << false << false << kFace << kFace;
-        QTest::newRow("highlighted") << true << true << false << kPressed << kPressed;
-        QTest::newRow("disabled wins over highlighted") << false << true << false << kDisabled << kDisabled;
-        QTest::newRow("circle cuts the corners") << true << false << true << kFace << kBlack;
+        QTest::addColumn<QColor>("title");
+        QTest::newRow("default") << true << false << false << kFace << kFace << QColor(Qt::yellow);
+        QTest::newRow("highlighted") << true << true << false << kPressed << kPressed << QColor(Qt::cyan);
+        QTest::newRow("disabled wins over highlighted")
+            << false << true << false << kDisabled << kDisabled << QColor(Qt::magenta);
+        QTest::newRow("circle cuts the corners") << true << false << true << kFace << kBlack << QColor(Qt::yellow);
     }
 
-    void coloredButtonBezel()
+    void coloredButtonColours()
     {
         QFETCH(bool, enabled);
         QFETCH(bool, down);
         QFETCH(bool, circle);
-        Backdrop backdrop;
-        auto *button = new ColoredButtonCell(&backdrop);
-        button->setGeometry(0, 0, 40, 40);
-        button->setCornerRadius(0);
-        button->setCircle(circle);
-        button->setDefaultColor(kFace);
-        button->setHighlightedColor(kPressed);
-        button->setDisabledColor(kDisabled);
-        button->setDown(down);
-        button->setEnabled(enabled);
-        const QImage image = backdrop.render();
-        QFETCH(QColor, centre);
+        QFETCH(QColor, bezel);
         QFETCH(QColor, corner);
-        VERIFY_NEAR(image.pixelColor(20, 20), centre);
-        VERIFY_NEAR(image.pixelColor(1, 1), corner);
-    }
-
-    void coloredButtonTitle_data()
-    {
-        QTest::addColumn<bool>("enabled");
-        QTest::addColumn<bool>("down");
-        QTest::addColumn<QColor>("expected");
-        QTest::newRow("default") << true << false << QColor(Qt::yellow);
-        QTest::newRow("highlighted") << true << true << QColor(Qt::cyan);
-        QTest::newRow("disabled") << false << true << QColor(Qt::magenta);
-    }
-
-    void coloredButtonTitle()
-    {
-        QFETCH(bool, enabled);
-        QFETCH(bool, down);
-        QFETCH(QColor, expected);
+        QFETCH(QColor, title);
         Backdrop backdrop;
         auto *button = new ColoredButtonCell(QStringLiteral("HHHH"), &backdrop);
         QFont font = button->font();
@@ -143,19 +117,22 @@ private Q_SLOTS:
         font.setBold(true);
         button->setFont(font);
         button->setGeometry(0, 0, 160, 40);
-        button->setDefaultColor(kBlack);
-        button->setHighlightedColor(kBlack);
-        button->setDisabledColor(kBlack);
+        button->setCornerRadius(0);
+        button->setCircle(circle);
+        button->setDefaultColor(kFace);
+        button->setHighlightedColor(kPressed);
+        button->setDisabledColor(kDisabled);
         button->setTitleDefaultColor(Qt::yellow);
         button->setTitleHighlightedColor(Qt::cyan);
         button->setTitleDisabledColor(Qt::magenta);
         button->setDown(down);
         button->setEnabled(enabled);
         const QImage image = backdrop.render();
-        const QList<QColor> titles { Qt::yellow, Qt::cyan, Qt::magenta };
-        for (const QColor &title : titles) {
-            const int count = countNear(image, title);
-            if (title == expected)
+        VERIFY_NEAR(image.pixelColor(8, 20), bezel);
+        VERIFY_NEAR(image.pixelColor(1, 1), corner);
+        for (const QColor &colour : { QColor(Qt::yellow), QColor(Qt::cyan), QColor(Qt::magenta) }) {
+            const int count = countNear(image, colour);
+            if (colour == title)
                 QVERIFY2(count > 20, qPrintable(QString::number(count)));
             else
                 QCOMPARE(count, 0);

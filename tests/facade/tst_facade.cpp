@@ -2,6 +2,7 @@
 #include <velmora/Velmora.h>
 
 #include "ChildProcesses.h"
+#include "HostCanvas.h"
 #include "SoundStreams.h"
 
 #include <velmora/Notifications.h>
@@ -80,28 +81,6 @@ QWidget *rootViewOf(QWidget *window)
     }
     return nullptr;
 }
-
-// A host window that is its own content, as a canvas host's is: it counts the input that
-// reaches it.
-class CanvasWindow : public QWidget {
-public:
-    int inputEvents = 0;
-
-protected:
-    bool event(QEvent *event) override
-    {
-        switch (event->type()) {
-        case QEvent::MouseButtonPress:
-        case QEvent::MouseButtonRelease:
-        case QEvent::MouseButtonDblClick:
-        case QEvent::Wheel:
-            ++inputEvents;
-            return true;
-        default:
-            return QWidget::event(event);
-        }
-    }
-};
 
 } // namespace
 
@@ -541,7 +520,7 @@ private Q_SLOTS:
             velmora::NotificationCenter::defaultCenter(), &velmora::NotificationCenter::notificationPosted, this,
             [&seen](const QString &name, const QVariant &) { seen << name; });
 
-        CanvasWindow window;
+        velmora::test::HostCanvas window;
         window.resize(800, 600);
         window.show();
         window.activateWindow();

@@ -6,6 +6,7 @@
 #include "TestEnvironment.h"
 
 #include "AdServerProcess.h"
+#include "ManyThreads.h"
 #include "content/AdsDownloader.h"
 #include "content/AdsEventLogger.h"
 #include "content/AdsMacHelper.h"
@@ -21,11 +22,8 @@
 
 #include <QMainWindow>
 #include <QNetworkAccessManager>
-#include <QSemaphore>
 #include <QSignalSpy>
-#include <QThreadPool>
 
-#include <functional>
 #include <memory>
 
 using namespace velmora;
@@ -36,24 +34,6 @@ namespace {
 
 constexpr int kThreads = 8;
 
-// Runs `work(i)` on kThreads pool threads that all start at the same moment, and waits.
-void fromManyThreads(const std::function<void(int)> &work)
-{
-    QThreadPool threads;
-    threads.setMaxThreadCount(kThreads);
-    QSemaphore ready, go;
-    for (int i = 0; i < kThreads; ++i) {
-        threads.start([&, i] {
-            ready.release();
-            go.acquire();
-            work(i);
-        });
-    }
-    ready.acquire(kThreads);
-    go.release(kThreads);
-    threads.waitForDone();
-}
-
 std::unique_ptr<QMainWindow> hostWindow()
 {
     auto window = std::make_unique<QMainWindow>();
@@ -61,11 +41,6 @@ std::unique_ptr<QMainWindow> hostWindow()
     window->resize(800, 500);
     window->show();
     return window;
-}
-
-QUrl clip()
-{
-    return QUrl::fromLocalFile(TestEnvironment::sourcePath(QStringLiteral("tests/data/media/test-video-short.mp4")));
 }
 
 // Which named parts of a splash screen are shown.
@@ -130,7 +105,7 @@ private Q_SLOTS:
         AdsDownloader *downloader = AdsDownloader::sharedInstance();
         AdsEventLogger *logger = AdsEventLogger::sharedInstance();
         constexpr int kEventsEach = 4;
-        fromManyThreads([&](int thread) {
+        test::fromManyThreads(kThreads, [&](int thread) {
             downloader->startUpdateAllAds();
             for (int i = 0; i < kEventsEach; ++i)
                 logger->logEventWithURL(m_server.url(QStringLiteral("/event/t%1-%2").arg(thread).arg(i)));
@@ -170,13 +145,13 @@ private Q_SLOTS:
         auto onMain = SplashScreenController::initSplashScreenWithWindow(mainWindow.get(), false);
         auto fromWorker = SplashScreenController::initSplashScreenWithWindow(workerWindow.get(), false);
         QVERIFY(onMain && fromWorker);
-        onMain->setVideoUrl(clip());
-        fromWorker->setVideoUrl(clip());
+        onMain->setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("test-video-short.mp4")));
+        fromWorker->setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("test-video-short.mp4")));
 
         for (const QString &step : steps)
             QVERIFY(test::runControllerStep(*onMain, step));
         // Every thread posts the whole sequence: eight copies of each step, in order per thread.
-        fromManyThreads([&](int) {
+        test::fromManyThreads(kThreads, [&](int) {
             for (const QString &step : steps)
                 test::runControllerStep(*fromWorker, step);
         });
@@ -200,7 +175,7 @@ private Q_SLOTS:
         connect(
             banner, &BannerController::bannerChanged, this, [&] { emittedOn << QThread::currentThread(); },
             Qt::DirectConnection);
-        fromManyThreads([&](int) {
+        test::fromManyThreads(kThreads, [&](int) {
             banner->swapBanners();
             banner->displayBanner();
         });
@@ -217,10 +192,8 @@ private:
     QStringList requestedPaths(const QString &method) const
     {
         QStringList paths;
-        for (const QJsonObject &line : m_server.logLines()) {
-            if (line.value(QStringLiteral("method")).toString() == method)
-                paths << line.value(QStringLiteral("path")).toString();
-        }
+        for (const QJsonObject &line : m_server.requests(method))
+            paths << line.value(QStringLiteral("path")).toString();
         return paths;
     }
 

@@ -2,6 +2,7 @@
 // many threads at once, ads reset and windows registered again, hundreds of shows and closes,
 // and quitting in the middle of the video. Real widgets offscreen, a real clip, virtual time.
 
+#include "ManyThreads.h"
 #include "TestEnvironment.h"
 #include "splash/VideoFrameView.h"
 
@@ -12,8 +13,6 @@
 #include <QMainWindow>
 #include <QPointer>
 #include <QProcess>
-#include <QSemaphore>
-#include <QThreadPool>
 
 #include <malloc.h>
 
@@ -26,7 +25,6 @@ using velmora::test::TestEnvironment;
 
 namespace {
 
-const QString kChildMode = QStringLiteral("VELMORA_MISUSE_CHILD");
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 // The sanitizers' allocators hold freed memory back (quarantine, shadow): resident memory says
 // nothing there, and LeakSanitizer judges leaks instead.
@@ -38,7 +36,7 @@ constexpr double kLoadTime = 1.0;
 
 QUrl clip()
 {
-    return QUrl::fromLocalFile(TestEnvironment::sourcePath(QStringLiteral("tests/data/media/test-video-short.mp4")));
+    return TestEnvironment::mediaUrl(QStringLiteral("test-video-short.mp4"));
 }
 
 std::unique_ptr<QWidget> hostWindow(bool mainWindow)
@@ -232,20 +230,7 @@ private Q_SLOTS:
             Velmora::addBannerForWindow(window.get());
             QVERIFY(driveTo(QStringLiteral("video")));
 
-            constexpr int kThreads = 8;
-            QThreadPool threads;
-            threads.setMaxThreadCount(kThreads);
-            QSemaphore ready, go;
-            for (int i = 0; i < kThreads; ++i) {
-                threads.start([&] {
-                    ready.release();
-                    go.acquire();
-                    Velmora::removeAdsNow();
-                });
-            }
-            ready.acquire(kThreads);
-            go.release(kThreads);
-            threads.waitForDone();
+            test::fromManyThreads(8, [](int) { Velmora::removeAdsNow(); });
             QTRY_VERIFY(Velmora::isADSRemoved());
             advance(1.0);
             QTRY_COMPARE(visibleFrameworkViews(window.get()), 0);
@@ -315,7 +300,7 @@ private Q_SLOTS:
         QFETCH(QString, how);
         QProcess child;
         QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(kChildMode, how);
+        env.insert(QStringLiteral("VELMORA_MISUSE_CHILD"), how);
         child.setProcessEnvironment(env);
         child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         child.start(QCoreApplication::applicationFilePath(), {});
@@ -325,15 +310,7 @@ private Q_SLOTS:
     }
 };
 
-int main(int argc, char **argv)
-{
-    velmora::test::TestEnvironment::prepare("HostMisuseTest");
-    QApplication app(argc, argv);
-    const QString mode = qEnvironmentVariable(qPrintable(kChildMode));
-    if (!mode.isEmpty())
-        return quitMidVideo(mode);
-    HostMisuseTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+VELMORA_TEST_MAIN_WITH_CHILD(HostMisuseTest, "VELMORA_MISUSE_CHILD",
+                             quitMidVideo(qEnvironmentVariable("VELMORA_MISUSE_CHILD")))
 
 #include "tst_hostmisuse.moc"

@@ -33,19 +33,6 @@ const char *const kHostProperty = "velmoraTestHost";
 
 using P = SplashScreenPresenter;
 
-bool isInput(QEvent::Type type)
-{
-    switch (type) {
-    case QEvent::MouseButtonPress:
-    case QEvent::MouseButtonRelease:
-    case QEvent::MouseButtonDblClick:
-    case QEvent::Wheel:
-        return true;
-    default:
-        return false;
-    }
-}
-
 bool timerPending(const Timer *timer)
 {
     return timer && timer->isValid();
@@ -79,16 +66,6 @@ bool isFadingOut(const QWidget *widget)
 }
 
 } // namespace
-
-bool HostCanvas::event(QEvent *event)
-{
-    if (isInput(event->type())) {
-        ++inputEvents;
-        event->accept();
-        return true;
-    }
-    return QWidget::event(event);
-}
 
 HostSession::HostSession(const Clips &clips)
     : m_clips(clips)
@@ -227,8 +204,6 @@ QString HostSession::run(const QString &step)
     m_clickSource = ClickSource::None;
     m_forcedStep = words.first() == QLatin1String("force") || words.first() == QLatin1String("without");
     m_withoutStep = words.first() == QLatin1String("without");
-    QElapsedTimer elapsed;
-    elapsed.start();
     const QString error = perform(words);
     if (!error.isEmpty())
         return error;
@@ -236,14 +211,8 @@ QString HostSession::run(const QString &step)
     const QString broken = check();
     // A soft show asked for while ready but without a key window starts at an activation.
     m_softShowPending = Velmora::SSPresenter()->isNeedShow();
-    Cost &cost = s_costs[words.first()];
-    cost.nanoseconds += elapsed.nsecsElapsed();
-    cost.longest = qMax(cost.longest, elapsed.nsecsElapsed());
-    ++cost.steps;
     return broken;
 }
-
-QMap<QString, HostSession::Cost> HostSession::s_costs;
 
 QString HostSession::perform(const QStringList &words)
 {

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "HostCanvas.h"
 #include "support/ManualClock.h"
 
-#include <QMap>
 #include <QPointer>
 #include <QStringList>
 #include <QUrl>
@@ -16,17 +16,6 @@ class SplashScreenController;
 }
 
 namespace velmora::test {
-
-// A host window's own content: it counts the input that reaches it, so a test can tell
-// whether a click meant for an ad fell through to the host.
-class HostCanvas : public QWidget {
-public:
-    using QWidget::QWidget;
-    int inputEvents = 0;
-
-protected:
-    bool event(QEvent *event) override;
-};
 
 // One whole host session in this process: the real facade, presenter, controllers and
 // banners over real offscreen windows, on virtual time, with the real media backend. Each
@@ -49,14 +38,6 @@ public:
     // string. A step that does not parse is an error too.
     QString run(const QString &step);
     int checks() const { return m_checks; }
-
-    // Wall-clock time spent in each kind of step, over every session of the process.
-    struct Cost {
-        qint64 nanoseconds = 0;
-        int steps = 0;
-        qint64 longest = 0;
-    };
-    static QMap<QString, Cost> s_costs;
 
     // Steps for a seeded random session of `count` host operations.
     static QStringList randomSteps(quint32 seed, int count);

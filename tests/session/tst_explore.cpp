@@ -172,12 +172,6 @@ int main(int argc, char **argv)
     std::printf("explore: %d sessions, %lld steps, %d invariant checks, %.1f s\n", runs, steps, totalChecks,
                 double(elapsed.elapsed()) / 1000.0);
     std::printf("explore: %d of %d sessions failed\n", failed, runs);
-    if (qEnvironmentVariableIsSet("VELMORA_EXPLORE_COSTS")) {
-        std::printf("  %-12s %6s %10s %10s\n", "step", "count", "mean ms", "max ms");
-        for (auto it = HostSession::s_costs.cbegin(); it != HostSession::s_costs.cend(); ++it)
-            std::printf("  %-12s %6d %10.2f %10.2f\n", qPrintable(it.key()), it->steps,
-                        double(it->nanoseconds) / 1e6 / qMax(1, it->steps), double(it->longest) / 1e6);
-    }
     return failed == 0 ? 0 : 1;
 }
 

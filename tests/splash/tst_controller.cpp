@@ -27,6 +27,7 @@
 
 using namespace velmora;
 using velmora::test::edgeShare;
+using velmora::test::TestEnvironment;
 
 namespace {
 
@@ -55,11 +56,6 @@ QString fakeHelper(const char *commands)
     script.close();
     script.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
     return path;
-}
-
-QUrl media(const QString &name)
-{
-    return QUrl::fromLocalFile(test::TestEnvironment::sourcePath(QStringLiteral("tests/data/media/") + name));
 }
 
 // The elements whose hidden flag is clear, the root view included.
@@ -378,9 +374,9 @@ private Q_SLOTS:
         SplashScreenController &controller = attach();
         for (const QString &flag : flags)
             setFlag(controller, flag);
-        controller.setVideoUrl(media(QStringLiteral("missing.mp4")));
+        controller.setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("missing.mp4")));
         if (interstitial)
-            controller.setInterstitialUrl(media(QStringLiteral("still.jpg")));
+            controller.setInterstitialUrl(TestEnvironment::mediaUrl(QStringLiteral("still.jpg")));
         runSteps(controller, steps);
 
         QCOMPARE(shownElements(controller), sorted(shown));
@@ -459,9 +455,9 @@ private Q_SLOTS:
         QFETCH(bool, sent);
 
         SplashScreenController &controller = attach();
-        controller.setVideoUrl(media(QStringLiteral("missing.mp4")));
+        controller.setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("missing.mp4")));
         if (interstitial)
-            controller.setInterstitialUrl(media(QStringLiteral("still.jpg")));
+            controller.setInterstitialUrl(TestEnvironment::mediaUrl(QStringLiteral("still.jpg")));
         runSteps(controller, steps);
 
         // A real click in the middle of the splash screen lands on the click area.
@@ -475,7 +471,7 @@ private Q_SLOTS:
     void buttonsReportToTheOutput()
     {
         SplashScreenController &controller = attach();
-        controller.setVideoUrl(media(QStringLiteral("missing.mp4")));
+        controller.setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("missing.mp4")));
         runSteps(controller, { "startWithoutSplash", "video" });
 
         QTest::mouseClick(controller.soundButton(), Qt::LeftButton);
@@ -588,7 +584,7 @@ private Q_SLOTS:
     void playsTheVideoToItsEnd()
     {
         QFETCH(QString, preparation);
-        const QUrl video = media(QStringLiteral("test-video-short.mp4"));
+        const QUrl video = TestEnvironment::mediaUrl(QStringLiteral("test-video-short.mp4"));
         SplashScreenController &controller = attach();
         controller.setMuted(true);
         controller.setVideoUrl(video);
@@ -638,7 +634,7 @@ private Q_SLOTS:
         if (!helper.isEmpty())
             qputenv("VELMORA_MEDIA_HELPER", helper.toLocal8Bit());
         SplashScreenController &controller = attach();
-        controller.setVideoUrl(media(file));
+        controller.setVideoUrl(TestEnvironment::mediaUrl(file));
         runSteps(controller, { "start", "video" });
         qputenv("VELMORA_MEDIA_HELPER", real);
 
@@ -651,7 +647,7 @@ private Q_SLOTS:
         runSteps(controller, { "end", "hide" });
         QVERIFY(!controller.closeButton()->isHidden());
         QVERIFY(controller.view()->isHidden());
-        controller.setVideoUrl(media(QStringLiteral("test-video-short.mp4")));
+        controller.setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("test-video-short.mp4")));
         runSteps(controller, { "start", "video" });
         QTRY_VERIFY_WITH_TIMEOUT(controller.playerlayer()->hasFrame(), 10000);
     }
@@ -668,7 +664,7 @@ private Q_SLOTS:
     {
         QFETCH(int, signal);
         SplashScreenController &controller = attach();
-        controller.setVideoUrl(media(QStringLiteral("test-video.mp4")));
+        controller.setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("test-video.mp4")));
         runSteps(controller, { "start", "video" });
         QTRY_VERIFY_WITH_TIMEOUT(controller.playerlayer()->hasFrame(), 10000);
         const qint64 pid = controller.playback()->process()->processId();
@@ -679,7 +675,7 @@ private Q_SLOTS:
         runSteps(controller, { "ended", "end", "hide" });
         // The stopped helper is let go and killed; it never comes back.
         QTRY_VERIFY_WITH_TIMEOUT(!test::processStat(pid) || test::processStat(pid)->state == 'Z', 10000);
-        controller.setVideoUrl(media(QStringLiteral("test-video-short.mp4")));
+        controller.setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("test-video-short.mp4")));
         runSteps(controller, { "start", "video" });
         QTRY_VERIFY_WITH_TIMEOUT(controller.playerlayer()->hasFrame(), 10000);
     }
@@ -689,7 +685,7 @@ private Q_SLOTS:
     void hideStopsAStillLoadingVideo()
     {
         SplashScreenController &controller = attach();
-        controller.setVideoUrl(media(QStringLiteral("test-video.mp4")));
+        controller.setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("test-video.mp4")));
         controller.showVideo();
         QPointer<MediaProcess> helper = controller.playback()->process();
         QVERIFY(helper);
@@ -700,19 +696,6 @@ private Q_SLOTS:
         // A helper stopped mid-video is not trusted with the next one: it ends.
         QVERIFY(!controller.playback()->process());
         QTRY_VERIFY_WITH_TIMEOUT(helper.isNull(), 10000);
-    }
-
-    void hostDeletesItsWindowDuringTheVideo()
-    {
-        SplashScreenController &controller = attach();
-        controller.setVideoUrl(media(QStringLiteral("test-video.mp4")));
-        runSteps(controller, { "start", "video" });
-        QTRY_VERIFY_WITH_TIMEOUT(controller.playback()->state() == VideoPlayback::State::Playing, 10000);
-
-        m_window.reset();
-        QVERIFY(controller.view() && !controller.view()->parentWidget()); // a fresh, detached tree
-        QVERIFY(!controller.window());
-        runSteps(controller, { "end", "hide", "start" });
     }
 
     // On a screen of pixel ratio 2 (ctest runs this once more with QT_SCALE_FACTOR=2) the
@@ -756,7 +739,7 @@ private Q_SLOTS:
     {
         QFETCH(QSize, size);
         QFETCH(bool, icon);
-        const QString folder = test::TestEnvironment::binaryPath(QStringLiteral("screenshots"));
+        const QString folder = TestEnvironment::binaryPath(QStringLiteral("screenshots"));
         QVERIFY(QDir().mkpath(folder));
         const QString suffix = QStringLiteral("-%1x%2%3%4.png")
                                    .arg(size.width())
@@ -772,8 +755,8 @@ private Q_SLOTS:
             controller.setIcon(sampleIcon());
         controller.setTimerText(QStringLiteral("7"));
         controller.setVideoTimerText(QStringLiteral("4"));
-        controller.setVideoUrl(media(QStringLiteral("test-video.mp4")));
-        controller.setInterstitialUrl(media(QStringLiteral("still.jpg")));
+        controller.setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("test-video.mp4")));
+        controller.setInterstitialUrl(TestEnvironment::mediaUrl(QStringLiteral("still.jpg")));
         ColoredView *view = controller.view();
 
         runSteps(controller, { "start" });

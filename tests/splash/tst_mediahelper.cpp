@@ -21,11 +21,6 @@ using namespace velmora;
 
 namespace {
 
-QString media(const QString &name)
-{
-    return test::TestEnvironment::sourcePath(QStringLiteral("tests/data/media/") + name);
-}
-
 // Damage of the kinds a fuzzer finds in MP4 files: cut short, boxes claiming sizes past
 // the end or of zero, a box type replaced, bytes flipped in the header or the payload.
 QByteArray damaged(const QByteArray &clip, int kind)
@@ -111,7 +106,7 @@ private Q_SLOTS:
     void hostileFilesLeaveTheHostStanding()
     {
         QFETCH(int, kind);
-        QFile clip(media(QStringLiteral("test-video-short.mp4")));
+        QFile clip(test::TestEnvironment::mediaUrl(QStringLiteral("test-video-short.mp4")).toLocalFile());
         QVERIFY(clip.open(QIODevice::ReadOnly));
         QTemporaryDir folder;
         QFile hostile(folder.filePath(QStringLiteral("hostile.mp4")));
@@ -136,7 +131,7 @@ private Q_SLOTS:
         else
             QTRY_VERIFY_WITH_TIMEOUT(used.isNull(), 10000); // gone, killed if it had to be
         // The next video plays, in a helper that has not touched the hostile file.
-        playback.load(QUrl::fromLocalFile(media(QStringLiteral("test-video-short.mp4"))), true, &view);
+        playback.load(test::TestEnvironment::mediaUrl(QStringLiteral("test-video-short.mp4")), true, &view);
         QTRY_VERIFY_WITH_TIMEOUT(view.hasFrame(), 15000);
     }
 };

@@ -5,22 +5,10 @@
 
 #include <QAbstractButton>
 
-#include <QCloseEvent>
-
 using namespace velmora;
 using namespace velmora::test;
 
-namespace {
-
 using P = SplashScreenPresenter;
-
-// A host window whose owner says no to closing.
-class RefusingWindow : public QWidget {
-protected:
-    void closeEvent(QCloseEvent *event) override { event->ignore(); }
-};
-
-} // namespace
 
 // Focus, closing and destruction on real offscreen windows; timers on virtual time.
 class PresenterWindowsTest : public QObject {

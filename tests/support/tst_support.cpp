@@ -162,18 +162,6 @@ private Q_SLOTS:
         QCOMPARE(capturedLog, QStringList { QStringLiteral("in debug mode") });
     }
 
-    void adsRemovedIsReadFromTheStoreEachTime()
-    {
-        VLMSetObjForKey(QVariant(), QStringLiteral("adsoff"));
-        VLMUserDefaults()->remove(QStringLiteral("adsoff"));
-        QVERIFY(!Switches::isADSRemoved());
-        // Written behind the switches' back, as another part of the process would.
-        VLMSetObjForKey(true, QStringLiteral("adsoff"));
-        QVERIFY(Switches::isADSRemoved());
-        Switches::setADSRemoved(false);
-        QVERIFY(!Switches::isADSRemoved());
-    }
-
     void settingsWritesFromManyThreads()
     {
         QList<QThread *> threads;
