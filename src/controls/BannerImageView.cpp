@@ -57,11 +57,6 @@ void BannerImageView::setSource(const QString &path)
     restartDecoding();
 }
 
-QString BannerImageView::source() const
-{
-    return m_source;
-}
-
 bool BannerImageView::hasImage() const
 {
     return !m_shown.pixmap.isNull();
@@ -169,23 +164,28 @@ void BannerImageView::resizeEvent(QResizeEvent *event)
         restartDecoding();
 }
 
+// The picture (or, before its first frame, a frame of `pixels`) scaled proportionally into the
+// bounds, as the platform's image view does.
+QSizeF BannerImageView::fittedSize(const QSize &pixels) const
+{
+    return QSizeF(m_imageSize.isEmpty() ? pixels : m_imageSize).scaled(QSizeF(size()), Qt::KeepAspectRatio);
+}
+
 // The height in device pixels at which the picture is drawn.
 int BannerImageView::pixelHeight() const
 {
-    const QSize fitted = m_imageSize.scaled(size(), Qt::KeepAspectRatio);
-    const int logical = fitted.isEmpty() ? height() : fitted.height();
-    return qRound(logical * devicePixelRatioF());
+    const QSizeF fitted = fittedSize(QSize());
+    return qRound((fitted.isEmpty() ? height() : fitted.height()) * devicePixelRatioF());
 }
 
-// The picture scaled proportionally into the bounds and centred, as the platform's image
-// view does, from a whole device pixel so that a ready frame is copied, never resampled.
+// The fitted picture centred, from a whole device pixel so that a ready frame is copied, never
+// resampled.
 QRectF BannerImageView::frameRect(const QSize &pixels) const
 {
     if (pixels.isEmpty())
         return {};
     const qreal ratio = devicePixelRatioF();
-    const QSizeF fitted
-        = QSizeF(m_imageSize.isEmpty() ? pixels : m_imageSize).scaled(QSizeF(size()), Qt::KeepAspectRatio);
+    const QSizeF fitted = fittedSize(pixels);
     const QPointF centred((width() - fitted.width()) / 2, (height() - fitted.height()) / 2);
     return QRectF(QPointF(std::round(centred.x() * ratio), std::round(centred.y() * ratio)) / ratio, fitted);
 }
@@ -286,7 +286,7 @@ void BannerImageView::frameDecoded(Decoded decoded)
             Q_EMIT imageChanged();
         return;
     }
-    m_ahead = std::make_unique<Frame>(std::move(frame));
+    m_ahead = std::move(frame);
     m_aheadIndex = index;
     if (std::exchange(m_dueNow, false))
         advance();
@@ -321,8 +321,9 @@ void BannerImageView::advance()
     if (m_cacheComplete && next < int(m_cache.size())) {
         show(next, m_cache[size_t(next)]);
     } else if (m_ahead && m_aheadIndex == next) {
-        std::unique_ptr<Frame> ahead = std::move(m_ahead);
-        show(next, std::move(*ahead));
+        Frame ahead = std::move(*m_ahead);
+        m_ahead.reset();
+        show(next, std::move(ahead));
     } else {
         // Late: shown as soon as it is read.
         m_dueNow = true;

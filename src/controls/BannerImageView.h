@@ -7,6 +7,7 @@
 #include <QWidget>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace velmora {
@@ -35,7 +36,6 @@ public:
     // view. The picture on screen stays until the new one's first frame is ready, then
     // imageChanged() tells that it changed or that the file is no picture (hasImage() false).
     void setSource(const QString &path);
-    QString source() const;
     bool hasImage() const;
     // The picture's own size; empty without a picture.
     QSize imageSize() const;
@@ -73,6 +73,7 @@ private:
     bool shouldPlay() const;
     void updateAnimation();
     void watchWindow();
+    QSizeF fittedSize(const QSize &pixels) const;
     int pixelHeight() const;
     QRectF frameRect(const QSize &pixels) const;
     void restartDecoding();
@@ -95,7 +96,7 @@ private:
     Frame m_shown;
     int m_current = -1;
     // A decoded frame that waits for its turn.
-    std::unique_ptr<Frame> m_ahead;
+    std::optional<Frame> m_ahead;
     int m_aheadIndex = -1;
     bool m_dueNow = false;
     std::vector<Frame> m_cache;
