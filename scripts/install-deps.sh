@@ -13,7 +13,7 @@ packages=(
   libseccomp-dev
   weston qt6-wayland
   xvfb xauth openssl iproute2 util-linux procps pulseaudio pulseaudio-utils
-  fonts-dejavu-core fonts-ipafont-gothic
+  fonts-dejavu-core fonts-ipafont-gothic fonts-nanum fonts-wqy-microhei
 )
 
 missing=()

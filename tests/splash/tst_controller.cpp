@@ -21,6 +21,7 @@
 #include <QPainter>
 #include <QPropertyAnimation>
 #include <QTemporaryDir>
+#include <QTextLayout>
 #include <QToolBar>
 
 #include <csignal>
@@ -166,6 +167,30 @@ QStringList clippedElements(const QWidget *root)
             clipped << label->objectName();
     }
     return clipped;
+}
+
+// Texts on screen with a character that no installed font can draw: the user sees an
+// empty box (a screen in a language whose script the machine lacks).
+QStringList undrawableTexts(const QWidget *root)
+{
+    QStringList undrawable;
+    auto check = [&](const QWidget *widget, const QString &text) {
+        if (!widget->isVisibleTo(root) || text.isEmpty())
+            return;
+        QTextLayout layout(text, widget->font());
+        layout.beginLayout();
+        layout.createLine();
+        layout.endLayout();
+        for (const QGlyphRun &run : layout.glyphRuns()) {
+            if (run.glyphIndexes().contains(0))
+                return void(undrawable << widget->objectName());
+        }
+    };
+    for (const QLabel *label : root->findChildren<QLabel *>())
+        check(label, label->text());
+    for (const QAbstractButton *button : root->findChildren<QAbstractButton *>())
+        check(button, button->text());
+    return undrawable;
 }
 
 // Pairs of the named elements on screen whose frames overlap.
@@ -764,6 +789,7 @@ private Q_SLOTS:
         QCOMPARE(clippedElements(view), QStringList {});
         QCOMPARE(overlappingElements(view, { "iconImageView", "lablesView", "removeAdsButton" }), QStringList {});
         QCOMPARE(emptyPictures(view), QStringList {});
+        QCOMPARE(undrawableTexts(view), QStringList {});
         QVERIFY(view->grab().save(folder + QStringLiteral("/controller-start") + suffix));
 
         // The picture is a plain widget: the grab holds the video's frame.
