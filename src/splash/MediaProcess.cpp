@@ -1,6 +1,7 @@
 #include "splash/MediaProcess.h"
 
 #include "BuildConfig.h"
+#include "media/FrameRing.h"
 #include "media/MediaProtocol.h"
 
 #include <velmora/Support.h>
@@ -11,41 +12,13 @@
 #include <QProcess>
 #include <QTimer>
 
+#if defined(Q_OS_UNIX)
 #include <dlfcn.h>
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/prctl.h>
-#include <unistd.h>
-
-#include <csignal>
+#endif
 
 namespace velmora {
 
 using namespace media;
-
-// The shared frame memory; unmapped once the process object and every frame image are gone.
-struct MediaProcess::Ring {
-    int fd = -1;
-    const uchar *base = nullptr;
-
-    Ring()
-    {
-        fd = ::memfd_create("velmora-frames", MFD_CLOEXEC);
-        if (fd < 0 || ::ftruncate(fd, kRingBytes) != 0)
-            return;
-        void *mapped = ::mmap(nullptr, size_t(kRingBytes), PROT_READ, MAP_SHARED, fd, 0);
-        base = mapped == MAP_FAILED ? nullptr : static_cast<const uchar *>(mapped);
-    }
-    ~Ring()
-    {
-        if (base)
-            ::munmap(const_cast<uchar *>(base), size_t(kRingBytes));
-        if (fd >= 0)
-            ::close(fd);
-    }
-    Ring(const Ring &) = delete;
-    Ring &operator=(const Ring &) = delete;
-};
 
 namespace {
 
@@ -71,10 +44,15 @@ QString MediaProcess::helperPath()
     const QString configured = qEnvironmentVariable("VELMORA_MEDIA_HELPER");
     if (!configured.isEmpty())
         return configured;
+#if defined(Q_OS_UNIX)
+    // Beside the library that holds this code, wherever the host loaded it from.
     Dl_info info {};
     if (dladdr(reinterpret_cast<void *>(&MediaProcess::helperPath), &info) == 0 || !info.dli_fname)
         return {};
     const QString folder = QFileInfo(QString::fromLocal8Bit(info.dli_fname)).absolutePath();
+#else
+    const QString folder = QCoreApplication::applicationDirPath();
+#endif
     for (const QString &candidate : { folder + QStringLiteral("/velmora-media"),
                                       folder + QStringLiteral("/" VELMORA_MEDIA_FROM_LIBDIR "/velmora-media") }) {
         if (QFileInfo(candidate).isExecutable())
@@ -85,12 +63,12 @@ QString MediaProcess::helperPath()
 
 MediaProcess::MediaProcess(const QStringList &readableFolders, QObject *parent)
     : QObject(parent)
-    , m_ring(std::make_shared<Ring>())
+    , m_ring(FrameRing::create())
     , m_folders(readableFolders)
 {
     m_process = new QProcess(this);
     const QString program = helperPath();
-    if (program.isEmpty() || !m_ring->base) {
+    if (program.isEmpty() || !m_ring) {
         // Reported on the next turn, once the owner listens.
         QMetaObject::invokeMethod(
             this, [this] { fail(QStringLiteral("no velmora-media helper or frame memory")); }, Qt::QueuedConnection);
@@ -99,16 +77,7 @@ MediaProcess::MediaProcess(const QStringList &readableFolders, QObject *parent)
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("VELMORA_MEDIA_PARENT"), QString::number(QCoreApplication::applicationPid()));
     m_process->setProcessEnvironment(environment);
-    const int fd = m_ring->fd;
-    // In the child, between fork and exec: the ring becomes its fd 3, and the child dies
-    // with this process.
-    m_process->setChildProcessModifier([fd] {
-        if (fd == kFrameFd)
-            ::fcntl(fd, F_SETFD, 0);
-        else
-            ::dup2(fd, kFrameFd);
-        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    });
+    m_ring->shareWith(m_process);
     connect(m_process, &QProcess::readyReadStandardOutput, this, &MediaProcess::readLines);
     connect(m_process, &QProcess::readyReadStandardError, this, [this] {
         const QList<QByteArray> lines = m_process->readAllStandardError().split('\n');
@@ -192,7 +161,7 @@ void MediaProcess::handle(const QByteArray &line)
             return;
         }
         auto *hold = new FrameHold { m_ring, this, frame.slot };
-        const QImage image(m_ring->base + frame.slot * kSlotBytes, frame.width, frame.height, frame.stride,
+        const QImage image(m_ring->data() + frame.slot * kSlotBytes, frame.width, frame.height, frame.stride,
                            QImage::Format_RGB32, releaseFrame, hold);
         emit frameArrived(image);
     } else if (verb == "ready") {

@@ -10,6 +10,10 @@ class QProcess;
 
 namespace velmora {
 
+namespace media {
+class FrameRing;
+}
+
 // One velmora-media helper process, seen from the host: starts it with a shared frame
 // ring, sends it lines, and turns its lines into signals. Whatever the helper sends is
 // checked; garbage, a crash or a missing program ends in failed(), never in a stall or a
@@ -43,13 +47,12 @@ Q_SIGNALS:
     void probeAnswered(const QByteArray &answer);
 
 private:
-    struct Ring;
     void readLines();
     void handle(const QByteArray &line);
     void fail(const QString &reason);
 
     QProcess *m_process = nullptr;
-    std::shared_ptr<Ring> m_ring;
+    std::shared_ptr<media::FrameRing> m_ring;
     QStringList m_folders;
     QByteArray m_pending;
     bool m_failed = false;

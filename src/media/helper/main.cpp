@@ -3,38 +3,42 @@
 #include "MediaHelper.h"
 
 #include "BuildConfig.h"
+#include "media/FrameRing.h"
 #if !VELMORA_PORTABLE
 #include "Sandbox.h"
+
+#include <sys/prctl.h>
+
+#include <csignal>
+#include <unistd.h>
 #endif
 
 #include <QGuiApplication>
 
-#include <sys/mman.h>
-#include <sys/prctl.h>
-
-#include <csignal>
 #include <cstdio>
-#include <unistd.h>
 
 using namespace velmora::media;
 
 int main(int argc, char **argv)
 {
-    // Dies with its host, also when the host is killed.
+#if !VELMORA_PORTABLE
+    // Dies with its host, also when the host is killed (and the host may have gone before
+    // this line ran).
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     const QByteArray parent = qgetenv("VELMORA_MEDIA_PARENT");
     if (!parent.isEmpty() && getppid() != parent.toInt())
         return 0;
+#endif
     // Decoding needs no screen.
     qputenv("QT_QPA_PLATFORM", "offscreen");
     QGuiApplication app(argc, argv);
 
-    void *ring = mmap(nullptr, size_t(kRingBytes), PROT_READ | PROT_WRITE, MAP_SHARED, kFrameFd, 0);
-    if (ring == MAP_FAILED) {
-        std::fprintf(stderr, "velmora-media: no frame ring on fd %d\n", kFrameFd);
+    const std::unique_ptr<FrameRing> ring = FrameRing::attach();
+    if (!ring) {
+        std::fprintf(stderr, "velmora-media: no frame ring from the host\n");
         return 2;
     }
-    MediaHelper helper(static_cast<uchar *>(ring));
+    MediaHelper helper(ring->data());
 #if VELMORA_PORTABLE
     std::fprintf(stderr, "velmora-media: portable build: no sandbox\n");
 #else
