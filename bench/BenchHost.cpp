@@ -24,6 +24,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <ctime>
 #include <functional>
 #include <iterator>
 #include <map>
@@ -64,7 +65,6 @@ double cpuSeconds()
     return usage.ru_utime.tv_sec + usage.ru_stime.tv_sec + (usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
 }
 
-// A field of /proc/<pid>/status in kB, in MB.
 // With BENCH_SMAPS=<prefix>, /proc/self/smaps is copied to <prefix>-<moment>, to see
 // which mappings grew between two moments.
 void dumpMappings(const char *moment)
@@ -78,6 +78,7 @@ void dumpMappings(const char *moment)
         out.write(in.readAll());
 }
 
+// A field of /proc/<pid>/status in kB, in MB.
 double statusMB(const char *field, const QString &pid = QStringLiteral("self"))
 {
     QFile file(QStringLiteral("/proc/%1/status").arg(pid));
@@ -188,6 +189,14 @@ private:
     bool m_foreignPainted = false;
 };
 
+// CPU time of the calling thread: a step whose wall time is well above it waited.
+double threadCpuMs()
+{
+    timespec ts {};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &ts);
+    return double(ts.tv_sec) * 1e3 + double(ts.tv_nsec) / 1e6;
+}
+
 // A 1 ms precise timer on the main thread; every firing records how late it came, and when.
 class LoopProbe {
 public:
@@ -217,6 +226,13 @@ public:
         return found;
     }
     static double longest(const std::vector<double> &sorted) { return sorted.empty() ? 0 : sorted.back(); }
+    // When the longest lateness ended (ms).
+    double longestAt() const
+    {
+        const auto it = std::max_element(m_samples.begin(), m_samples.end(),
+                                         [](const Sample &a, const Sample &b) { return a.lateness < b.lateness; });
+        return it == m_samples.end() ? -1 : it->at;
+    }
     static double percentile(const std::vector<double> &sorted, double p)
     {
         return sorted.empty() ? 0 : sorted[std::min(sorted.size() - 1, size_t(p * double(sorted.size())))];
@@ -501,6 +517,7 @@ int session(BenchApplication &app)
 #ifdef BENCH_WITH_VELMORA
         QElapsedTimer step;
         step.start();
+        const double stepCpu = threadCpuMs();
         QElapsedTimer timer;
         timer.start();
         velmora::Velmora::SSPresenter();
@@ -526,6 +543,7 @@ int session(BenchApplication &app)
                 report("add_banner_ms", timer.nsecsElapsed() / 1e6);
         }
         report("step_startup_ms", step.nsecsElapsed() / 1e6);
+        report("step_startup_cpu_ms", threadCpuMs() - stepCpu);
 #endif
     });
 #ifdef BENCH_WITH_VELMORA
@@ -590,6 +608,7 @@ int session(BenchApplication &app)
         probe.stop();
         const std::vector<double> all = probe.lateness();
         report("stall_max_ms", LoopProbe::longest(all));
+        report("stall_max_at_ms", probe.longestAt());
         report("stall_p99_ms", LoopProbe::percentile(all, 0.99));
         report("probe_samples", double(all.size()));
         // The bare host has no video: its whole session is the baseline of the video phase.

@@ -11,6 +11,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QPointer>
 #include <QPromise>
 #include <QSaveFile>
 #include <QThreadPool>
@@ -69,20 +70,41 @@ QThreadPool *storageThread()
 }
 } // namespace
 
+// The read of the file: started by whichever comes first, the turn after the storage was
+// made or an owner that cannot wait for it.
+struct AdsCacheInfoStorage::Load {
+    QString path;
+    QPromise<QVariantMap> promise;
+    std::atomic<bool> claimed = false;
+
+    void run()
+    {
+        removeLeftovers(path);
+        promise.addResult(readTable(path).value_or(QVariantMap()));
+        promise.finish();
+    }
+};
+
 AdsCacheInfoStorage::AdsCacheInfoStorage()
     : m_latestSave(std::make_shared<std::atomic<quint64>>(0))
+    , m_load(std::make_shared<Load>())
 {
-    const QString path = storageURL().toLocalFile();
+    m_load->path = storageURL().toLocalFile();
     // A promise rather than a concurrent run: waiting on a run's future may take its task
     // out of the queue and run it at once on the waiting thread, ahead of earlier saves.
-    auto loaded = std::make_shared<QPromise<QVariantMap>>();
-    m_loading = loaded->future();
-    loaded->start();
-    PoolTask::start(storageThread(), [path, loaded] {
-        removeLeftovers(path);
-        loaded->addResult(readTable(path).value_or(QVariantMap()));
-        loaded->finish();
-    });
+    m_loading = m_load->promise.future();
+    m_load->promise.start();
+    // Not in the turn that made the storage (the host's first call): a thousand-ad table is
+    // milliseconds of allocation on a second thread, which the host's turn would share the
+    // machine and its memory map with.
+    const auto start = [load = m_load] {
+        if (!load->claimed.exchange(true))
+            PoolTask::start(storageThread(), [load] { load->run(); });
+    };
+    if (QCoreApplication *app = QCoreApplication::instance())
+        QMetaObject::invokeMethod(app, start, Qt::QueuedConnection);
+    else
+        start();
 }
 
 AdsCacheInfoStorage::~AdsCacheInfoStorage()
@@ -93,6 +115,11 @@ AdsCacheInfoStorage::~AdsCacheInfoStorage()
 QVariantMap &AdsCacheInfoStorage::info() const
 {
     if (m_loading.isValid()) {
+        // Needed before the read was started: read here, after every save asked for.
+        if (!m_load->claimed.exchange(true)) {
+            waitForSaves();
+            m_load->run();
+        }
         m_info = m_loading.result();
         m_loading = {};
     }
@@ -102,6 +129,24 @@ QVariantMap &AdsCacheInfoStorage::info() const
 QVariantMap AdsCacheInfoStorage::infoDictionary() const
 {
     return info();
+}
+
+bool AdsCacheInfoStorage::isLoaded() const
+{
+    return !m_loading.isValid() || m_loading.isFinished();
+}
+
+void AdsCacheInfoStorage::whenLoaded(QObject *context, std::function<void()> work) const
+{
+    if (isLoaded()) {
+        work();
+        return;
+    }
+    const QPointer<QObject> guard(context);
+    m_loading.then(context, [guard, work = std::move(work)](const QVariantMap &) {
+        if (guard)
+            work();
+    });
 }
 
 void AdsCacheInfoStorage::setInfoDictionary(const QVariantMap &info)

@@ -8,8 +8,11 @@
 #include <QVariantMap>
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <optional>
+
+class QObject;
 
 namespace velmora {
 
@@ -27,7 +30,13 @@ public:
     AdsCacheInfoStorage(const AdsCacheInfoStorage &) = delete;
     AdsCacheInfoStorage &operator=(const AdsCacheInfoStorage &) = delete;
 
+    // Waits for the file to be read if it still is: see isLoaded and whenLoaded.
     QVariantMap infoDictionary() const;
+    // Whether the file has been read, so that the table is there without a wait.
+    bool isLoaded() const;
+    // Runs `work` on `context`'s thread once the file is read: at once when it is, and
+    // never when `context` is gone by then.
+    void whenLoaded(QObject *context, std::function<void()> work) const;
     void setInfoDictionary(const QVariantMap &info);
 
     void addBannerInfo(const QVariantMap &info);
@@ -47,11 +56,13 @@ public:
 
 private:
     QVariantMap &info() const;
+    struct Load;
 
     mutable QFuture<QVariantMap> m_loading;
     mutable QVariantMap m_info;
     // Saves queued behind a newer one of the same table skip their write.
     std::shared_ptr<std::atomic<quint64>> m_latestSave;
+    std::shared_ptr<Load> m_load;
 };
 
 } // namespace velmora

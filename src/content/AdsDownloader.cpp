@@ -29,6 +29,8 @@
 #include <QThread>
 #include <QThreadPool>
 
+#include <utility>
+
 namespace velmora {
 
 namespace {
@@ -231,6 +233,8 @@ struct AdsDownloader::Private {
     bool isUpdateAdsCurrentSession = false;
     bool isShowBannersFromCache = false;
     bool delegatesTold = false;
+    // The first cycle waits for the offline table, read on a worker.
+    bool waitingForTable = false;
 
     QPointer<QNetworkReply> JSONTask;
     QPointer<QNetworkReply> bannerTask;
@@ -300,7 +304,7 @@ void AdsDownloader::addDelegate(DownloadDelegate *delegate)
 
 void AdsDownloader::tellLateDelegate(DownloadDelegate *delegate)
 {
-    const bool announcementComing = isRunning(d->JSONTask) && !d->isShowBannersFromCache;
+    const bool announcementComing = (isRunning(d->JSONTask) || d->waitingForTable) && !d->isShowBannersFromCache;
     if (!d->delegatesTold || announcementComing)
         return;
     for (Delegate &entry : d->delegates) {
@@ -325,6 +329,17 @@ void AdsDownloader::startUpdateAllAds()
 {
     if (postedToOwnThread([this] { startUpdateAllAds(); }))
         return;
+    // The cycle starts once the offline table is read, on a worker: the host's turn that
+    // registered a banner does not wait for it.
+    if (!d->cacheStorage.isLoaded()) {
+        if (!std::exchange(d->waitingForTable, true)) {
+            d->cacheStorage.whenLoaded(this, [this] {
+                d->waitingForTable = false;
+                startUpdateAllAds();
+            });
+        }
+        return;
+    }
     const QPointer<AdsDownloader> self(this);
     downloadJSONWithComplitionBlock([self] {
         if (self)
