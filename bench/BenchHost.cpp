@@ -15,6 +15,7 @@
 #include <QLabel>
 #include <QMovie>
 #include <QPointer>
+#include <QScopeGuard>
 #include <QStandardPaths>
 #include <QThread>
 #include <QTimer>
@@ -23,12 +24,16 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <functional>
 #include <iterator>
 #include <map>
+#include <mutex>
 #include <set>
+#include <thread>
 #include <vector>
 
 #ifdef BENCH_WITH_VELMORA
@@ -459,21 +464,34 @@ int session(BenchApplication &app)
         velmora::Clock::install(clock);
     ClockPump pump(*clock);
     double videoPhaseAt = -1, videoFrameAt = -1, videoEndAt = -1;
-    // The helper's own peak, read while it lives.
+    // The helper's own peak, read while it lives, and when the host's own RSS was highest
+    // (VmHWM has no time). Sampled on a thread of its own: a scan of /proc every 100 ms on
+    // the main thread would be counted as the framework's lateness.
+    std::mutex watchMutex;
     double helperPeakMB = 0;
-    // When the host's own RSS was highest, sampled with the helper's (VmHWM has no time).
     double sampledPeakMB = 0, sampledPeakAt = 0;
-    QTimer helperWatch;
-    QObject::connect(&helperWatch, &QTimer::timeout, &app, [&] {
-        for (const qint64 pid : velmora::test::childProcesses("velmora-media"))
-            helperPeakMB = std::max(helperPeakMB, statusMB("VmHWM", QString::number(pid)));
-        const double rss = statusMB("VmRSS");
-        if (rss > sampledPeakMB) {
-            sampledPeakMB = rss;
-            sampledPeakAt = nowMs();
+    std::atomic<bool> watching = true;
+    std::thread helperWatch([&] {
+        while (watching) {
+            double helper = 0;
+            for (const qint64 pid : velmora::test::childProcesses("velmora-media"))
+                helper = std::max(helper, statusMB("VmHWM", QString::number(pid)));
+            const double rss = statusMB("VmRSS");
+            {
+                const std::lock_guard lock(watchMutex);
+                helperPeakMB = std::max(helperPeakMB, helper);
+                if (rss > sampledPeakMB) {
+                    sampledPeakMB = rss;
+                    sampledPeakAt = nowMs();
+                }
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
         }
     });
-    helperWatch.start(100);
+    const auto stopWatch = qScopeGuard([&] {
+        watching = false;
+        helperWatch.join();
+    });
     QAction frameSeen; // relays the picture view's framePainted() to a lambda
     QObject::connect(&frameSeen, &QAction::triggered, &app, [&] {
         if (videoFrameAt < 0)
@@ -645,6 +663,7 @@ int session(BenchApplication &app)
 #endif
         report("peak_rss_mb", statusMB("VmHWM"));
 #ifdef BENCH_WITH_VELMORA
+        const std::lock_guard lock(watchMutex);
         report("helper_peak_rss_mb", helperPeakMB);
         report("sampled_peak_rss_mb", sampledPeakMB);
         report("sampled_peak_rss_at_ms", sampledPeakAt);
