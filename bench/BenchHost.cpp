@@ -12,6 +12,7 @@
 #include <QDirIterator>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QLabel>
 #include <QMovie>
 #include <QPointer>
@@ -820,6 +821,66 @@ int startScreen(BenchApplication &app, int seconds)
 }
 #endif
 
+// ---- media-arrival: the loop probe while 64 MiB of media arrive --------------------------
+
+// The framework's first cycle against an ad server whose only video is 64 MiB: the probe's
+// lateness from the banner's registration until the whole file is in the cache. The bare
+// host runs the same probe for as long with its own GIF banner, and nothing arriving.
+int mediaArrival(BenchApplication &app, double bareSeconds)
+{
+    QPointer<QWidget> window = makeWindow(0, QSize(900, 640));
+    window->activateWindow();
+    LoopProbe probe;
+    Script script;
+    double from = -1, to = -1;
+    script.then(300, [&] { probe.start(); });
+    script.then(200, [&] {
+        from = nowMs();
+#ifdef BENCH_WITH_VELMORA
+        velmora::Velmora::addSplashScreenToWindow(window);
+        velmora::Velmora::addBannerForWindow(window);
+#endif
+    });
+#ifdef BENCH_WITH_VELMORA
+    Q_UNUSED(bareSeconds);
+    constexpr qint64 kBig = 64 * 1024 * 1024;
+    script.waitUntil(
+        [&] {
+            const QString dir = QStandardPaths::writableLocation(QStandardPaths::CacheLocation);
+            for (QDirIterator it(dir, { QStringLiteral("*.mp4") }, QDir::Files, QDirIterator::Subdirectories);
+                 it.hasNext();) {
+                if (QFileInfo(it.next()).size() == kBig) {
+                    to = nowMs();
+                    return true;
+                }
+            }
+            return false;
+        },
+        60000);
+    script.then(0, [&] {
+        report("media_arrived", to >= 0);
+        if (to < 0)
+            to = nowMs();
+        report("media_arrival_ms", to - from);
+    });
+#else
+    script.then(int(bareSeconds * 1000), [&] { to = nowMs(); });
+#endif
+    script.then(0, [&] {
+        probe.stop();
+        const std::vector<double> lateness = probe.lateness(from, to);
+        report("media_stall_max_ms", LoopProbe::longest(lateness));
+        report("media_stall_p99_ms", LoopProbe::percentile(lateness, 0.99));
+        report("media_probe_samples", double(lateness.size()));
+        app.printSlowEvents(" media", from, to, 4);
+        QApplication::quit();
+    });
+    script.run();
+    const int rc = app.exec();
+    delete window.data();
+    return rc;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -832,6 +893,8 @@ int main(int argc, char **argv)
     const QString mode = args.value(1);
     if (mode == QLatin1String("session"))
         return session(app);
+    if (mode == QLatin1String("media-arrival"))
+        return mediaArrival(app, args.value(2, QStringLiteral("1.5")).toDouble());
     if (mode == QLatin1String("steady"))
         return steady(app, args.value(2, QStringLiteral("1")).toInt(), args.value(3, QStringLiteral("20")).toInt(),
                       args.contains(QLatin1String("splash")), args.contains(QLatin1String("checks")));
@@ -853,7 +916,10 @@ int main(int argc, char **argv)
     if (mode == QLatin1String("prepare-cache"))
         return prepareCache(args.value(2, QStringLiteral("1000")).toInt(), args.value(3) == QLatin1String("media"));
 #endif
-    std::fprintf(stderr, "usage: %s session | steady WINDOWS SECONDS [splash] [checks] | prepare-cache ADS [media]\n",
-                 argv[0]);
+    std::fprintf(
+        stderr,
+        "usage: %s session | steady WINDOWS SECONDS [splash] [checks] | media-arrival [SECONDS] | prepare-cache ADS "
+        "[media]\n",
+        argv[0]);
     return 2;
 }

@@ -7,6 +7,7 @@
 #   BENCH_RUNS=3 BENCH_SECONDS=10 ./scripts/bench.sh
 #   BENCH_ONLY=session BENCH_RUNS=1 ./scripts/bench.sh   (the scripted session alone)
 #   BENCH_ONLY=steady BENCH_RUNS=1 ./scripts/bench.sh    (banner CPU, 1 and 4 windows, alone)
+#   BENCH_ONLY=media BENCH_RUNS=1 ./scripts/bench.sh     (the probe while 64 MiB of media arrive)
 #
 # Needs the release preset's dependencies (Qt 6.4 development packages); the Chromium
 # comparison runs when `chromium` is installed (apt-get install chromium).
@@ -39,12 +40,29 @@ export GST_REGISTRY=$OUT/gst-registry.bin
 "$VIDEO" warm "$MEDIA/video-orbit.mp4" >/dev/null 2>&1 || true
 
 SERVER_PID=
-cleanup() { [ -n "$SERVER_PID" ] && kill "$SERVER_PID" 2>/dev/null || true; }
+BIG_SERVER_PID=
+cleanup() { for pid in $SERVER_PID $BIG_SERVER_PID; do kill "$pid" 2>/dev/null || true; done; }
 trap cleanup EXIT
 "$SERVER" --root "$ROOT/examples/sample-ads" --port 0 >"$OUT/server.out" 2>"$OUT/server.err" &
 SERVER_PID=$!
 for _ in $(seq 50); do grep -q '^listening on' "$OUT/server.out" && break; sleep 0.1; done
 export VELMORA_AD_SERVER_URL=$(sed -n 's/^listening on //p' "$OUT/server.out")
+# A second server whose only video is 64 MiB, for the probe while media arrive.
+BIG=$OUT/big-ads
+mkdir -p "$BIG/media"
+cp "$MEDIA/banner-harbor.gif" "$MEDIA/video-orbit.jpg" "$BIG/media/"
+head -c $((64 * 1024 * 1024)) /dev/urandom >"$BIG/media/video-big.mp4"
+cat >"$BIG/manifest.json" <<'JSON'
+{ "standard": [ { "banner_id": 1, "name": "Harbor", "priority": 1,
+    "market_url": "https://apps.velmora.example/app/id1", "image_728x90": "/media/banner-harbor.gif" } ],
+  "video": [ { "banner_id": 2, "name": "Big video", "VLMAppName": "Big", "priority": 1,
+    "market_url": "https://apps.velmora.example/app/id2", "video_file_landscape": "/media/video-big.mp4",
+    "image": "/media/video-orbit.jpg" } ] }
+JSON
+"$SERVER" --root "$BIG" --port 0 >"$OUT/big-server.out" 2>"$OUT/big-server.err" &
+BIG_SERVER_PID=$!
+for _ in $(seq 50); do grep -q '^listening on' "$OUT/big-server.out" && break; sleep 0.1; done
+BIG_URL=$(sed -n 's/^listening on //p' "$OUT/big-server.out")
 echo "== ad server $VELMORA_AD_SERVER_URL, results in $OUT" >&2
 
 # run NAME ADS MEDIA PROGRAM ARGS...: a fresh home (settings, caches) with an offline table
@@ -94,12 +112,17 @@ for RUN in $(seq "$RUNS"); do
     echo "== run $RUN/$RUNS" >&2
     # Framework and baseline alternate inside each run, so both see the same machine load.
     # The session starts with empty media: the ad-server reply and downloads are part of it.
-    if [ "${BENCH_ONLY:-}" != steady ]; then
+    if [ -z "${BENCH_ONLY:-}" ] || [ "$BENCH_ONLY" = session ]; then
         run session.velmora "$ADS" - "$HOST" session
         run session.bare "$ADS" - "$BARE" session
     fi
-    # BENCH_ONLY=session: the scripted session alone, a quicker loop while working on it.
-    [ "${BENCH_ONLY:-}" = session ] && continue
+    # The first cycle fetching a 64 MiB video: the probe while it arrives.
+    if [ -z "${BENCH_ONLY:-}" ] || [ "$BENCH_ONLY" = media ]; then
+        run media.velmora 0 - env VELMORA_AD_SERVER_URL="$BIG_URL" "$HOST" media-arrival
+        run media.bare 0 - "$BARE" media-arrival
+    fi
+    # BENCH_ONLY=session or media: that part alone, a quicker loop while working on it.
+    case "${BENCH_ONLY:-}" in session | media) continue ;; esac
     # N windows with a banner each, an idle splash screen registered in the first; with four
     # windows the banners are also measured minimised and hidden. Steady state: GIFs cached,
     # no offline table.

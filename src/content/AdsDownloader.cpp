@@ -28,6 +28,7 @@
 #include <QStandardPaths>
 #include <QThread>
 #include <QThreadPool>
+#include <QTimer>
 
 #include <utility>
 
@@ -40,8 +41,10 @@ constexpr int transferTimeoutMs = 60000;
 constexpr qint64 maxTableBytes = 16 * 1024 * 1024;
 constexpr qint64 maxMediaBytes = 64 * 1024 * 1024;
 constexpr qsizetype maxMediaPathLength = 8192;
-// At most this much of a body is copied per turn of the event loop.
-constexpr qint64 readSlice = 512 * 1024;
+// At most this much of a body is copied per millisecond: 128 MB/s, more than any link a host
+// downloads ads over, while a loopback or LAN burst leaves the host's loop its turns.
+constexpr qint64 readSlice = 128 * 1024;
+constexpr int readPaceMs = 1;
 
 QString configured(const char *variable, const char *fallback)
 {
@@ -73,10 +76,12 @@ QString safeFileName(const QUrl &remote)
     return name;
 }
 
-// A reply's body as it arrives. Qt's network thread reads ahead of any read buffer size and
-// hands over megabytes at once when the server is fast, so the body is taken off Qt's
-// buffer a slice per turn of the event loop, kept as a list of slices (never one growing
-// array), and the cap is judged on what has reached this side, read or not.
+// A reply's body as it arrives. Qt's network thread may hand over megabytes at once when the
+// server is fast, so the body is taken off Qt's buffer a slice at a time, paced, kept as a
+// list of slices (never one growing array), and the cap is judged on what has reached this
+// side, read or not. The reply's small read buffer makes the network thread (and through
+// TCP the server) wait for the slices to be taken instead of racing the host's main thread
+// for the machine's cores.
 class BodyBuffer : public QObject {
     Q_OBJECT
 
@@ -86,7 +91,11 @@ public:
         , m_reply(reply)
         , m_cap(cap)
     {
-        connect(reply, &QNetworkReply::readyRead, this, &BodyBuffer::drain);
+        // A slice already due takes what arrives meanwhile.
+        connect(reply, &QNetworkReply::readyRead, this, [this] {
+            if (!m_drainQueued)
+                drain();
+        });
         connect(reply, &QNetworkReply::downloadProgress, this, [this](qint64, qint64 total) {
             if (total > m_cap)
                 abandon();
@@ -109,21 +118,32 @@ public:
         return std::exchange(m_slices, {});
     }
 
+    bool isDraining() const { return bool(m_whenDrained); }
+    // Calls `done` once Qt's buffer is empty: what is left when the reply finishes (the
+    // network thread may be tens of megabytes ahead) is taken a slice per turn as well.
+    void whenDrained(std::function<void()> done)
+    {
+        m_whenDrained = std::move(done);
+        if (!m_drainQueued)
+            drain();
+    }
+
 private:
     void drain()
     {
         m_drainQueued = false;
-        if (m_overCap)
-            return;
-        if (m_size + m_reply->bytesAvailable() > m_cap) {
+        if (!m_overCap && m_size + m_reply->bytesAvailable() > m_cap)
             abandon();
-            return;
+        if (!m_overCap) {
+            append(m_reply->read(readSlice));
+            if (m_reply->bytesAvailable() > 0) {
+                m_drainQueued = true;
+                QTimer::singleShot(readPaceMs, Qt::PreciseTimer, this, &BodyBuffer::drain);
+                return;
+            }
         }
-        append(m_reply->read(readSlice));
-        if (m_reply->bytesAvailable() > 0 && !m_drainQueued) {
-            m_drainQueued = true;
-            QMetaObject::invokeMethod(this, &BodyBuffer::drain, Qt::QueuedConnection);
-        }
+        if (m_whenDrained)
+            std::exchange(m_whenDrained, {})();
     }
     void append(QByteArray slice)
     {
@@ -147,10 +167,12 @@ private:
     qint64 m_size = 0;
     bool m_overCap = false;
     bool m_drainQueued = false;
+    std::function<void()> m_whenDrained;
 };
 
 void capBody(QNetworkReply *reply, qint64 cap)
 {
+    reply->setReadBufferSize(4 * readSlice);
     new BodyBuffer(reply, cap);
 }
 
@@ -163,6 +185,15 @@ bool overCap(QNetworkReply *reply)
 {
     const BodyBuffer *buffer = bodyBuffer(reply);
     return buffer && buffer->overCap();
+}
+
+// Runs `done` once the whole body of a finished reply is off Qt's buffer.
+void whenBodyTaken(QNetworkReply *reply, std::function<void()> done)
+{
+    if (BodyBuffer *buffer = bodyBuffer(reply))
+        buffer->whenDrained(std::move(done));
+    else
+        done();
 }
 
 QByteArrayList slicesOf(QNetworkReply *reply)
@@ -190,9 +221,13 @@ bool writeWhole(const QString &path, const QByteArrayList &slices)
     return file.commit();
 }
 
+// A reply whose body is still being taken off Qt's buffer counts as running.
 bool isRunning(const QPointer<QNetworkReply> &task)
 {
-    return task && task->isRunning();
+    if (!task)
+        return false;
+    const BodyBuffer *buffer = bodyBuffer(task);
+    return task->isRunning() || (buffer && buffer->isDraining());
 }
 
 // acsURL followed by the ad's media path. An absent path gives an absent URL: its cached
@@ -431,9 +466,11 @@ void AdsDownloader::downloadJSONWithComplitionBlock(Callback callback)
     d->JSONTask = reply;
     const QPointer<AdsDownloader> self(this);
     connect(reply, &QNetworkReply::finished, this, [self, reply, callback] {
-        reply->deleteLater();
-        if (self)
-            self->finishTableReply(reply, callback);
+        whenBodyTaken(reply, [self, reply, callback] {
+            reply->deleteLater();
+            if (self)
+                self->finishTableReply(reply, callback);
+        });
     });
 }
 
@@ -578,7 +615,7 @@ QNetworkReply *AdsDownloader::downloadDataToCacheDirectoryFromURL(const QUrl &re
     QNetworkReply *reply = d->network->get(request);
     capBody(reply, maxMediaBytes);
     const QPointer<AdsDownloader> self(this);
-    connect(reply, &QNetworkReply::finished, this, [self, reply, local, callback] {
+    const auto finish = [self, reply, local, callback] {
         reply->deleteLater();
         if (!ReplyOutcome::answeredInFull(reply) || overCap(reply)) {
             if (callback)
@@ -600,7 +637,8 @@ QNetworkReply *AdsDownloader::downloadDataToCacheDirectoryFromURL(const QUrl &re
                 },
                 Qt::QueuedConnection);
         });
-    });
+    };
+    connect(reply, &QNetworkReply::finished, this, [reply, finish] { whenBodyTaken(reply, finish); });
     return reply;
 }
 
