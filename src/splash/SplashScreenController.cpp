@@ -275,20 +275,13 @@ void SplashScreenController::connectActions()
     connect(ui->soundButton, &QAbstractButton::toggled, this, &SplashScreenController::applySoundImage);
 }
 
-// Decoded with the first layout, which a hidden splash screen gets in a later turn: the
-// host's turn that registered the window does not pay for reading the pictures.
-void SplashScreenController::loadButtonPictures()
+void SplashScreenController::initViewState()
 {
-    if (std::exchange(m_buttonPicturesLoaded, true))
-        return;
     ui->closeButton->setIcon(ResourceIcon::load(QStringLiteral("ads_close_button")));
     m_soundImage = ResourceIcon::load(QStringLiteral("ads_sound_on"));
     m_soundAlternateImage = ResourceIcon::load(QStringLiteral("ads_sound_off"));
     applySoundImage();
-}
 
-void SplashScreenController::initViewState()
-{
     ui->lablesView->textCommentFieldFirst()->setText(
         VLMStringFromKey(QStringLiteral("ApplicationWillBeLaunchedTextFirst")));
     ui->lablesView->textCommentFieldSecond()->setText(
@@ -941,7 +934,6 @@ void SplashScreenController::layoutNow()
     if (!m_view)
         return;
     m_layoutPending = false;
-    loadButtonPictures();
     const QRect bounds = m_view->rect();
     const int width = bounds.width();
     const int height = bounds.height();

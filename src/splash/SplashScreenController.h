@@ -134,7 +134,6 @@ public:
     LayoutConstraint *spashTimerConstraint1() const { return m_spashTimerConstraint1; }
 
     // View states and their parts.
-    void loadButtonPictures();
     void initViewState();
     void swapViewForState(int state);
     void didVideoEnded();
@@ -275,7 +274,6 @@ private:
     bool m_withouSplash = false;
     bool m_didInitState = false;
     // A layout waits for a later turn (or the view's showing).
-    bool m_buttonPicturesLoaded = false;
     bool m_layoutPending = false;
     bool m_layoutQueued = false;
     unsigned int m_oldWindowCollection = 0;
