@@ -7,6 +7,7 @@
 #include "controls/BannerImageView.h"
 #include "support/HostContent.h"
 #include "support/MainThread.h"
+#include "support/PostCall.h"
 #include "support/ResourceIcon.h"
 #include "support/StandardNames.h"
 #include "support/Switches.h"
@@ -161,7 +162,7 @@ template<typename Call> bool BannerController::postToMainThread(Call call)
 {
     if (MainThread::isCurrent())
         return false;
-    QMetaObject::invokeMethod(this, call, Qt::QueuedConnection);
+    postCall(this, std::move(call));
     return true;
 }
 

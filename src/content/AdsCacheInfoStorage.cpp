@@ -3,6 +3,7 @@
 #include "content/AdsDownloader.h"
 #include "content/AdsKeys.h"
 #include "support/PoolTask.h"
+#include "support/PostCall.h"
 
 #include <velmora/Support.h>
 
@@ -12,9 +13,12 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QPointer>
-#include <QPromise>
 #include <QSaveFile>
 #include <QThreadPool>
+
+#include <condition_variable>
+#include <mutex>
+#include <vector>
 
 namespace velmora {
 
@@ -71,17 +75,45 @@ QThreadPool *storageThread()
 } // namespace
 
 // The read of the file: started by whichever comes first, the turn after the storage was
-// made or an owner that cannot wait for it.
+// made or an owner that cannot wait for it. Its own lock rather than a QFuture: the owner's
+// wait and the continuations are then visible to ThreadSanitizer, and a waiting owner never
+// runs a queued task out of order.
 struct AdsCacheInfoStorage::Load {
     QString path;
-    QPromise<QVariantMap> promise;
     std::atomic<bool> claimed = false;
+    std::mutex mutex;
+    std::condition_variable done;
+    std::optional<QVariantMap> table;
+    std::vector<std::function<void()>> waiters;
 
     void run()
     {
         removeLeftovers(path);
-        promise.addResult(readTable(path).value_or(QVariantMap()));
-        promise.finish();
+        QVariantMap read = readTable(path).value_or(QVariantMap());
+        std::vector<std::function<void()>> ready;
+        {
+            const std::lock_guard lock(mutex);
+            table = std::move(read);
+            ready.swap(waiters);
+        }
+        done.notify_all();
+        if (QCoreApplication *app = QCoreApplication::instance()) {
+            for (std::function<void()> &waiter : ready)
+                postCall(app, std::move(waiter));
+        }
+    }
+
+    bool isDone()
+    {
+        const std::lock_guard lock(mutex);
+        return table.has_value();
+    }
+
+    QVariantMap take()
+    {
+        std::unique_lock lock(mutex);
+        done.wait(lock, [this] { return table.has_value(); });
+        return std::move(*table);
     }
 };
 
@@ -90,10 +122,6 @@ AdsCacheInfoStorage::AdsCacheInfoStorage()
     , m_load(std::make_shared<Load>())
 {
     m_load->path = storageURL().toLocalFile();
-    // A promise rather than a concurrent run: waiting on a run's future may take its task
-    // out of the queue and run it at once on the waiting thread, ahead of earlier saves.
-    m_loading = m_load->promise.future();
-    m_load->promise.start();
     // Not in the turn that made the storage (the host's first call): a thousand-ad table is
     // milliseconds of allocation on a second thread, which the host's turn would share the
     // machine and its memory map with.
@@ -102,7 +130,7 @@ AdsCacheInfoStorage::AdsCacheInfoStorage()
             PoolTask::start(storageThread(), [load] { load->run(); });
     };
     if (QCoreApplication *app = QCoreApplication::instance())
-        QMetaObject::invokeMethod(app, start, Qt::QueuedConnection);
+        postCall(app, start);
     else
         start();
 }
@@ -114,14 +142,14 @@ AdsCacheInfoStorage::~AdsCacheInfoStorage()
 
 QVariantMap &AdsCacheInfoStorage::info() const
 {
-    if (m_loading.isValid()) {
+    if (m_load) {
         // Needed before the read was started: read here, after every save asked for.
         if (!m_load->claimed.exchange(true)) {
             waitForSaves();
             m_load->run();
         }
-        m_info = m_loading.result();
-        m_loading = {};
+        m_info = m_load->take();
+        m_load.reset();
     }
     return m_info;
 }
@@ -133,20 +161,24 @@ QVariantMap AdsCacheInfoStorage::infoDictionary() const
 
 bool AdsCacheInfoStorage::isLoaded() const
 {
-    return !m_loading.isValid() || m_loading.isFinished();
+    return !m_load || m_load->isDone();
 }
 
 void AdsCacheInfoStorage::whenLoaded(QObject *context, std::function<void()> work) const
 {
-    if (isLoaded()) {
-        work();
-        return;
-    }
     const QPointer<QObject> guard(context);
-    m_loading.then(context, [guard, work = std::move(work)](const QVariantMap &) {
+    auto waiter = [guard, work = std::move(work)] {
         if (guard)
             work();
-    });
+    };
+    if (m_load) {
+        const std::lock_guard lock(m_load->mutex);
+        if (!m_load->table) {
+            m_load->waiters.emplace_back(std::move(waiter));
+            return;
+        }
+    }
+    waiter();
 }
 
 void AdsCacheInfoStorage::setInfoDictionary(const QVariantMap &info)

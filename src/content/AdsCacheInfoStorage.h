@@ -2,7 +2,6 @@
 
 #include <velmora/velmora_export.h>
 
-#include <QFuture>
 #include <QString>
 #include <QUrl>
 #include <QVariantMap>
@@ -58,11 +57,11 @@ private:
     QVariantMap &info() const;
     struct Load;
 
-    mutable QFuture<QVariantMap> m_loading;
     mutable QVariantMap m_info;
     // Saves queued behind a newer one of the same table skip their write.
     std::shared_ptr<std::atomic<quint64>> m_latestSave;
-    std::shared_ptr<Load> m_load;
+    // Until the owner first needs the table; shared with the read, which may outlive it.
+    mutable std::shared_ptr<Load> m_load;
 };
 
 } // namespace velmora

@@ -11,6 +11,7 @@
 #include "support/Logging.h"
 #include "support/MainThread.h"
 #include "support/PoolTask.h"
+#include "support/PostCall.h"
 
 #include <velmora/Bundle.h>
 #include <velmora/Support.h>
@@ -356,7 +357,7 @@ bool AdsDownloader::postedToOwnThread(std::function<void()> call)
 {
     if (QThread::currentThread() == thread())
         return false;
-    QMetaObject::invokeMethod(this, std::move(call), Qt::QueuedConnection);
+    postCall(this, std::move(call));
     return true;
 }
 
@@ -408,13 +409,10 @@ void AdsDownloader::checkInternetConnection()
         return;
     const QPointer<AdsDownloader> self(this);
     d->internetReachableFoo->reachableBlock = [self](Reachability *) {
-        QMetaObject::invokeMethod(
-            QCoreApplication::instance(),
-            [self] {
-                if (self)
-                    self->startUpdateAllAds();
-            },
-            Qt::QueuedConnection);
+        postCall(QCoreApplication::instance(), [self] {
+            if (self)
+                self->startUpdateAllAds();
+        });
     };
     d->internetReachableFoo->unreachableBlock = [](Reachability *) {};
     d->internetReachableFoo->startNotifier();
@@ -629,13 +627,10 @@ QNetworkReply *AdsDownloader::downloadDataToCacheDirectoryFromURL(const QUrl &re
             QCoreApplication *app = QCoreApplication::instance();
             if (!app)
                 return;
-            QMetaObject::invokeMethod(
-                app,
-                [self, local, callback, written] {
-                    if (self && callback)
-                        callback(written ? QUrl::fromLocalFile(local) : QUrl());
-                },
-                Qt::QueuedConnection);
+            postCall(app, [self, local, callback, written] {
+                if (self && callback)
+                    callback(written ? QUrl::fromLocalFile(local) : QUrl());
+            });
         });
     };
     connect(reply, &QNetworkReply::finished, this, [reply, finish] { whenBodyTaken(reply, finish); });

@@ -2,6 +2,7 @@
 
 #include "content/ReplyOutcome.h"
 #include "support/MainThread.h"
+#include "support/PostCall.h"
 
 #include <velmora/Support.h>
 
@@ -34,7 +35,7 @@ AdsEventLogger::AdsEventLogger()
 
 void AdsEventLogger::onMainThread(std::function<void()> work)
 {
-    QMetaObject::invokeMethod(this, std::move(work), Qt::QueuedConnection);
+    postCall(this, std::move(work));
 }
 
 void AdsEventLogger::logEventWithURL(const QUrl &url)

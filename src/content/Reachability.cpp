@@ -11,6 +11,7 @@
 #else
 #include "content/NetlinkReachability.h"
 #endif
+#include "support/PostCall.h"
 
 #include <QCoreApplication>
 #include <QPointer>
@@ -248,14 +249,11 @@ void Reachability::reachabilityChanged(quint32 flags)
     if (!app)
         return;
     const QPointer<Reachability> self(this);
-    QMetaObject::invokeMethod(
-        app,
-        [self] {
-            if (self)
-                NotificationCenter::defaultCenter()->post(QString::fromLatin1(kReachabilityChangedNotification),
-                                                          QVariant::fromValue<QObject *>(self.data()));
-        },
-        Qt::QueuedConnection);
+    postCall(app, [self] {
+        if (self)
+            NotificationCenter::defaultCenter()->post(QString::fromLatin1(kReachabilityChangedNotification),
+                                                      QVariant::fromValue<QObject *>(self.data()));
+    });
 }
 
 } // namespace velmora

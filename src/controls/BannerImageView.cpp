@@ -3,6 +3,7 @@
 #include "controls/BannerFrameDecoder.h"
 #include "support/PicturePool.h"
 #include "support/PoolTask.h"
+#include "support/PostCall.h"
 
 #include <QCoreApplication>
 #include <QEvent>
@@ -224,13 +225,10 @@ void BannerImageView::requestFrame()
         job.frame = decoder->next();
         job.sourceSize = decoder->sourceSize();
         job.loopCount = decoder->loopCount();
-        QMetaObject::invokeMethod(
-            qApp,
-            [self = std::move(self), job = std::move(job)]() mutable {
-                if (self)
-                    self->frameDecoded(std::move(job));
-            },
-            Qt::QueuedConnection);
+        postCall(qApp, [self = std::move(self), job = std::move(job)]() mutable {
+            if (self)
+                self->frameDecoded(std::move(job));
+        });
     });
 }
 

@@ -4,6 +4,7 @@
 #include "facade/FacadeState.h"
 #include "splash/SplashScreenControllerProtocolInput.h"
 #include "support/MainThread.h"
+#include "support/PostCall.h"
 #include "support/Switches.h"
 
 #include <QCoreApplication>
@@ -112,8 +113,7 @@ void Velmora::removeAdsNow()
     Switches::setADSRemoved(true);
     if (!MainThread::isCurrent()) {
         if (QCoreApplication *app = QCoreApplication::instance())
-            QMetaObject::invokeMethod(
-                app, [] { removeAdsFromScreen(); }, Qt::QueuedConnection);
+            postCall(app, [] { removeAdsFromScreen(); });
         return;
     }
     removeAdsFromScreen();

@@ -8,6 +8,7 @@
 #include "support/PictureFormat.h"
 #include "support/PicturePool.h"
 #include "support/PoolTask.h"
+#include "support/PostCall.h"
 #include "support/ResourceIcon.h"
 
 #include "controls/CloseButtonCell.h"
@@ -258,7 +259,7 @@ template<typename Call> bool SplashScreenController::postToMainThread(Call call)
 {
     if (MainThread::isCurrent())
         return false;
-    QMetaObject::invokeMethod(this, call, Qt::QueuedConnection);
+    postCall(this, std::move(call));
     return true;
 }
 
@@ -1026,13 +1027,10 @@ void SplashScreenController::prepareStill()
     QPointer<SplashScreenController> self(this);
     PoolTask::start(PicturePool::instance(), [key, self]() mutable {
         QImage still = scaledImage(loadImage(key.url), key.size, ImageScaleProportionallyUpOrDown, key.ratio);
-        QMetaObject::invokeMethod(
-            qApp,
-            [self = std::move(self), key, still = std::move(still)]() mutable {
-                if (self && self->m_preparedStill.key == key)
-                    self->m_preparedStill.image = std::move(still);
-            },
-            Qt::QueuedConnection);
+        postCall(qApp, [self = std::move(self), key, still = std::move(still)]() mutable {
+            if (self && self->m_preparedStill.key == key)
+                self->m_preparedStill.image = std::move(still);
+        });
     });
 }
 

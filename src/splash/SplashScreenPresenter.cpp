@@ -13,6 +13,7 @@
 #include "splash/SplashScreenControllerProtocolOutput.h"
 #include "support/Clock.h"
 #include "support/PoolTask.h"
+#include "support/PostCall.h"
 #include "support/Switches.h"
 
 #include <QApplication>
@@ -578,13 +579,10 @@ void SplashScreenPresenter::setDefaultVideoWithURL(const QUrl &video, const QUrl
     QPointer<SplashScreenPresenter> self(this);
     PoolTask::start(QThreadPool::globalInstance(), [path, self]() mutable {
         const QString name = AdsDownloader::appNameFromMarketLink(path, false);
-        QMetaObject::invokeMethod(
-            qApp,
-            [self = std::move(self), name] {
-                if (self)
-                    self->d->defaultVideoName = name;
-            },
-            Qt::QueuedConnection);
+        postCall(qApp, [self = std::move(self), name] {
+            if (self)
+                self->d->defaultVideoName = name;
+        });
     });
 }
 

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QMetaObject>
+#include <QObject>
+
+#include <utility>
+
+#if defined(__SANITIZE_THREAD__)
+extern "C" void __tsan_acquire(void *address);
+extern "C" void __tsan_release(void *address);
+#endif
+
+namespace velmora {
+
+namespace detail {
+// A queued call is reference-counted by Qt: whichever thread drops the last reference, the
+// poster or the receiver, destroys it. The count lives in a Qt built without ThreadSanitizer,
+// so the receiver's use of the call and the poster's destruction of it would look like a race.
+// The call announces the end of its run, and its destruction waits on that announcement.
+template<typename Work> class AnnouncedCall {
+public:
+    explicit AnnouncedCall(Work work)
+        : m_work(std::move(work))
+    {
+    }
+    AnnouncedCall(AnnouncedCall &&) noexcept = default;
+    AnnouncedCall(const AnnouncedCall &) = delete;
+    AnnouncedCall &operator=(const AnnouncedCall &) = delete;
+    AnnouncedCall &operator=(AnnouncedCall &&) = delete;
+
+    ~AnnouncedCall()
+    {
+#if defined(__SANITIZE_THREAD__)
+        __tsan_acquire(this);
+#endif
+    }
+
+    void operator()()
+    {
+        m_work();
+#if defined(__SANITIZE_THREAD__)
+        __tsan_release(this);
+#endif
+    }
+
+private:
+    Work m_work;
+};
+} // namespace detail
+
+// Runs work on the receiver's thread in a later turn; safe to call from any thread.
+template<typename Work> void postCall(QObject *receiver, Work work)
+{
+    QMetaObject::invokeMethod(receiver, detail::AnnouncedCall<Work>(std::move(work)), Qt::QueuedConnection);
+}
+
+} // namespace velmora
