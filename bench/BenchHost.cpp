@@ -124,9 +124,15 @@ public:
             }
         }
         const QByteArray receiverName = m_depth == 1 ? describe(receiver) : QByteArray();
+        const bool timedPaint = m_depth > 1 && type == QEvent::Paint;
+        const double paintStart = timedPaint ? nowMs() : 0;
         const bool result = QApplication::notify(receiver, event);
-        if (m_depth == 1)
+        if (timedPaint)
+            m_paintsInEvent[receiver->metaObject()->className()] += nowMs() - paintStart;
+        if (m_depth == 1) {
             noteEvent(nowMs() - start, start, receiverName, type);
+            m_paintsInEvent.clear();
+        }
         if (--m_depth == 0 && m_foreignPainted && watchForeignPaint) {
             // The whole event that painted it (backing-store sync and flush) is done.
             watchForeignPaint = false;
@@ -156,11 +162,22 @@ public:
         double ms, at;
         QByteArray receiver;
         int type;
+        QByteArray paints;
     };
     void noteEvent(double ms, double at, const QByteArray &receiver, int type)
     {
-        if (ms >= 2.0)
-            slowEvents.push_back({ ms, at, receiver, type });
+        if (ms < 2.0)
+            return;
+        // Where an update request's time went: each class's own paint events, slowest
+        // first; the rest is the backing store, effects' offscreen copies and the flush.
+        std::vector<std::pair<double, QByteArray>> paints;
+        for (const auto &[name, paintMs] : m_paintsInEvent)
+            paints.push_back({ paintMs, name });
+        std::sort(paints.begin(), paints.end(), [](auto &a, auto &b) { return a.first > b.first; });
+        QByteArray breakdown;
+        for (size_t i = 0; i < std::min<size_t>(paints.size(), 5); ++i)
+            breakdown += ' ' + paints[i].second + '=' + QByteArray::number(paints[i].first, 'f', 2);
+        slowEvents.push_back({ ms, at, receiver, type, breakdown });
     }
     // The slowest events that began between `from` and `to` (ms), slowest first.
     std::vector<SlowEvent> slowestBetween(double from, double to, size_t count) const
@@ -175,14 +192,15 @@ public:
     void printSlowEvents(const char *label, double from, double to, size_t count) const
     {
         for (const SlowEvent &e : slowestBetween(from, to, count))
-            std::printf("# slow%s event %.2f ms at %.0f ms: %s event type %d\n", label, e.ms, e.at,
-                        e.receiver.constData(), e.type);
+            std::printf("# slow%s event %.2f ms at %.0f ms: %s event type %d%s%s\n", label, e.ms, e.at,
+                        e.receiver.constData(), e.type, e.paints.isEmpty() ? "" : "; paints:", e.paints.constData());
         std::fflush(stdout);
     }
     std::vector<SlowEvent> slowEvents;
     std::map<QByteArray, long long> foreignPaints;
     std::set<QObject *> paintedForeign;
     std::map<QByteArray, long long> paintsByWindow;
+    std::map<QByteArray, double> m_paintsInEvent;
     long long paints = 0;
     bool watchForeignPaint = false;
     std::function<void(double)> onForeignFrame;
