@@ -77,7 +77,16 @@ void RemoveAdsButton::init()
 
 void RemoveAdsButton::changed()
 {
+    ++m_generation;
     update();
+}
+
+void RemoveAdsButton::changeEvent(QEvent *event)
+{
+    QPushButton::changeEvent(event);
+    if (event->type() == QEvent::FontChange || event->type() == QEvent::PaletteChange
+        || event->type() == QEvent::StyleChange)
+        ++m_generation;
 }
 
 void RemoveAdsButton::setIsGradient(bool on)
@@ -336,28 +345,82 @@ void RemoveAdsButton::hideEvent(QHideEvent *event)
 
 void RemoveAdsButton::paintEvent(QPaintEvent *)
 {
-    if (isInvisible())
+    if (isInvisible() || size().isEmpty())
         return;
+    const Layers &drawn = layers();
     QPainter painter(this);
     painter.setOpacity(opacity());
-    painter.setRenderHint(QPainter::Antialiasing);
-    if (m_isAnimation) {
-        // The mask of the whole button, shine included.
-        QPainterPath mask;
-        if (m_isCircle)
-            mask.addEllipse(faceRect());
-        else
-            mask.addRoundedRect(rect(), m_cornerRadius, m_cornerRadius);
-        painter.setClipPath(mask);
+    painter.drawImage(QPointF(0, 0), drawn.face);
+    const double offset = shineOffset(width(), m_sweep->currentTime());
+    // Parked past either edge, the bands draw nothing.
+    if (m_isAnimation && m_isAllDraw && offset > -width() && offset < width()) {
+        QImage &scratch = m_layers.scratch;
+        scratch.fill(Qt::transparent);
+        QPainter shine(&scratch);
+        shine.drawImage(QPointF(offset, 0), drawn.bands);
+        shine.setCompositionMode(QPainter::CompositionMode_DestinationIn);
+        shine.drawImage(QPointF(0, 0), drawn.mask);
+        shine.end();
+        painter.drawImage(QPointF(0, 0), scratch);
     }
-    drawFace(painter);
-    drawTitle(painter);
-    if (m_isAnimation && m_isAllDraw)
-        drawShine(painter);
     if (!m_isAllDraw) {
         drawPath();
         m_isAllDraw = true;
     }
+}
+
+RemoveAdsButton::Look RemoveAdsButton::currentLook() const
+{
+    return { size(), devicePixelRatioF(), isDown(), isEnabled(), text(), icon().cacheKey(), m_generation };
+}
+
+QImage RemoveAdsButton::blankLayer() const
+{
+    const qreal ratio = devicePixelRatioF();
+    QImage layer((QSizeF(size()) * ratio).toSize(), QImage::Format_ARGB32_Premultiplied);
+    layer.setDevicePixelRatio(ratio);
+    layer.fill(Qt::transparent);
+    return layer;
+}
+
+const RemoveAdsButton::Layers &RemoveAdsButton::layers() const
+{
+    const Look look = currentLook();
+    if (m_layers.look == look && !m_layers.face.isNull())
+        return m_layers;
+    const bool resized = m_layers.look.size != look.size || m_layers.look.ratio != look.ratio;
+    m_layers.look = look;
+    // The mask of the whole button, shine included.
+    QPainterPath mask;
+    if (m_isCircle)
+        mask.addEllipse(faceRect());
+    else
+        mask.addRoundedRect(rect(), m_cornerRadius, m_cornerRadius);
+
+    m_layers.face = blankLayer();
+    QPainter face(&m_layers.face);
+    face.setRenderHint(QPainter::Antialiasing);
+    if (m_isAnimation)
+        face.setClipPath(mask);
+    drawFace(face);
+    drawTitle(face);
+    face.end();
+
+    if (resized || m_layers.bands.isNull()) {
+        m_layers.mask = blankLayer();
+        QPainter masking(&m_layers.mask);
+        masking.setRenderHint(QPainter::Antialiasing);
+        masking.fillPath(mask, Qt::black);
+        masking.end();
+
+        m_layers.bands = blankLayer();
+        QPainter bands(&m_layers.bands);
+        bands.setRenderHint(QPainter::Antialiasing);
+        drawShine(bands);
+        bands.end();
+        m_layers.scratch = blankLayer();
+    }
+    return m_layers;
 }
 
 void RemoveAdsButton::drawFace(QPainter &painter) const
@@ -426,9 +489,8 @@ void RemoveAdsButton::drawShine(QPainter &painter) const
         getPath(w / 3, w / 3, w / 7), bounds, QColor(255, 255, 200), QColor(255, 255, 200, 128));
     const BezierPath::GradientLayer two = BezierPath::startAnimationPathGradientFill(
         getPath(w / 6, w / 6, w / 7), bounds, QColor(255, 255, 255, 128), QColor(255, 255, 255, 64));
-    const QPointF position(shineOffset(w, m_sweep->currentTime()), 0);
-    one.paint(painter, position);
-    two.paint(painter, position);
+    one.paint(painter, QPointF(0, 0));
+    two.paint(painter, QPointF(0, 0));
 }
 
 void RemoveAdsButton::drawPath()

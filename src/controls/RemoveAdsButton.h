@@ -5,6 +5,7 @@
 
 #include <QColor>
 #include <QFont>
+#include <QImage>
 #include <QPainterPath>
 #include <QPushButton>
 #include <QSequentialAnimationGroup>
@@ -92,6 +93,7 @@ public:
 
 protected:
     void paintEvent(QPaintEvent *event) override;
+    void changeEvent(QEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
     void showEvent(QShowEvent *event) override;
     void hideEvent(QHideEvent *event) override;
@@ -110,6 +112,31 @@ private:
     QSize autoSize(int height) const;
     void drawFace(QPainter &painter) const;
     void drawShine(QPainter &painter) const;
+
+    // What a paint draws, rendered once per look of the button: the face with its title
+    // (clipped as the shine's mask when it shines), the two bands of the shine, and the
+    // mask. A frame of the sweep is then a few image draws, not antialiased clip paths,
+    // gradients and text on the host's main thread, 60 times a second.
+    struct Look {
+        QSize size;
+        qreal ratio = 0;
+        bool down = false;
+        bool enabled = true;
+        QString text;
+        qint64 icon = 0;
+        quint64 generation = 0;
+        bool operator==(const Look &) const = default;
+    };
+    struct Layers {
+        Look look;
+        QImage face;
+        QImage bands;
+        QImage mask;
+        QImage scratch;
+    };
+    Look currentLook() const;
+    const Layers &layers() const;
+    QImage blankLayer() const;
     void onCycleEnded();
     void changed();
 
@@ -135,6 +162,9 @@ private:
     mutable FittedTitle m_fitted;
     QColor m_stringColor = Qt::black;
     bool m_isAllDraw = false;
+    // Bumped by every change of what the layers show that their look does not name.
+    quint64 m_generation = 0;
+    mutable Layers m_layers;
     QSequentialAnimationGroup *m_animation = nullptr;
     QVariantAnimation *m_sweep = nullptr;
 };
