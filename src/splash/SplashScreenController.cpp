@@ -123,6 +123,20 @@ QPixmap scaledPixmap(const QImage &image, QSize size, unsigned int scaling, qrea
     return QPixmap::fromImage(scaledImage(image, size, scaling, ratio));
 }
 
+// Paints a view into a throwaway image. A view's first paint loads its font at the size it
+// uses, rasterizes its glyphs and scales its pictures; done ahead, in an idle turn, that no
+// longer lands in the frame that first shows it.
+void paintOffscreen(QWidget *view)
+{
+    if (view->size().isEmpty())
+        return;
+    const qreal ratio = view->devicePixelRatioF();
+    QImage image((QSizeF(view->size()) * ratio).toSize(), QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(ratio);
+    image.fill(Qt::transparent);
+    view->render(&image, QPoint(), QRegion(), QWidget::DrawChildren);
+}
+
 void setTextColorOf(QLabel *label, const QColor &color)
 {
     if (!label || !color.isValid())
@@ -371,6 +385,7 @@ void SplashScreenController::showStartState()
            static_cast<QWidget *>(ui->removeAdsImageButton) })
         setHidden(element, true);
     fadeHidden(m_view, false);
+    m_rehearsalPending = true;
     fadeHidden(ui->removeAdsButton, m_withouSplash || m_hiddenButtonBeforeVideo);
     fadeHidden(ui->iconImageView, m_withouSplash || m_hiddenIcon || m_hiddenIconBeforeVideo);
     fadeHidden(ui->lablesView, m_withouSplash);
@@ -628,6 +643,20 @@ void SplashScreenController::startHelperAhead()
         Qt::QueuedConnection);
 }
 
+// One element per idle turn of the start screen, laid out by then: the video phase's first
+// frame would otherwise pay for all of their first paints at once.
+void SplashScreenController::rehearseVideoElements()
+{
+    for (QWidget *element : { static_cast<QWidget *>(ui->removeAdsImageButton), static_cast<QWidget *>(ui->soundButton),
+                              static_cast<QWidget *>(ui->videoProgressView), static_cast<QWidget *>(ui->timeVideoLabel),
+                              static_cast<QWidget *>(ui->closeButton) }) {
+        IdleQueue::post(element, [this, element] {
+            if (isElementHidden(element))
+                paintOffscreen(element);
+        });
+    }
+}
+
 void SplashScreenController::initVideoLayer()
 {
     m_preparation = VideoPreparation::None;
@@ -863,8 +892,12 @@ bool SplashScreenController::eventFilter(QObject *watched, QEvent *event)
 {
     // The type first: a view being destroyed still sends events, and comparing it with the
     // guarded pointer would look at it as the view it no longer is.
-    if (event->type() == QEvent::Paint && m_preparation == VideoPreparation::AwaitingPaint && watched == m_view)
-        startHelperAhead();
+    if (event->type() == QEvent::Paint && watched == m_view) {
+        if (m_preparation == VideoPreparation::AwaitingPaint)
+            startHelperAhead();
+        if (std::exchange(m_rehearsalPending, false))
+            rehearseVideoElements();
+    }
     // A view the host (or a banner) adds over a showing splash screen goes beneath it, once
     // its own set-up, which may raise it, is done.
     if (event->type() == QEvent::ChildAdded && m_view && watched == m_view->parentWidget()

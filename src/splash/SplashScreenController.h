@@ -141,6 +141,7 @@ public:
     void compliteProgressViews();
     void initVideoLayer();
     void startHelperAhead();
+    void rehearseVideoElements();
 
     // Button actions.
     void closeSplashScreen(QAbstractButton *sender);
@@ -276,6 +277,8 @@ private:
     // A layout waits for a later turn (or the view's showing).
     bool m_layoutPending = false;
     bool m_layoutQueued = false;
+    // The video phase's elements paint offscreen once the start screen is on screen.
+    bool m_rehearsalPending = false;
     unsigned int m_oldWindowCollection = 0;
     bool m_oldResize = false;
     QSize m_savedMinimumSize;
