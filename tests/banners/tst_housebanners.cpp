@@ -50,20 +50,6 @@ private Q_SLOTS:
                  qPrintable(QStringLiteral("%1x%2").arg(first.width()).arg(first.height())));
         QVERIFY(picture->frameCount() > 1);
     }
-
-    void identifierWithoutPictureGivesNull_data()
-    {
-        QTest::addColumn<QString>("identifier");
-        QTest::newRow("unknown app") << QStringLiteral("mac.999999.mac-store");
-        QTest::newRow("empty") << QString();
-        QTest::newRow("not an identifier") << QStringLiteral("no such banner");
-    }
-
-    void identifierWithoutPictureGivesNull()
-    {
-        QFETCH(QString, identifier);
-        QVERIFY(!StandardNames::bannerFromName(identifier));
-    }
 };
 
 VELMORA_TEST_MAIN(HouseBannersTest)
