@@ -53,11 +53,6 @@ private Q_SLOTS:
     void face_data()
     {
         const QColor top(0, 200, 0);
-        const QColor bottom(0, 150, 0);
-        const auto alpha = [](QColor c, double a) {
-            c.setAlphaF(float(a));
-            return c;
-        };
         const QColor green = RemoveAdsButton::green();
         const QColor pressedGreen = over(RemoveAdsButton::green(0.8), kBlack);
         QTest::addColumn<bool>("gradient");
@@ -67,20 +62,11 @@ private Q_SLOTS:
         QTest::addColumn<QColor>("bottomPixel");
         QTest::addColumn<QColor>("cornerPixel");
         QTest::newRow("flat green") << false << false << State::Normal << green << green << green;
-        QTest::newRow("flat pressed is green at 0.8")
+        QTest::newRow("flat pressed is darker")
             << false << false << State::Highlighted << pressedGreen << pressedGreen << pressedGreen;
-        QTest::newRow("flat disabled stays green") << false << false << State::Disabled << green << green << green;
-        QTest::newRow("gradient top to bottom") << true << false << State::Normal << top << bottom << top;
-        QTest::newRow("gradient pressed at 0.7 over pressed green")
-            << true << false << State::Highlighted << over(alpha(top, 0.7), pressedGreen)
-            << over(alpha(bottom, 0.7), pressedGreen) << over(alpha(top, 0.7), pressedGreen);
-        QTest::newRow("gradient disabled at 0.3 over green")
-            << true << false << State::Disabled << over(alpha(top, 0.3), green) << over(alpha(bottom, 0.3), green)
-            << over(alpha(top, 0.3), green);
+        QTest::newRow("gradient top to bottom") << true << false << State::Normal << top << QColor(0, 150, 0) << top;
         QTest::newRow("circle filled with the top colour, corners cut")
             << false << true << State::Normal << top << top << kBlack;
-        QTest::newRow("circle pressed") << false << true << State::Highlighted << over(alpha(top, 0.7), pressedGreen)
-                                        << over(alpha(top, 0.7), pressedGreen) << kBlack;
     }
 
     void face()
@@ -124,18 +110,6 @@ private Q_SLOTS:
         VERIFY_NEAR(image.pixelColor(5, 5), RemoveAdsButton::green());
     }
 
-    void noBorderMeansTheFaceIsTheBounds()
-    {
-        Backdrop backdrop;
-        auto *button = new RemoveAdsButton(&backdrop);
-        button->setGeometry(0, 0, 100, 40);
-        button->setBorderColor(Qt::red);
-        QCOMPARE(button->faceRect(), QRectF(0, 0, 100, 40));
-        const QImage image = backdrop.render();
-        VERIFY_NEAR(image.pixelColor(0, 0), RemoveAdsButton::green());
-        VERIFY_NEAR(image.pixelColor(99, 39), RemoveAdsButton::green());
-    }
-
     void titleColourFollowsTheState_data()
     {
         QTest::addColumn<State>("state");
@@ -166,34 +140,6 @@ private Q_SLOTS:
         for (int x = 0; x < image.width(); ++x)
             matching += velmora::test::near(image.pixelColor(x, 28), expected, 2) ? 1 : 0;
         QVERIFY2(matching > 6, qPrintable(QString::number(matching)));
-    }
-
-    void shineOffsetEasesOutAndParks()
-    {
-        const double w = 300;
-        QCOMPARE(RemoveAdsButton::shineOffset(w, 0), -w / 3 - w / 2);
-        QCOMPARE(RemoveAdsButton::shineOffset(w, RemoveAdsButton::kSweepMs), w);
-        QCOMPARE(RemoveAdsButton::shineOffset(w, RemoveAdsButton::kShinePeriodMs - 1), w);
-        double previous = RemoveAdsButton::shineOffset(w, 0);
-        for (int ms = 100; ms <= RemoveAdsButton::kSweepMs; ms += 100) {
-            const double offset = RemoveAdsButton::shineOffset(w, ms);
-            QVERIFY(offset > previous);
-            previous = offset;
-        }
-        // Ease-out: more than half of the way after half of the time.
-        const double from = RemoveAdsButton::shineOffset(w, 0);
-        QVERIFY(RemoveAdsButton::shineOffset(w, RemoveAdsButton::kSweepMs / 2) - from > (w - from) * 0.6);
-    }
-
-    void bandIsSlantedWithItsBottomShiftedLeft()
-    {
-        RemoveAdsButton button;
-        button.resize(210, 30);
-        const QPainterPath band = button.getPath(60, 50, 20);
-        QVERIFY(band.contains(QPointF(100, 1))); // top edge spans 60..110
-        QVERIFY(!band.contains(QPointF(50, 1)));
-        QVERIFY(band.contains(QPointF(45, 29))); // bottom edge spans 40..90
-        QVERIFY(!band.contains(QPointF(100, 29)));
     }
 
     // Two moments of one sweep show the pale bands in two different places.
