@@ -139,24 +139,6 @@ private Q_SLOTS:
         }
     }
 
-    void closeButtonNudge_data()
-    {
-        QTest::addColumn<int>("minor");
-        QTest::addColumn<double>("dy");
-        QTest::newRow("unknown or old system") << 0 << 1.0;
-        QTest::newRow("x.10") << 10 << 1.0;
-        QTest::newRow("x.11") << 11 << 0.0;
-        QTest::newRow("x.15") << 15 << 0.0;
-    }
-
-    void closeButtonNudge()
-    {
-        QFETCH(int, minor);
-        QFETCH(double, dy);
-        const QRectF frame(3, 4, 20, 20);
-        QCOMPARE(CloseButtonCell::imageFrame(frame, minor), frame.translated(0, dy));
-    }
-
     void closeButtonDrawsItsImageInACircle()
     {
         QPixmap red(32, 32);
@@ -173,34 +155,7 @@ private Q_SLOTS:
         VERIFY_NEAR(image.pixelColor(30, 30), kBlack);
     }
 
-    void pathConversion_data()
-    {
-        QTest::addColumn<QPainterPath>("path");
-        QTest::newRow("empty") << QPainterPath();
-        QPainterPath mixed(QPointF(1, 2));
-        mixed.lineTo(10, 2);
-        mixed.cubicTo(QPointF(12, 4), QPointF(14, 8), QPointF(10, 12));
-        mixed.closeSubpath();
-        mixed.moveTo(30, 30);
-        mixed.lineTo(40, 35);
-        QTest::newRow("move, line, curve, close, move, line") << mixed;
-        QPainterPath rounded;
-        rounded.addRoundedRect(QRectF(0, 0, 50, 20), 6, 6);
-        QTest::newRow("rounded rectangle") << rounded;
-    }
-
-    void pathConversion()
-    {
-        QFETCH(QPainterPath, path);
-        const QPainterPath copy = BezierPath::CGPathFromPath(path);
-        QCOMPARE(copy.elementCount(), path.elementCount());
-        for (int i = 0; i < path.elementCount(); ++i) {
-            QCOMPARE(copy.elementAt(i).type, path.elementAt(i).type);
-            QCOMPARE(QPointF(copy.elementAt(i)), QPointF(path.elementAt(i)));
-        }
-    }
-
-    // The layer fills its shape only, first colour at the top, at the position given.
+    // The layer fills a copy of its shape only, first colour at the top, at the position given.
     void gradientLayerInTheShapeOfAPath()
     {
         QPainterPath square;
