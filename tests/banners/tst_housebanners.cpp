@@ -1,10 +1,8 @@
 #include "TestEnvironment.h"
 
-#include "BuildConfig.h"
 #include "support/StandardNames.h"
 
 #include <QMovie>
-#include <QRegularExpression>
 
 using namespace velmora;
 
@@ -12,23 +10,6 @@ class HouseBannersTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void tableHasFourStoreApps()
-    {
-        const QMap<QString, QString> table = StandardNames::standardBanners();
-        QCOMPARE(table.size(), 4);
-        const QRegularExpression identifier(QStringLiteral("^mac\\.\\d{6}\\.mac-store$"));
-        const QRegularExpression link(QStringLiteral("^macappstores://%1/app/id\\d{10}$")
-                                          .arg(QRegularExpression::escape(QStringLiteral(VELMORA_STORE_HOST_DEFAULT))));
-        QStringList storeIds;
-        for (auto row = table.cbegin(); row != table.cend(); ++row) {
-            QVERIFY2(identifier.match(row.key()).hasMatch(), qPrintable(row.key()));
-            QVERIFY2(link.match(row.value()).hasMatch(), qPrintable(row.value()));
-            storeIds << row.value();
-        }
-        storeIds.removeDuplicates();
-        QCOMPARE(storeIds.size(), 4);
-    }
-
     void everyHouseBannerHasAnAnimatedPicture_data()
     {
         QTest::addColumn<QString>("identifier");
