@@ -163,23 +163,6 @@ private Q_SLOTS:
         QCOMPARE(Reachability::isReachableWithFlags(flags), reachable);
     }
 
-    void flagsText_data()
-    {
-        QTest::addColumn<quint32>("flags");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("none") << 0u << "X- -------";
-        QTest::newRow("reachable direct local")
-            << quint32(F::Reachable | F::IsDirect | F::IsLocalAddress) << "XR -----ld";
-        QTest::newRow("every bit") << quint32(0x3003F) << "XR ctiCDld";
-    }
-
-    void flagsText()
-    {
-        QFETCH(quint32, flags);
-        QFETCH(QString, text);
-        QCOMPARE(Reachability::flagsText(flags), text);
-    }
-
     void loopbackIsLocalAndDirect()
     {
         const quint32 flags = Reachability::flagsForAddress(QHostAddress::LocalHost);
