@@ -190,28 +190,6 @@ private Q_SLOTS:
         QCOMPARE(NetworkInformationReachability::flagsForState(state), flags);
     }
 
-    void urlTargets_data()
-    {
-        QTest::addColumn<QUrl>("url");
-        QTest::addColumn<QString>("host");
-        QTest::addColumn<int>("port");
-        QTest::newRow("https to an address watches 443") << QUrl("https://10.1.2.3/x") << "10.1.2.3" << 443;
-        QTest::newRow("http to an address watches 80") << QUrl("http://10.1.2.3/x") << "10.1.2.3" << 80;
-        QTest::newRow("explicit port") << QUrl("https://10.1.2.3:8443/") << "10.1.2.3" << 8443;
-        QTest::newRow("a name is watched by name") << QUrl("https://ads.example/") << "ads.example" << 0;
-    }
-
-    void urlTargets()
-    {
-        QFETCH(QUrl, url);
-        QFETCH(QString, host);
-        QFETCH(int, port);
-        const auto monitor = Reachability::reachabilityWithURL(url);
-        QVERIFY(monitor);
-        QCOMPARE(monitor->targetHost(), host);
-        QCOMPARE(int(monitor->targetPort()), port);
-    }
-
     void changesInAPrivateNetworkNamespace_data()
     {
         QTest::addColumn<int>("family");

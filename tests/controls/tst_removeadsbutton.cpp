@@ -55,29 +55,25 @@ private Q_SLOTS:
         const QColor top(0, 200, 0);
         const QColor green = RemoveAdsButton::green();
         const QColor pressedGreen = over(RemoveAdsButton::green(0.8), kBlack);
-        QTest::addColumn<bool>("gradient");
         QTest::addColumn<bool>("circle");
         QTest::addColumn<State>("state");
         QTest::addColumn<QColor>("topPixel");
         QTest::addColumn<QColor>("bottomPixel");
         QTest::addColumn<QColor>("cornerPixel");
-        QTest::newRow("flat green") << false << false << State::Normal << green << green << green;
+        QTest::newRow("flat green") << false << State::Normal << green << green << green;
         QTest::newRow("flat pressed is darker")
-            << false << false << State::Highlighted << pressedGreen << pressedGreen << pressedGreen;
-        QTest::newRow("gradient top to bottom") << true << false << State::Normal << top << QColor(0, 150, 0) << top;
+            << false << State::Highlighted << pressedGreen << pressedGreen << pressedGreen;
         QTest::newRow("circle filled with the top colour, corners cut")
-            << false << true << State::Normal << top << top << kBlack;
+            << true << State::Normal << top << top << kBlack;
     }
 
     void face()
     {
-        QFETCH(bool, gradient);
         QFETCH(bool, circle);
         QFETCH(State, state);
         Backdrop backdrop;
         auto *button = new RemoveAdsButton(&backdrop);
         button->setGeometry(0, 0, 160, 60);
-        button->setIsGradient(gradient);
         button->setIsCircle(circle);
         applyState(*button, state);
         const QImage image = backdrop.render();
@@ -89,25 +85,6 @@ private Q_SLOTS:
         VERIFY_NEAR(image.pixelColor(80, 2), topPixel);
         VERIFY_NEAR(image.pixelColor(80, 57), bottomPixel);
         VERIFY_NEAR(image.pixelColor(1, 1), cornerPixel);
-    }
-
-    // Border 2, corner radius 10: a 2-point ring outside a face with radii 8.
-    void borderRingAroundTheFace()
-    {
-        Backdrop backdrop;
-        auto *button = new RemoveAdsButton(&backdrop);
-        button->setGeometry(0, 0, 160, 60);
-        button->setBorder(2);
-        button->setCornerRadius(10);
-        button->setBorderColor(Qt::red);
-        QCOMPARE(button->faceRect(), QRectF(2, 2, 156, 56));
-        const QImage image = backdrop.render();
-        VERIFY_NEAR(image.pixelColor(80, 0), QColor(Qt::red));
-        VERIFY_NEAR(image.pixelColor(80, 1), QColor(Qt::red));
-        VERIFY_NEAR(image.pixelColor(80, 3), RemoveAdsButton::green());
-        VERIFY_NEAR(image.pixelColor(0, 0), kBlack); // outside the rounded bounds
-        VERIFY_NEAR(image.pixelColor(3, 3), QColor(Qt::red)); // inside radius 10, outside radius 8
-        VERIFY_NEAR(image.pixelColor(5, 5), RemoveAdsButton::green());
     }
 
     void titleColourFollowsTheState_data()
@@ -215,52 +192,6 @@ private Q_SLOTS:
         QVERIFY(shine->state() != QAbstractAnimation::Running);
         backdrop.show();
         QCOMPARE(shine->state(), QAbstractAnimation::Running);
-    }
-
-    // Switching the shine off lets the current sweep end and starts no other.
-    void turningTheShineOffStopsAtTheNextCycle()
-    {
-        Backdrop backdrop;
-        auto *button = new RemoveAdsButton(&backdrop);
-        button->setGeometry(0, 0, 200, 40);
-        backdrop.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&backdrop));
-        QAbstractAnimation *shine = button->animationTimer();
-        QTRY_COMPARE(shine->state(), QAbstractAnimation::Running);
-        shine->setCurrentTime(RemoveAdsButton::kShinePeriodMs + 100);
-        QCOMPARE(shine->state(), QAbstractAnimation::Running);
-
-        button->setIsAnimation(false);
-        shine->setCurrentTime(RemoveAdsButton::kShinePeriodMs + 1000);
-        QCOMPARE(shine->state(), QAbstractAnimation::Running);
-        shine->setCurrentTime(2 * RemoveAdsButton::kShinePeriodMs + 100);
-        QCOMPARE(shine->state(), QAbstractAnimation::Stopped);
-    }
-
-    void autoWidthFitsTheTitleAndKeepsTheHeight_data()
-    {
-        QTest::addColumn<QString>("title");
-        QTest::addColumn<double>("leading");
-        QTest::newRow("short title") << QStringLiteral("Go") << 10.0;
-        QTest::newRow("long title, wide margins") << QStringLiteral("Remove ads for good") << 24.0;
-    }
-
-    void autoWidthFitsTheTitleAndKeepsTheHeight()
-    {
-        QFETCH(QString, title);
-        QFETCH(double, leading);
-        RemoveAdsButton button(title);
-        button.resize(50, 33);
-        button.setTitleLeading(leading);
-        button.setIsAutoWidth(true);
-        button.setFrameSize(QSize(999, 77));
-        const double titleWidth = QFontMetricsF(button.font()).horizontalAdvance(title);
-        QVERIFY(qAbs(button.width() - (titleWidth + 2 * leading)) <= 1);
-        QCOMPARE(button.height(), 33);
-
-        button.setIsAutoWidth(false);
-        button.setFrameSize(QSize(120, 40));
-        QCOMPARE(button.size(), QSize(120, 40));
     }
 
     // Every shipped language's title, on the round button over the video (a word a line, in

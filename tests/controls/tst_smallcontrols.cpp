@@ -3,7 +3,6 @@
 #include "ControlsTestSupport.h"
 #include "controls/BezierPath.h"
 #include "controls/CloseButtonCell.h"
-#include "controls/ColoredButtonCell.h"
 #include "controls/ColoredView.h"
 
 #include <QPainter>
@@ -14,18 +13,6 @@ using velmora::test::Backdrop;
 namespace {
 
 const QColor kBlack(Qt::black);
-const QColor kFace(30, 120, 220);
-const QColor kPressed(20, 80, 160);
-const QColor kDisabled(120, 120, 120);
-
-int countNear(const QImage &image, const QColor &colour)
-{
-    int count = 0;
-    for (int y = 0; y < image.height(); ++y)
-        for (int x = 0; x < image.width(); ++x)
-            count += velmora::test::near(image.pixelColor(x, y), colour, 1) ? 1 : 0;
-    return count;
-}
 
 class PaintCounter : public QObject {
 public:
@@ -84,59 +71,6 @@ private Q_SLOTS:
         view.installEventFilter(&counter);
         view.setColor(Qt::blue);
         QTRY_VERIFY(counter.paints > 0);
-    }
-
-    // Bezel and title take the colours of the button's state; a circle clips the corners.
-    void coloredButtonColours_data()
-    {
-        QTest::addColumn<bool>("enabled");
-        QTest::addColumn<bool>("down");
-        QTest::addColumn<bool>("circle");
-        QTest::addColumn<QColor>("bezel"); // beside the title
-        QTest::addColumn<QColor>("corner");
-        QTest::addColumn<QColor>("title");
-        QTest::newRow("default") << true << false << false << kFace << kFace << QColor(Qt::yellow);
-        QTest::newRow("highlighted") << true << true << false << kPressed << kPressed << QColor(Qt::cyan);
-        QTest::newRow("disabled wins over highlighted")
-            << false << true << false << kDisabled << kDisabled << QColor(Qt::magenta);
-        QTest::newRow("circle cuts the corners") << true << false << true << kFace << kBlack << QColor(Qt::yellow);
-    }
-
-    void coloredButtonColours()
-    {
-        QFETCH(bool, enabled);
-        QFETCH(bool, down);
-        QFETCH(bool, circle);
-        QFETCH(QColor, bezel);
-        QFETCH(QColor, corner);
-        QFETCH(QColor, title);
-        Backdrop backdrop;
-        auto *button = new ColoredButtonCell(QStringLiteral("HHHH"), &backdrop);
-        QFont font = button->font();
-        font.setPixelSize(24);
-        font.setBold(true);
-        button->setFont(font);
-        button->setGeometry(0, 0, 160, 40);
-        button->setCornerRadius(0);
-        button->setCircle(circle);
-        button->setDefaultColor(kFace);
-        button->setHighlightedColor(kPressed);
-        button->setDisabledColor(kDisabled);
-        button->setTitleDefaultColor(Qt::yellow);
-        button->setTitleHighlightedColor(Qt::cyan);
-        button->setTitleDisabledColor(Qt::magenta);
-        button->setDown(down);
-        button->setEnabled(enabled);
-        const QImage image = backdrop.render();
-        VERIFY_NEAR(image.pixelColor(8, 20), bezel);
-        VERIFY_NEAR(image.pixelColor(1, 1), corner);
-        for (const QColor &colour : { QColor(Qt::yellow), QColor(Qt::cyan), QColor(Qt::magenta) }) {
-            const int count = countNear(image, colour);
-            if (colour == title)
-                QVERIFY2(count > 20, qPrintable(QString::number(count)));
-            else
-                QCOMPARE(count, 0);
-        }
     }
 
     void closeButtonDrawsItsImageInACircle()
