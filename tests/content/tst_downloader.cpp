@@ -396,34 +396,22 @@ private Q_SLOTS:
     void storeLookup_data()
     {
         QTest::addColumn<QString>("link");
-        QTest::addColumn<bool>("isWeb");
         QTest::addColumn<int>("status"); // 0: 200
         QTest::addColumn<QString>("answer");
         QTest::addColumn<QString>("query");
         QTest::addColumn<QString>("name");
         const QString photo
             = QStringLiteral("{\"resultCount\":1,\"results\":[{\"trackName\":\"Photo Editor - Filters\"}]}");
-        QTest::newRow("id and number") << "/app/id100001" << false << 0 << photo << "id=100001"
-                                       << "PhotoEditor";
-        QTest::newRow("web link") << "https://apps.velmora.example/app/ID42" << true << 0 << photo << "id=42"
-                                  << "Web PhotoEditor";
-        QTest::newRow("every id is removed") << "/app/video-idea-id7" << false << 0 << photo << "id=veo-ea-7"
-                                             << "PhotoEditor";
-        QTest::newRow("an error status is not examined") << "/app/id8" << false << 503 << photo << "id=8"
-                                                         << "PhotoEditor";
-        QTest::newRow("no results") << "/app/id5" << false << 0 << "{\"results\":[]}"
-                                    << "id=5"
-                                    << "null";
-        QTest::newRow("not JSON") << "/app/id6" << true << 0 << "<html>busy</html>"
-                                  << "id=6"
-                                  << "Web null";
+        QTest::newRow("id and number") << "/app/id100001" << 0 << photo << "id=100001" << "PhotoEditor";
+        QTest::newRow("an error status is not examined") << "/app/id8" << 503 << photo << "id=8" << "PhotoEditor";
+        QTest::newRow("no results") << "/app/id5" << 0 << "{\"results\":[]}" << "id=5" << "null";
+        QTest::newRow("not JSON") << "/app/id6" << 0 << "<html>busy</html>" << "id=6" << "null";
     }
 
     // The lookup blocks, so it runs on a pool thread as the presenter runs it.
     void storeLookup()
     {
         QFETCH(QString, link);
-        QFETCH(bool, isWeb);
         QFETCH(int, status);
         QFETCH(QString, answer);
         QFETCH(QString, query);
@@ -438,8 +426,8 @@ private Q_SLOTS:
         // Not QtConcurrent: waiting on its future may run the task on this (main) thread.
         auto found = std::make_shared<QString>();
         auto done = std::make_shared<QAtomicInt>(0);
-        QThreadPool::globalInstance()->start([found, done, link, isWeb] {
-            *found = AdsDownloader::appNameFromMarketLink(link, isWeb);
+        QThreadPool::globalInstance()->start([found, done, link] {
+            *found = AdsDownloader::appNameFromMarketLink(link, false);
             done->storeRelease(1);
         });
         QTRY_VERIFY_WITH_TIMEOUT(done->loadAcquire(), 30000);
