@@ -2,7 +2,9 @@
 #include "TestEnvironment.h"
 
 #include "controls/BannerImageView.h"
+#include "support/StandardNames.h"
 
+#include <QMovie>
 #include <QTemporaryDir>
 
 using namespace velmora;
@@ -217,6 +219,29 @@ private Q_SLOTS:
         QVERIFY(view.imageSize().isEmpty());
         view.resize(100, 30);
         QVERIFY(!view.grab().isNull());
+    }
+
+    // Every house banner's picture, where the banner controller looks for it, is an
+    // animated strip.
+    void houseBannerPicturesAreAnimatedStrips_data()
+    {
+        QTest::addColumn<QString>("identifier");
+        const QStringList keys = StandardNames::standardBanners().keys();
+        for (const QString &key : keys)
+            QTest::newRow(qPrintable(key)) << key;
+    }
+
+    void houseBannerPicturesAreAnimatedStrips()
+    {
+        QFETCH(QString, identifier);
+        QMovie picture(StandardNames::bannerPath(identifier));
+        QVERIFY2(picture.isValid(), qPrintable(picture.fileName()));
+        QVERIFY(picture.jumpToFrame(0));
+        const QImage first = picture.currentImage();
+        QVERIFY(!first.isNull());
+        QVERIFY2(first.width() >= 4 * first.height(),
+                 qPrintable(QStringLiteral("%1x%2").arg(first.width()).arg(first.height())));
+        QVERIFY(picture.frameCount() > 1);
     }
 };
 
