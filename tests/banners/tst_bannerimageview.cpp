@@ -1,5 +1,6 @@
 #include "GifWriter.h"
 #include "TestEnvironment.h"
+#include "controls/ControlsTestSupport.h"
 
 #include "controls/BannerImageView.h"
 #include "support/StandardNames.h"
@@ -8,21 +9,10 @@
 #include <QTemporaryDir>
 
 using namespace velmora;
+using velmora::test::Backdrop;
 using velmora::test::writeSolidGif;
 
 namespace {
-
-// An opaque black window around the view, so clipped-away pixels read dark.
-class Backdrop : public QWidget {
-public:
-    Backdrop()
-    {
-        QPalette black = palette();
-        black.setColor(QPalette::Window, Qt::black);
-        setPalette(black);
-        setAutoFillBackground(true);
-    }
-};
 
 bool isRed(QRgb pixel)
 {

@@ -12,6 +12,7 @@
 using namespace velmora;
 using velmora::test::Backdrop;
 using velmora::test::over;
+using velmora::test::PaintCounter;
 
 namespace {
 
@@ -30,17 +31,6 @@ int redAt(const QImage &image, int x, int y)
 {
     return image.pixelColor(x, y).red();
 }
-
-// Counts the paint events a widget receives.
-struct PaintCounter : QObject {
-    explicit PaintCounter(QWidget *widget) { widget->installEventFilter(this); }
-    bool eventFilter(QObject *, QEvent *event) override
-    {
-        count += event->type() == QEvent::Paint;
-        return false;
-    }
-    int count = 0;
-};
 
 } // namespace
 

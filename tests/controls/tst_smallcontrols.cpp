@@ -9,22 +9,11 @@
 
 using namespace velmora;
 using velmora::test::Backdrop;
+using velmora::test::PaintCounter;
 
 namespace {
 
 const QColor kBlack(Qt::black);
-
-class PaintCounter : public QObject {
-public:
-    int paints = 0;
-
-protected:
-    bool eventFilter(QObject *, QEvent *event) override
-    {
-        paints += event->type() == QEvent::Paint ? 1 : 0;
-        return false;
-    }
-};
 
 } // namespace
 
@@ -67,10 +56,9 @@ private Q_SLOTS:
         view.show();
         QVERIFY(QTest::qWaitForWindowExposed(&view));
         QCoreApplication::processEvents();
-        PaintCounter counter;
-        view.installEventFilter(&counter);
+        PaintCounter counter(&view);
         view.setColor(Qt::blue);
-        QTRY_VERIFY(counter.paints > 0);
+        QTRY_VERIFY(counter.count > 0);
     }
 
     void closeButtonDrawsItsImageInACircle()
