@@ -186,12 +186,9 @@ void TestAdServer::bannersAnswerTheManifestAndLogTheRequest()
     QCOMPARE(line.value("method").toString(), QStringLiteral("POST"));
     QCOMPARE(line.value("path").toString(), QStringLiteral("/api/v1/banners"));
     QCOMPARE(QByteArray::fromBase64(line.value("bodyBase64").toString().toLatin1()), body);
-    QCOMPARE(line.value("body").toString(), QString::fromUtf8(body));
     const QJsonObject headers = line.value("headers").toObject();
     QCOMPARE(headers.value("content-length").toString(), QString::number(body.size()));
     QCOMPARE(headers.value("content-type").toString(), QStringLiteral("application/octet-stream"));
-    QCOMPARE(headers.value("host").toString(), QStringLiteral("127.0.0.1:%1").arg(m_server.port()));
-    QVERIFY(QDateTime::fromString(line.value("time").toString(), Qt::ISODateWithMs).isValid());
 }
 
 void TestAdServer::mediaServedWithTypeAndExactBytes_data()
