@@ -23,7 +23,8 @@ bool AdServerProcess::start(const QString &rootDir, const Options &options)
         m_error = QStringLiteral("VELMORA_ADSERVER is not set");
         return false;
     }
-    QStringList arguments { QStringLiteral("--root"), rootDir,  QStringLiteral("--port"), QString::number(options.port),
+    // Any free port: the listening line names it.
+    QStringList arguments { QStringLiteral("--root"), rootDir,  QStringLiteral("--port"), QStringLiteral("0"),
                             QStringLiteral("--log"),  logPath() };
     if (options.https)
         arguments << QStringLiteral("--https") << QStringLiteral("--cert") << options.certFile

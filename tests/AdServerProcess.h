@@ -19,7 +19,6 @@ public:
         QString certFile; // PEM, needed with https
         QString keyFile;
         QString faultsFile; // initial fault table, optional
-        quint16 port = 0; // 0: any free port
         QString address; // loopback address to listen on; empty: 127.0.0.1
     };
 

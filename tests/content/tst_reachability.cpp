@@ -163,23 +163,6 @@ private Q_SLOTS:
         QCOMPARE(Reachability::isReachableWithFlags(flags), reachable);
     }
 
-    void flagsText_data()
-    {
-        QTest::addColumn<quint32>("flags");
-        QTest::addColumn<QString>("text");
-        QTest::newRow("none") << 0u << "X- -------";
-        QTest::newRow("reachable direct local")
-            << quint32(F::Reachable | F::IsDirect | F::IsLocalAddress) << "XR -----ld";
-        QTest::newRow("every bit") << quint32(0x3003F) << "XR ctiCDld";
-    }
-
-    void flagsText()
-    {
-        QFETCH(quint32, flags);
-        QFETCH(QString, text);
-        QCOMPARE(Reachability::flagsText(flags), text);
-    }
-
     void loopbackIsLocalAndDirect()
     {
         const quint32 flags = Reachability::flagsForAddress(QHostAddress::LocalHost);
@@ -205,28 +188,6 @@ private Q_SLOTS:
         QFETCH(QNetworkInformation::Reachability, state);
         QFETCH(quint32, flags);
         QCOMPARE(NetworkInformationReachability::flagsForState(state), flags);
-    }
-
-    void urlTargets_data()
-    {
-        QTest::addColumn<QUrl>("url");
-        QTest::addColumn<QString>("host");
-        QTest::addColumn<int>("port");
-        QTest::newRow("https to an address watches 443") << QUrl("https://10.1.2.3/x") << "10.1.2.3" << 443;
-        QTest::newRow("http to an address watches 80") << QUrl("http://10.1.2.3/x") << "10.1.2.3" << 80;
-        QTest::newRow("explicit port") << QUrl("https://10.1.2.3:8443/") << "10.1.2.3" << 8443;
-        QTest::newRow("a name is watched by name") << QUrl("https://ads.example/") << "ads.example" << 0;
-    }
-
-    void urlTargets()
-    {
-        QFETCH(QUrl, url);
-        QFETCH(QString, host);
-        QFETCH(int, port);
-        const auto monitor = Reachability::reachabilityWithURL(url);
-        QVERIFY(monitor);
-        QCOMPARE(monitor->targetHost(), host);
-        QCOMPARE(int(monitor->targetPort()), port);
     }
 
     void changesInAPrivateNetworkNamespace_data()

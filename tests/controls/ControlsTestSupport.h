@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QColor>
+#include <QEvent>
 #include <QImage>
 #include <QPalette>
 #include <QWidget>
@@ -25,6 +26,17 @@ public:
         resize(childrenRect().size());
         return grab().toImage();
     }
+};
+
+// Counts the paint events a widget receives.
+struct PaintCounter : QObject {
+    explicit PaintCounter(QWidget *widget) { widget->installEventFilter(this); }
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        count += event->type() == QEvent::Paint;
+        return false;
+    }
+    int count = 0;
 };
 
 inline QColor over(const QColor &top, const QColor &bottom)

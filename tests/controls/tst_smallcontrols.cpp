@@ -3,41 +3,17 @@
 #include "ControlsTestSupport.h"
 #include "controls/BezierPath.h"
 #include "controls/CloseButtonCell.h"
-#include "controls/ColoredButtonCell.h"
 #include "controls/ColoredView.h"
 
 #include <QPainter>
 
 using namespace velmora;
 using velmora::test::Backdrop;
+using velmora::test::PaintCounter;
 
 namespace {
 
 const QColor kBlack(Qt::black);
-const QColor kFace(30, 120, 220);
-const QColor kPressed(20, 80, 160);
-const QColor kDisabled(120, 120, 120);
-
-int countNear(const QImage &image, const QColor &colour)
-{
-    int count = 0;
-    for (int y = 0; y < image.height(); ++y)
-        for (int x = 0; x < image.width(); ++x)
-            count += velmora::test::near(image.pixelColor(x, y), colour, 1) ? 1 : 0;
-    return count;
-}
-
-class PaintCounter : public QObject {
-public:
-    int paints = 0;
-
-protected:
-    bool eventFilter(QObject *, QEvent *event) override
-    {
-        paints += event->type() == QEvent::Paint ? 1 : 0;
-        return false;
-    }
-};
 
 } // namespace
 
@@ -80,81 +56,9 @@ private Q_SLOTS:
         view.show();
         QVERIFY(QTest::qWaitForWindowExposed(&view));
         QCoreApplication::processEvents();
-        PaintCounter counter;
-        view.installEventFilter(&counter);
+        PaintCounter counter(&view);
         view.setColor(Qt::blue);
-        QTRY_VERIFY(counter.paints > 0);
-    }
-
-    // Bezel and title take the colours of the button's state; a circle clips the corners.
-    void coloredButtonColours_data()
-    {
-        QTest::addColumn<bool>("enabled");
-        QTest::addColumn<bool>("down");
-        QTest::addColumn<bool>("circle");
-        QTest::addColumn<QColor>("bezel"); // beside the title
-        QTest::addColumn<QColor>("corner");
-        QTest::addColumn<QColor>("title");
-        QTest::newRow("default") << true << false << false << kFace << kFace << QColor(Qt::yellow);
-        QTest::newRow("highlighted") << true << true << false << kPressed << kPressed << QColor(Qt::cyan);
-        QTest::newRow("disabled wins over highlighted")
-            << false << true << false << kDisabled << kDisabled << QColor(Qt::magenta);
-        QTest::newRow("circle cuts the corners") << true << false << true << kFace << kBlack << QColor(Qt::yellow);
-    }
-
-    void coloredButtonColours()
-    {
-        QFETCH(bool, enabled);
-        QFETCH(bool, down);
-        QFETCH(bool, circle);
-        QFETCH(QColor, bezel);
-        QFETCH(QColor, corner);
-        QFETCH(QColor, title);
-        Backdrop backdrop;
-        auto *button = new ColoredButtonCell(QStringLiteral("HHHH"), &backdrop);
-        QFont font = button->font();
-        font.setPixelSize(24);
-        font.setBold(true);
-        button->setFont(font);
-        button->setGeometry(0, 0, 160, 40);
-        button->setCornerRadius(0);
-        button->setCircle(circle);
-        button->setDefaultColor(kFace);
-        button->setHighlightedColor(kPressed);
-        button->setDisabledColor(kDisabled);
-        button->setTitleDefaultColor(Qt::yellow);
-        button->setTitleHighlightedColor(Qt::cyan);
-        button->setTitleDisabledColor(Qt::magenta);
-        button->setDown(down);
-        button->setEnabled(enabled);
-        const QImage image = backdrop.render();
-        VERIFY_NEAR(image.pixelColor(8, 20), bezel);
-        VERIFY_NEAR(image.pixelColor(1, 1), corner);
-        for (const QColor &colour : { QColor(Qt::yellow), QColor(Qt::cyan), QColor(Qt::magenta) }) {
-            const int count = countNear(image, colour);
-            if (colour == title)
-                QVERIFY2(count > 20, qPrintable(QString::number(count)));
-            else
-                QCOMPARE(count, 0);
-        }
-    }
-
-    void closeButtonNudge_data()
-    {
-        QTest::addColumn<int>("minor");
-        QTest::addColumn<double>("dy");
-        QTest::newRow("unknown or old system") << 0 << 1.0;
-        QTest::newRow("x.10") << 10 << 1.0;
-        QTest::newRow("x.11") << 11 << 0.0;
-        QTest::newRow("x.15") << 15 << 0.0;
-    }
-
-    void closeButtonNudge()
-    {
-        QFETCH(int, minor);
-        QFETCH(double, dy);
-        const QRectF frame(3, 4, 20, 20);
-        QCOMPARE(CloseButtonCell::imageFrame(frame, minor), frame.translated(0, dy));
+        QTRY_VERIFY(counter.count > 0);
     }
 
     void closeButtonDrawsItsImageInACircle()
@@ -173,34 +77,7 @@ private Q_SLOTS:
         VERIFY_NEAR(image.pixelColor(30, 30), kBlack);
     }
 
-    void pathConversion_data()
-    {
-        QTest::addColumn<QPainterPath>("path");
-        QTest::newRow("empty") << QPainterPath();
-        QPainterPath mixed(QPointF(1, 2));
-        mixed.lineTo(10, 2);
-        mixed.cubicTo(QPointF(12, 4), QPointF(14, 8), QPointF(10, 12));
-        mixed.closeSubpath();
-        mixed.moveTo(30, 30);
-        mixed.lineTo(40, 35);
-        QTest::newRow("move, line, curve, close, move, line") << mixed;
-        QPainterPath rounded;
-        rounded.addRoundedRect(QRectF(0, 0, 50, 20), 6, 6);
-        QTest::newRow("rounded rectangle") << rounded;
-    }
-
-    void pathConversion()
-    {
-        QFETCH(QPainterPath, path);
-        const QPainterPath copy = BezierPath::CGPathFromPath(path);
-        QCOMPARE(copy.elementCount(), path.elementCount());
-        for (int i = 0; i < path.elementCount(); ++i) {
-            QCOMPARE(copy.elementAt(i).type, path.elementAt(i).type);
-            QCOMPARE(QPointF(copy.elementAt(i)), QPointF(path.elementAt(i)));
-        }
-    }
-
-    // The layer fills its shape only, first colour at the top, at the position given.
+    // The layer fills a copy of its shape only, first colour at the top, at the position given.
     void gradientLayerInTheShapeOfAPath()
     {
         QPainterPath square;

@@ -17,7 +17,6 @@
 #include <QLabel>
 #include <QLocale>
 #include <QMainWindow>
-#include <QOperatingSystemVersion>
 #include <QPainter>
 #include <QPropertyAnimation>
 #include <QTemporaryDir>
@@ -296,7 +295,6 @@ private Q_SLOTS:
 
         m_window->resize(1000, 760);
         QTRY_COMPARE(view->geometry(), expected());
-        QCOMPARE(content->width(), mainWindow ? content->width() : 1000);
 
         m_controller->removeFromWindow();
         QVERIFY(view->parentWidget() == nullptr);
@@ -405,25 +403,6 @@ private Q_SLOTS:
         runSteps(controller, steps);
 
         QCOMPARE(shownElements(controller), sorted(shown));
-    }
-
-    void otherViewStatesChangeNothing_data()
-    {
-        QTest::addColumn<int>("state");
-        QTest::newRow("0") << 0;
-        QTest::newRow("4") << 4;
-        QTest::newRow("-1") << -1;
-    }
-
-    void otherViewStatesChangeNothing()
-    {
-        QFETCH(int, state);
-        SplashScreenController &controller = attach();
-        runSteps(controller, { "start" });
-        const QStringList before = shownElements(controller);
-        controller.swapViewForState(state);
-        QVERIFY(!controller.isFading());
-        QCOMPARE(shownElements(controller), before);
     }
 
     void fadesRunOnlyOnScreen()
@@ -546,8 +525,6 @@ private Q_SLOTS:
         runSteps(controller, { "start" });
         QVERIFY(!SplashScreenController::isResizable(m_window.get()));
         QCOMPARE(SplashScreenController::collectionBehavior(m_window.get()), whileShown);
-        QCOMPARE(controller.oldWindowCollection(), behaviour);
-        QCOMPARE(controller.oldResize(), resizable);
 
         // A second start during the showing must not forget that the window was resizable.
         runSteps(controller, { "start", "end", "hide" });
@@ -555,21 +532,6 @@ private Q_SLOTS:
         QCOMPARE(m_window->minimumSize(), minimum);
         QCOMPARE(m_window->maximumSize(), maximum);
         QCOMPARE(SplashScreenController::collectionBehavior(m_window.get()), 0x80u);
-    }
-
-    void timerConstraints()
-    {
-        SplashScreenController &controller = attach();
-        SplashScreenController::LayoutConstraint first { 10 };
-        SplashScreenController::LayoutConstraint second { 20 };
-        controller.setSplashTimerConstraint(&first);
-        controller.setSpashTimerConstraint1(&second);
-
-        const QOperatingSystemVersion system = QOperatingSystemVersion::current();
-        const int minor = system.type() == QOperatingSystemVersion::Unknown ? 0 : qMax(0, system.minorVersion());
-        QCOMPARE(first.constant, minor < 11 ? 8.0 : 10.0);
-        QCOMPARE(second.constant, 20.0);
-        m_controller.reset(); // before the constraints go
     }
 
     void hostIconWinsOverTheApplicationIcon_data()
@@ -703,24 +665,6 @@ private Q_SLOTS:
         controller.setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("test-video-short.mp4")));
         runSteps(controller, { "start", "video" });
         QTRY_VERIFY_WITH_TIMEOUT(controller.playerlayer()->hasFrame(), 10000);
-    }
-
-    // Hidden while still loading, the video stops, and the resume that the presenter sends
-    // every controller plays nothing.
-    void hideStopsAStillLoadingVideo()
-    {
-        SplashScreenController &controller = attach();
-        controller.setVideoUrl(TestEnvironment::mediaUrl(QStringLiteral("test-video.mp4")));
-        controller.showVideo();
-        QPointer<MediaProcess> helper = controller.playback()->process();
-        QVERIFY(helper);
-        controller.hide();
-        controller.continueShowVideo();
-        QCOMPARE(controller.playback()->state(), VideoPlayback::State::Idle);
-        QVERIFY(!controller.playerlayer());
-        // A helper stopped mid-video is not trusted with the next one: it ends.
-        QVERIFY(!controller.playback()->process());
-        QTRY_VERIFY_WITH_TIMEOUT(helper.isNull(), 10000);
     }
 
     // On a screen of pixel ratio 2 (ctest runs this once more with QT_SCALE_FACTOR=2) the

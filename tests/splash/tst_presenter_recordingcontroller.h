@@ -36,15 +36,7 @@ public:
     }
     QString lastTimerText() const { return m_timerText; }
     QString lastVideoTimerText() const { return m_videoTimerText; }
-    // Appearance as last received.
-    double topInset = -1;
-    QImage icon;
-    QImage backgroundImage;
     unsigned int backgroundImageScaling = 99;
-    QColor textColor, backgroundColor, timerTextColor, timerBackgroundColor, timerBorderColor, timerProgressColor;
-    double timerBorderWidth = -1;
-    double timerProgressWidth = -1;
-    QList<bool> hiddenFlags;
 
     QWidget *window() const override { return m_window; }
     void setOutput(SplashScreenControllerProtocolOutput *o) override { output = o; }
@@ -89,26 +81,27 @@ public:
     {
         record(QStringLiteral("startVideoTimerViewFromSec %1 %2").arg(from).arg(end));
     }
-    void setTopInset(double inset) override { topInset = inset; }
-    void setBackgroundColor(const QColor &c) override { backgroundColor = c; }
-    void setBackgroundImage(const QImage &image) override { backgroundImage = image; }
+    // What else of the appearance arrives is checked on real controllers through the facade.
+    void setTopInset(double) override { }
+    void setBackgroundColor(const QColor &) override { }
+    void setBackgroundImage(const QImage &) override { }
     void setBackgroundImageScaling(unsigned int scaling) override { backgroundImageScaling = scaling; }
-    void setIcon(const QImage &i) override { icon = i; }
-    void setTextColor(const QColor &c) override { textColor = c; }
-    void setTimerTextColor(const QColor &c) override { timerTextColor = c; }
-    void setTimerBackgroundColor(const QColor &c) override { timerBackgroundColor = c; }
-    void setTimerBorderColor(const QColor &c) override { timerBorderColor = c; }
-    void setTimerProgressColor(const QColor &c) override { timerProgressColor = c; }
-    void setTimerBorderWidth(double w) override { timerBorderWidth = w; }
-    void setTimerProgressWidth(double w) override { timerProgressWidth = w; }
-    void setHiddenIcon(bool h) override { hiddenFlags << h; }
-    void setHiddenIconBeforeVideo(bool h) override { hiddenFlags << h; }
-    void setHiddenIconAfterVideo(bool h) override { hiddenFlags << h; }
-    void setHiddenBackgroundImage(bool h) override { hiddenFlags << h; }
-    void setHiddenBackgroundImageBeforeVideo(bool h) override { hiddenFlags << h; }
-    void setHiddenBackgroundImageAfterVideo(bool h) override { hiddenFlags << h; }
-    void setHiddenButtonBeforeVideo(bool h) override { hiddenFlags << h; }
-    void setHiddenButtonAfterVideo(bool h) override { hiddenFlags << h; }
+    void setIcon(const QImage &) override { }
+    void setTextColor(const QColor &) override { }
+    void setTimerTextColor(const QColor &) override { }
+    void setTimerBackgroundColor(const QColor &) override { }
+    void setTimerBorderColor(const QColor &) override { }
+    void setTimerProgressColor(const QColor &) override { }
+    void setTimerBorderWidth(double) override { }
+    void setTimerProgressWidth(double) override { }
+    void setHiddenIcon(bool) override { }
+    void setHiddenIconBeforeVideo(bool) override { }
+    void setHiddenIconAfterVideo(bool) override { }
+    void setHiddenBackgroundImage(bool) override { }
+    void setHiddenBackgroundImageBeforeVideo(bool) override { }
+    void setHiddenBackgroundImageAfterVideo(bool) override { }
+    void setHiddenButtonBeforeVideo(bool) override { }
+    void setHiddenButtonAfterVideo(bool) override { }
 
     QStringList timerTexts;
     QStringList videoTimerTexts;

@@ -91,9 +91,6 @@ private Q_SLOTS:
         auto *second = dynamic_cast<SplashScreenController *>(presenter.SSControllers().value(1));
         QVERIFY(first && second);
         QCOMPARE(first->window(), a);
-        QVERIFY(second->isUnityWindow());
-        QCOMPARE(first->timerBorderColor(), QColor::fromRgbF(0.5, 0.5, 0.5));
-        QCOMPARE(first->timerProgressWidth(), 4.0);
 
         presenter.needForceShowSplashScreens();
         QVERIFY(presenter.isShow());

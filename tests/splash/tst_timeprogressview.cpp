@@ -30,38 +30,6 @@ private Q_SLOTS:
     void init() { Clock::install(&m_clock); }
     void cleanup() { Clock::install(nullptr); }
 
-    void geometry_data()
-    {
-        QTest::addColumn<QSizeF>("size");
-        QTest::addColumn<qint64>("val1");
-        QTest::addColumn<double>("radius");
-        QTest::addColumn<double>("trackRadius");
-        QTest::addColumn<double>("progressRadius");
-        QTest::addColumn<qint64>("sweep");
-        QTest::newRow("first step of a fresh ring")
-            << QSizeF(100, 100) << qint64(1) << 50.0 << 48.0 << 44.0 << qint64(3);
-        QTest::newRow("half way plus one") << QSizeF(100, 100) << qint64(51) << 50.0 << 48.0 << 44.0 << qint64(183);
-        QTest::newRow("truncates to whole degrees")
-            << QSizeF(100, 100) << qint64(99) << 50.0 << 48.0 << 44.0 << qint64(356);
-        QTest::newRow("full") << QSizeF(100, 100) << qint64(100) << 50.0 << 48.0 << 44.0 << qint64(360);
-        QTest::newRow("past the end keeps growing")
-            << QSizeF(100, 100) << qint64(151) << 50.0 << 48.0 << 44.0 << qint64(543);
-        QTest::newRow("wide view uses its height")
-            << QSizeF(80, 50) << qint64(25) << 25.0 << 23.0 << 19.0 << qint64(90);
-    }
-
-    void geometry()
-    {
-        QFETCH(QSizeF, size);
-        QFETCH(qint64, val1);
-        const auto geometry = TimeProgressView::computeGeometry(QRectF(QPointF(10, 20), size), val1, 2.0, 4.0);
-        QCOMPARE(geometry.centre, QRectF(QPointF(10, 20), size).center());
-        QTEST(geometry.radius, "radius");
-        QTEST(geometry.trackRadius, "trackRadius");
-        QTEST(geometry.progressRadius, "progressRadius");
-        QTEST(geometry.sweep, "sweep");
-    }
-
     void paintsDrawTheStepWithoutMovingIt_data()
     {
         QTest::addColumn<QColor>("track");
@@ -122,9 +90,6 @@ private Q_SLOTS:
         showAndSettle(ring);
         ring.startTimerFromSec(0, 10);
         QVERIFY(ring.timer());
-        QVERIFY(ring.timer()->repeats());
-        QVERIFY(ring.timer()->isGodTimer());
-        QVERIFY(qFuzzyCompare(ring.timer()->timeInterval(), 0.1));
 
         QCoreApplication::processEvents();
         const qint64 before = ring.val1();
@@ -163,8 +128,6 @@ private Q_SLOTS:
 
         ring.complite();
         QCOMPARE(ring.val1(), qint64(50));
-        QVERIFY(ring.timer());
-        QVERIFY(qFuzzyCompare(ring.timer()->timeInterval(), 0.08));
         m_clock.advance(0.08);
         QCoreApplication::processEvents();
         QCOMPARE(ring.val1(), qint64(51));
@@ -210,8 +173,10 @@ private Q_SLOTS:
         QVERIFY(first.isNull() || !first->isValid());
         QCOMPARE(ring.val1(), qint64(150));
         ring.grab();
+        m_clock.advance(0.2);
+        QCoreApplication::processEvents();
+        QCOMPARE(ring.val1(), qint64(151));
         QVERIFY(ring.timer());
-        QVERIFY(qFuzzyCompare(ring.timer()->timeInterval(), 0.2));
     }
 
     void doesNotTickWhileHidden()
@@ -240,19 +205,13 @@ private Q_SLOTS:
         QVERIFY2(!ring->timer(), "showing a stopped ring must not start it");
     }
 
-    // The labels view takes its parent's width and sets the countdown text over the ring.
-    void labelsViewLayout()
+    // The countdown text sits over its ring.
+    void countdownTextSitsOverItsRing()
     {
         QWidget root;
         root.resize(400, 300);
         auto *labels = new SplashScreenLabelsView(&root);
         labels->setFrame(QRect(0, 40, 400, 150));
-        QCOMPARE(labels->widthConstraint(), 400.0);
-        root.resize(640, 300);
-        labels->setFrame(QRect(0, 40, 640, 150));
-        QCOMPARE(labels->widthConstraint(), 640.0);
-        QCOMPARE(labels->textCommentFieldFirst()->sizePolicy().horizontalPolicy(), QSizePolicy::Ignored);
-
         labels->timeLabel()->setText(QStringLiteral("5"));
         showAndSettle(root);
         QVERIFY(labels->timeProgressView()->geometry().contains(labels->timeLabel()->geometry().center()));

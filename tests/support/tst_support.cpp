@@ -144,7 +144,6 @@ private Q_SLOTS:
     {
         QCOMPARE(VLMStringFromKey(QStringLiteral("RemoveAdsText")), QStringLiteral("Remove ads"));
         QCOMPARE(VLMStringFromKey(QStringLiteral("NoSuchKey")), QStringLiteral("NoSuchKey"));
-        QCOMPARE(VLMStringFromKey(QString()), QString(QLatin1String("")));
     }
 
     void logIsGatedByDebugModeAndAdsOff()

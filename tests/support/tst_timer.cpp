@@ -3,7 +3,6 @@
 #include "support/ManualClock.h"
 #include "support/SystemClock.h"
 
-#include <velmora/Support.h>
 #include <velmora/Timer.h>
 
 using namespace velmora;
@@ -21,7 +20,6 @@ private Q_SLOTS:
         QList<double> firedAt;
         Timer *timer = Timer::scheduled(2.5, false, &context, [&] { firedAt << m_clock.now(); });
         const double start = m_clock.now();
-        QCOMPARE(timer->fireDate(), start + 2.5);
         m_clock.advance(2.4);
         QVERIFY(firedAt.isEmpty());
         m_clock.advance(10);
@@ -74,16 +72,6 @@ private Q_SLOTS:
         Timer::scheduled(1.0, true, context, [&] { delete context; });
         m_clock.advance(3);
         QVERIFY(watch.isNull());
-    }
-
-    void godTimerMarksOnlyValidTimers()
-    {
-        QObject context;
-        Timer *timer = Timer::scheduled(1.0, true, &context, [] {});
-        QVERIFY(!timer->isGodTimer());
-        setGodTimer(timer);
-        QVERIFY(timer->isGodTimer());
-        setGodTimer(nullptr); // ignored, must not crash
     }
 
     void systemClockFiresPreciseTimer()
