@@ -8,6 +8,7 @@
 #include "content/DownloadDelegate.h"
 #include "content/Reachability.h"
 #include "content/ReplyOutcome.h"
+#include "content/SliceSupply.h"
 #include "support/Logging.h"
 #include "support/MainThread.h"
 #include "support/PoolTask.h"
@@ -136,7 +137,7 @@ private:
         if (!m_overCap && m_size + m_reply->bytesAvailable() > m_cap)
             abandon();
         if (!m_overCap) {
-            append(m_reply->read(readSlice));
+            append(readNextSlice());
             if (m_reply->bytesAvailable() > 0) {
                 m_drainQueued = true;
                 QTimer::singleShot(readPaceMs, Qt::PreciseTimer, this, &BodyBuffer::drain);
@@ -145,6 +146,23 @@ private:
         }
         if (m_whenDrained)
             std::exchange(m_whenDrained, {})();
+    }
+    // The first slice as Qt gives it; a body larger than that goes into slices made ready
+    // off the main thread.
+    QByteArray readNextSlice()
+    {
+        if (!m_supply) {
+            QByteArray first = m_reply->read(readSlice);
+            if (first.size() == readSlice)
+                m_supply = std::make_unique<SliceSupply>(readSlice);
+            return first;
+        }
+        QByteArray slice = m_supply->take();
+        const qint64 read = m_reply->read(slice.data(), slice.size());
+        if (read <= 0)
+            return {};
+        slice.truncate(read);
+        return slice;
     }
     void append(QByteArray slice)
     {
@@ -169,6 +187,7 @@ private:
     bool m_overCap = false;
     bool m_drainQueued = false;
     std::function<void()> m_whenDrained;
+    std::unique_ptr<SliceSupply> m_supply;
 };
 
 void capBody(QNetworkReply *reply, qint64 cap)
