@@ -1,28 +1,10 @@
 #include "support/PoolTask.h"
 
+#include "support/Handover.h"
+
 #include <QThreadPool>
 
-#if defined(__SANITIZE_THREAD__)
-extern "C" void __tsan_acquire(void *address);
-extern "C" void __tsan_release(void *address);
-#endif
-
 namespace velmora {
-namespace {
-void announceRelease([[maybe_unused]] void *address)
-{
-#if defined(__SANITIZE_THREAD__)
-    __tsan_release(address);
-#endif
-}
-
-void announceAcquire([[maybe_unused]] void *address)
-{
-#if defined(__SANITIZE_THREAD__)
-    __tsan_acquire(address);
-#endif
-}
-} // namespace
 
 PoolTask::PoolTask(std::function<void()> work)
     : m_work(std::move(work))

@@ -1,14 +1,11 @@
 #pragma once
 
+#include "support/Handover.h"
+
 #include <QMetaObject>
 #include <QObject>
 
 #include <utility>
-
-#if defined(__SANITIZE_THREAD__)
-extern "C" void __tsan_acquire(void *address);
-extern "C" void __tsan_release(void *address);
-#endif
 
 namespace velmora {
 
@@ -28,19 +25,12 @@ public:
     AnnouncedCall &operator=(const AnnouncedCall &) = delete;
     AnnouncedCall &operator=(AnnouncedCall &&) = delete;
 
-    ~AnnouncedCall()
-    {
-#if defined(__SANITIZE_THREAD__)
-        __tsan_acquire(this);
-#endif
-    }
+    ~AnnouncedCall() { announceAcquire(this); }
 
     void operator()()
     {
         m_work();
-#if defined(__SANITIZE_THREAD__)
-        __tsan_release(this);
-#endif
+        announceRelease(this);
     }
 
 private:
