@@ -1,7 +1,9 @@
 #include "support/ResourceIcon.h"
 
-#include "support/IdleQueue.h"
 #include "support/MainThread.h"
+#include "support/PicturePool.h"
+#include "support/PoolTask.h"
+#include "support/PostCall.h"
 
 #include <velmora/Bundle.h>
 
@@ -11,6 +13,7 @@
 #include <QImage>
 #include <QImageReader>
 #include <QPixmap>
+#include <QSet>
 
 #include <utility>
 
@@ -24,27 +27,47 @@ QHash<QString, QList<QImage>> &decoded()
     return pictures;
 }
 
-// The picture and its @2x variant, read once per process.
+// Names whose pictures a worker is reading.
+QSet<QString> &reading()
+{
+    static QSet<QString> names;
+    return names;
+}
+
+// The picture and its @2x variant; any thread.
+QList<QImage> read(const QStringList &paths)
+{
+    QList<QImage> images;
+    for (const QString &path : paths) {
+        // PNG and nothing else: a reader left to detect the format asks every image plugin
+        // first, loading them all. It gives an "@2x" file its pixel ratio.
+        QImageReader reader(path, "png");
+        reader.setAutoDetectImageFormat(false);
+        if (QImage image = reader.read(); !image.isNull())
+            images.append(image);
+    }
+    return images;
+}
+
+QStringList pathsOf(const QString &name)
+{
+    const Bundle bundle = Bundle::resourseBundleForClass();
+    QStringList paths;
+    for (const QString &variant : { name, name + QStringLiteral("@2x") }) {
+        const QString path = bundle.pathForResource(variant, QStringLiteral("png"));
+        if (!path.isEmpty())
+            paths.append(path);
+    }
+    return paths;
+}
+
+// Read once per process; here and now if a worker has not read them yet.
 const QList<QImage> &picturesOf(const QString &name)
 {
     Q_ASSERT(MainThread::isCurrent());
     auto found = decoded().find(name);
-    if (found == decoded().end()) {
-        const Bundle bundle = Bundle::resourseBundleForClass();
-        QList<QImage> images;
-        for (const QString &variant : { name, name + QStringLiteral("@2x") }) {
-            const QString path = bundle.pathForResource(variant, QStringLiteral("png"));
-            if (path.isEmpty())
-                continue;
-            // PNG and nothing else: a reader left to detect the format asks every image
-            // plugin first, loading them all. It gives an "@2x" file its pixel ratio.
-            QImageReader reader(path, "png");
-            reader.setAutoDetectImageFormat(false);
-            if (QImage image = reader.read(); !image.isNull())
-                images.append(image);
-        }
-        found = decoded().insert(name, images);
-    }
+    if (found == decoded().end())
+        found = decoded().insert(name, read(pathsOf(name)));
     return *found;
 }
 
@@ -100,8 +123,18 @@ private:
 QIcon ResourceIcon::load(const QString &name)
 {
     Q_ASSERT(MainThread::isCurrent());
-    if (!decoded().contains(name))
-        IdleQueue::post(QCoreApplication::instance(), [name] { picturesOf(name); });
+    // Inflating the PNGs takes the main thread a few milliseconds; the picture thread reads
+    // them while the host goes on, long before a button is shown.
+    if (!decoded().contains(name) && !reading().contains(name)) {
+        reading().insert(name);
+        PoolTask::start(PicturePool::instance(), [name, paths = pathsOf(name)] {
+            postCall(QCoreApplication::instance(), [name, images = read(paths)] {
+                reading().remove(name);
+                if (!decoded().contains(name))
+                    decoded().insert(name, images);
+            });
+        });
+    }
     return QIcon(new ResourceIconEngine(name));
 }
 
