@@ -701,6 +701,11 @@ QUrl AdsDownloader::videoURL()
     return d->videoURL;
 }
 
+QUrl AdsDownloader::currentVideoURL() const
+{
+    return d->videoURL;
+}
+
 void AdsDownloader::setVideoURL(const QUrl &url)
 {
     d->videoURL = url;

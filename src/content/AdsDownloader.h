@@ -62,6 +62,8 @@ public:
 
     // Reading videoURL draws and prepares the next video as a side effect.
     QUrl videoURL();
+    // What videoURL() would return now, without starting the next draw.
+    QUrl currentVideoURL() const;
     void setVideoURL(const QUrl &url);
     QUrl bannerURL() const;
     void setBannerURL(const QUrl &url);

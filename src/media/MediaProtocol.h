@@ -14,6 +14,7 @@ namespace velmora::media {
 //   host → helper                      helper → host
 //   size <w> <h>    frame size wanted  ready                 player made, sandbox on
 //   load <path>     percent-encoded    duration <ms>
+//   cue <path>      load, paused; its first frame is announced at the next play
 //   play | pause | stop                frame <slot> <w> <h> <stride>
 //   seek <ms>                          position <ms>
 //   mute <0|1>                         ended                 end of media, once a load

@@ -617,9 +617,9 @@ void SplashScreenController::didVideoEnded()
 
 // ---- Video ----------------------------------------------------------------------------
 
-// The video helper is started ahead, during the start screen, so that the video phase only
-// has to name the file. Starting a process costs the main thread a few milliseconds, so it
-// waits for the start screen's first painted frame and then for the next turn of the loop.
+// The video helper is started ahead, during the start screen, and opens the likely video
+// paused, so that the video phase only has to say "play". Starting a process costs the main thread a few milliseconds,
+// so it waits for the start screen's first painted frame and then for the next turn of the loop.
 void SplashScreenController::prepareVideo(const QUrl &likely)
 {
     if (postToMainThread([this, likely] { prepareVideo(likely); }))
@@ -638,7 +638,7 @@ void SplashScreenController::startHelperAhead()
             if (m_preparation != VideoPreparation::Posted)
                 return;
             m_preparation = VideoPreparation::None;
-            m_playback->prepare(m_likelyVideoUrl.isEmpty() ? m_videoUrl : m_likelyVideoUrl);
+            m_playback->prepare(m_likelyVideoUrl.isEmpty() ? m_videoUrl : m_likelyVideoUrl, ui->splashScreenPlayerView);
         },
         Qt::QueuedConnection);
 }

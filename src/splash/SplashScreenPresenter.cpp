@@ -191,6 +191,11 @@ public:
     qint64 videoStart() const { return withoutSplash ? 0 : loadTime; }
     void chooseVideo();
     bool canPlayVideo() const;
+    // The file a sequence plays when the downloader holds `downloaded`.
+    QUrl playable(const QUrl &downloaded) const
+    {
+        return downloaded.isEmpty() || downloaded.path().contains(kNullPathMark) ? defaultVideoUrl : downloaded;
+    }
     void showEndScreens();
     void removeRegistration(const QObject *window);
 
@@ -333,10 +338,10 @@ void SplashScreenPresenter::Private::startSequence(qint64 total, double secondsT
         controller.startTimerViewFromSec(0, int(total));
         controller.showStartScreen();
     });
-    // The helper started ahead may read the folder of the video this sequence will most
-    // likely play.
+    // The helper started ahead opens the video this sequence will most likely play: the one
+    // the downloader holds now, unless a download finishes before the video phase.
     if (splashScreenControllerWithVideo)
-        splashScreenControllerWithVideo->prepareVideo(videoUrl.isEmpty() ? defaultVideoUrl : videoUrl);
+        splashScreenControllerWithVideo->prepareVideo(playable(downloader->currentVideoURL()));
     stateSplashScreen = SplashScreenStateStart;
     post(VLMsplashScreenDidShow);
     if (splashScreenStartCount >= 2)

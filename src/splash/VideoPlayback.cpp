@@ -33,10 +33,26 @@ VideoPlayback::~VideoPlayback()
     retireHelper();
 }
 
-void VideoPlayback::prepare(const QUrl &next)
+void VideoPlayback::prepare(const QUrl &next, VideoFrameView *output)
 {
     m_idle->stop();
-    helperFor(folderOf(next));
+    MediaProcess *helper = helperFor(folderOf(next));
+    if (m_state != State::Idle || next == m_cued || !next.isLocalFile() || !QFileInfo::exists(next.toLocalFile()))
+        return;
+    // Opening the file and decoding its first frame is most of a helper's work before the
+    // picture; done here, it stays out of the video's first frames on the host's side.
+    sendSize(output);
+    helper->send("mute 1");
+    helper->send("cue " + QFile::encodeName(QFileInfo(next.toLocalFile()).absoluteFilePath()).toPercentEncoding("/"));
+    m_cued = next;
+}
+
+void VideoPlayback::sendSize(VideoFrameView *output)
+{
+    if (!output)
+        return;
+    const QSize pixels = output->size() * output->devicePixelRatioF();
+    m_process->send("size " + QByteArray::number(pixels.width()) + ' ' + QByteArray::number(pixels.height()));
 }
 
 QString VideoPlayback::folderOf(const QUrl &media)
@@ -83,14 +99,17 @@ void VideoPlayback::load(const QUrl &url, bool muted, VideoFrameView *output)
     m_output = output;
     const QFileInfo file(url.toLocalFile());
     MediaProcess *helper = helperFor(folderOf(url));
+    const QUrl ahead = std::exchange(m_cued, QUrl());
+    const bool cued = ahead == url && !url.isEmpty();
+    if (!ahead.isEmpty() && !cued)
+        LOG(QStringLiteral("video %1 plays in place of %2, opened ahead").arg(url.toString(), ahead.toString()));
     m_state = State::Loading;
-    if (output) {
-        const QSize pixels = output->size() * output->devicePixelRatioF();
-        helper->send("size " + QByteArray::number(pixels.width()) + ' ' + QByteArray::number(pixels.height()));
-    }
+    sendSize(output);
     helper->send("mute " + QByteArray::number(int(muted)));
-    helper->send("load " + QFile::encodeName(file.absoluteFilePath()).toPercentEncoding("/"));
-    helper->send("seek 0");
+    if (!cued) {
+        helper->send("load " + QFile::encodeName(file.absoluteFilePath()).toPercentEncoding("/"));
+        helper->send("seek 0");
+    }
     helper->send("play");
 }
 
@@ -124,6 +143,7 @@ void VideoPlayback::stop()
     if (m_state != State::Idle)
         QTimer::singleShot(idleExitMs, this, &VideoPlayback::giveBackMemory);
     m_state = State::Idle;
+    m_cued.clear();
     if (m_output)
         m_output->clear();
     m_output = nullptr;
@@ -160,6 +180,7 @@ void VideoPlayback::retireHelper()
 {
     if (!m_process)
         return;
+    m_cued.clear();
     MediaProcess *helper = std::exchange(m_process, nullptr);
     helper->disconnect(this);
     helper->setParent(nullptr);

@@ -33,8 +33,9 @@ public:
     ~VideoPlayback() override;
 
     State state() const { return m_state; }
-    // Starts a helper ahead of the next load of `next`, so that its first frame is not late.
-    void prepare(const QUrl &next);
+    // Starts a helper ahead of the next load of `next` and has it open the file and decode
+    // the first frame for `output`, paused and silent: a load of that file then only plays.
+    void prepare(const QUrl &next, VideoFrameView *output = nullptr);
     // Plays `url` from its start into `output`, muted as told.
     void load(const QUrl &url, bool muted, VideoFrameView *output);
     void play();
@@ -52,6 +53,7 @@ Q_SIGNALS:
 private:
     MediaProcess *helperFor(const QString &folder);
     static QString folderOf(const QUrl &media);
+    void sendSize(VideoFrameView *output);
     void retireHelper();
     void onFailed(const QString &reason);
     static void giveBackMemory();
@@ -59,6 +61,7 @@ private:
     State m_state = State::Idle;
     MediaProcess *m_process = nullptr;
     QPointer<VideoFrameView> m_output;
+    QUrl m_cued; // the file the running helper holds paused at its start
     QTimer *m_idle = nullptr;
 };
 

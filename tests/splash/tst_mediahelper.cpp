@@ -1,5 +1,6 @@
 // velmora-media as the host sees it: its sandbox, and hostile media that must not take the
 // host with it.
+#include "SoundStreams.h"
 #include "TestEnvironment.h"
 
 #include "BuildConfig.h"
@@ -90,6 +91,44 @@ private Q_SLOTS:
         QVERIFY2(!listener.hasPendingConnections(), "the helper reached the listener");
         QVERIFY(!QFile::exists(QDir::homePath() + QStringLiteral("/velmora-media-probe")));
         qunsetenv("VELMORA_MEDIA_PROBE");
+    }
+
+    // A video opened ahead waits paused and silent, in a helper that holds the file open,
+    // until the load; a different load replaces it.
+    void videoOpenedAheadWaitsForItsLoad_data()
+    {
+        QTest::addColumn<QString>("loaded");
+        QTest::newRow("the video opened ahead") << QStringLiteral("test-video-short.mp4");
+        QTest::newRow("another video") << QStringLiteral("test-video-blink.mp4");
+    }
+
+    void videoOpenedAheadWaitsForItsLoad()
+    {
+        QFETCH(QString, loaded);
+        const QUrl ahead = test::TestEnvironment::mediaUrl(QStringLiteral("test-video-short.mp4"));
+        VideoFrameView view;
+        view.resize(320, 180);
+        VideoPlayback playback;
+        QSignalSpy ended(&playback, &VideoPlayback::ended);
+        playback.prepare(ahead, &view);
+        QVERIFY(playback.process());
+        const QString helperFds = QStringLiteral("/proc/%1/fd").arg(playback.process()->processId());
+        const auto holdsAhead = [&] {
+            for (const QFileInfo &fd : QDir(helperFds).entryInfoList(QDir::Files | QDir::System))
+                if (fd.symLinkTarget() == ahead.toLocalFile())
+                    return true;
+            return false;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(holdsAhead(), 15000);
+        QTest::qWait(500); // time enough to show or sound, were it playing
+        QVERIFY(!view.hasFrame());
+        QCOMPARE(test::runningSoundStreams().value_or(0), 0);
+        const qint64 helper = playback.process()->processId();
+
+        playback.load(test::TestEnvironment::mediaUrl(loaded), false, &view);
+        QTRY_VERIFY_WITH_TIMEOUT(view.hasFrame(), 15000);
+        QTRY_COMPARE_WITH_TIMEOUT(ended.size(), 1, 15000);
+        QCOMPARE(playback.process()->processId(), helper);
     }
 
     void hostileFilesLeaveTheHostStanding_data()

@@ -18,6 +18,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <unistd.h>
+#include <utility>
 
 namespace velmora::media {
 
@@ -95,14 +96,24 @@ void MediaHelper::handle(const QByteArray &line)
     const QList<QByteArray> fields = line.split(' ');
     const QByteArray &verb = fields.first();
     const int number = fields.value(1).toInt();
-    if (verb == "load") {
+    if (verb == "load" || verb == "cue") {
         m_endSent = false;
+        dropCuedFrame();
+        m_cueing = verb == "cue";
         m_player->setSource(QUrl::fromLocalFile(QString::fromUtf8(QByteArray::fromPercentEncoding(fields.value(1)))));
+        // Paused, the pipeline is built and the first frame decoded now, but nothing plays.
+        if (m_cueing)
+            m_player->pause();
     } else if (verb == "play") {
+        m_cueing = false;
+        if (!m_cuedFrame.isEmpty())
+            send(std::exchange(m_cuedFrame, {}));
         m_player->play();
     } else if (verb == "pause") {
         m_player->pause();
     } else if (verb == "stop") {
+        m_cueing = false;
+        dropCuedFrame();
         m_player->stop();
         m_player->setSource(QUrl());
     } else if (verb == "seek") {
@@ -123,9 +134,18 @@ void MediaHelper::handle(const QByteArray &line)
     }
 }
 
+void MediaHelper::dropCuedFrame()
+{
+    if (m_cuedFrame.isEmpty())
+        return;
+    m_held[m_cuedSlot] = false;
+    m_cuedFrame.clear();
+}
+
 void MediaHelper::onFrame(const QVideoFrame &frame)
 {
-    if (!frame.isValid())
+    // A cued video shows its first frame at "play", and nothing before.
+    if (!frame.isValid() || (m_cueing && !m_cuedFrame.isEmpty()))
         return;
     int slot = 0;
     while (slot < kSlots && m_held[slot])
@@ -144,8 +164,14 @@ void MediaHelper::onFrame(const QVideoFrame &frame)
     for (int y = 0; y < image.height(); ++y)
         std::memcpy(target + qsizetype(y) * stride, image.constScanLine(y), size_t(stride));
     m_held[slot] = true;
-    send("frame " + QByteArray::number(slot) + ' ' + QByteArray::number(image.width()) + ' '
-         + QByteArray::number(image.height()) + ' ' + QByteArray::number(stride));
+    const QByteArray line = "frame " + QByteArray::number(slot) + ' ' + QByteArray::number(image.width()) + ' '
+        + QByteArray::number(image.height()) + ' ' + QByteArray::number(stride);
+    if (m_cueing) {
+        m_cuedSlot = slot;
+        m_cuedFrame = line;
+        return;
+    }
+    send(line);
 }
 
 void MediaHelper::onStatus(QMediaPlayer::MediaStatus status)

@@ -29,6 +29,7 @@ private:
     void readCommands();
     void handle(const QByteArray &line);
     void onFrame(const QVideoFrame &frame);
+    void dropCuedFrame();
     void onStatus(QMediaPlayer::MediaStatus status);
     void probe(int port);
     static void send(const QByteArray &line);
@@ -42,6 +43,10 @@ private:
     QSocketNotifier *m_input = nullptr;
     QByteArray m_pending;
     bool m_endSent = false;
+    // Between "cue" and "play": the first frame waits in its slot, announced at "play".
+    bool m_cueing = false;
+    QByteArray m_cuedFrame;
+    int m_cuedSlot = 0;
     QElapsedTimer m_sincePosition;
 };
 
