@@ -58,11 +58,15 @@ std::unique_ptr<FrameRing> FrameRing::attach()
 
 FrameRing::~FrameRing() = default;
 
-void FrameRing::shareWith(QProcess *process) const
+void FrameRing::shareWith(QProcess *process, std::function<void()> inChild) const
 {
     QProcessEnvironment environment = process->processEnvironment();
     environment.insert(QString::fromLatin1(kKeyVariable), m_native->memory.key());
     process->setProcessEnvironment(environment);
+#if defined(Q_OS_UNIX)
+    if (inChild)
+        process->setChildProcessModifier(std::move(inChild));
+#endif
 }
 
 #else
@@ -107,16 +111,18 @@ FrameRing::~FrameRing()
         ::munmap(m_data, size_t(kRingBytes));
 }
 
-void FrameRing::shareWith(QProcess *process) const
+void FrameRing::shareWith(QProcess *process, std::function<void()> inChild) const
 {
     const int fd = m_native->fd;
     // Between fork and exec: async-signal-safe calls only.
-    process->setChildProcessModifier([fd] {
+    process->setChildProcessModifier([fd, inChild = std::move(inChild)] {
         if (fd == kFrameFd)
             ::fcntl(fd, F_SETFD, 0);
         else
             ::dup2(fd, kFrameFd);
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (inChild)
+            inChild();
     });
 }
 

@@ -15,6 +15,9 @@
 #if defined(Q_OS_UNIX)
 #include <dlfcn.h>
 #endif
+#if defined(Q_OS_LINUX)
+#include <sched.h>
+#endif
 
 namespace velmora {
 
@@ -35,6 +38,25 @@ void releaseFrame(void *info)
     if (hold->process)
         hold->process->send("release " + QByteArray::number(hold->slot));
     delete hold;
+}
+
+// The helper (its start, its demuxer, decoders and sound threads) keeps off the core the
+// host's main thread runs on, when there are others: a frame being decoded then never takes
+// the host's core in the middle of a paint. Returns what the child runs before exec.
+std::function<void()> keepOffHostCore()
+{
+#if defined(Q_OS_LINUX)
+    cpu_set_t cpus;
+    CPU_ZERO(&cpus);
+    const int hostCpu = sched_getcpu();
+    if (hostCpu < 0 || hostCpu >= CPU_SETSIZE || sched_getaffinity(0, sizeof cpus, &cpus) != 0
+        || !CPU_ISSET(hostCpu, &cpus) || CPU_COUNT(&cpus) < 2)
+        return {};
+    CPU_CLR(hostCpu, &cpus);
+    return [cpus] { sched_setaffinity(0, sizeof cpus, &cpus); };
+#else
+    return {};
+#endif
 }
 
 } // namespace
@@ -77,7 +99,7 @@ MediaProcess::MediaProcess(const QStringList &readableFolders, QObject *parent)
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("VELMORA_MEDIA_PARENT"), QString::number(QCoreApplication::applicationPid()));
     m_process->setProcessEnvironment(environment);
-    m_ring->shareWith(m_process);
+    m_ring->shareWith(m_process, keepOffHostCore());
     connect(m_process, &QProcess::readyReadStandardOutput, this, &MediaProcess::readLines);
     connect(m_process, &QProcess::readyReadStandardError, this, [this] {
         const QList<QByteArray> lines = m_process->readAllStandardError().split('\n');

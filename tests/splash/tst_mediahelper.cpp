@@ -15,6 +15,7 @@
 #include <QTemporaryDir>
 
 #include <linux/landlock.h>
+#include <sched.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -93,8 +94,8 @@ private Q_SLOTS:
         qunsetenv("VELMORA_MEDIA_PROBE");
     }
 
-    // A video opened ahead waits paused and silent, in a helper that holds the file open,
-    // until the load; a different load replaces it.
+    // A video opened ahead waits paused and silent, in a helper that holds the file open and
+    // keeps off the host's core, until the load; a different load replaces it.
     void videoOpenedAheadWaitsForItsLoad_data()
     {
         QTest::addColumn<QString>("loaded");
@@ -120,6 +121,12 @@ private Q_SLOTS:
             return false;
         };
         QTRY_VERIFY_WITH_TIMEOUT(holdsAhead(), 15000);
+        // It leaves a core to the host's main thread.
+        cpu_set_t hostCpus, helperCpus;
+        QCOMPARE(sched_getaffinity(0, sizeof hostCpus, &hostCpus), 0);
+        QCOMPARE(sched_getaffinity(pid_t(playback.process()->processId()), sizeof helperCpus, &helperCpus), 0);
+        if (CPU_COUNT(&hostCpus) >= 2)
+            QCOMPARE(CPU_COUNT(&helperCpus), CPU_COUNT(&hostCpus) - 1);
         QTest::qWait(500); // time enough to show or sound, were it playing
         QVERIFY(!view.hasFrame());
         QCOMPARE(test::runningSoundStreams().value_or(0), 0);
