@@ -26,6 +26,8 @@ namespace {
 
 bool online = true;
 constexpr qint64 MiB = 1024 * 1024;
+// The ad-table request after its inner_id, byte for byte.
+const QByteArray kRequestTail = "\"language\" : \"EN\",\"placements\" : [ \"standard\",\"video\" ]}";
 
 void trustCertificate(const QString &pem)
 {
@@ -183,14 +185,14 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("innerId"); // a null string: no key in Info.plist
         QTest::addColumn<QByteArray>("body");
-        const QByteArray tail = "\"language\" : \"EN\",\"placements\" : [ \"standard\",\"video\" ]}";
         QTest::newRow("one line of JSON")
-            << QStringLiteral("mac.123456.mac-store") << "{\"inner_id\" : \"mac.123456.mac-store\"," + tail;
-        QTest::newRow("no identifier: the default") << QString() << "{\"inner_id\" : \"mac.000000.mac-store\"," + tail;
+            << QStringLiteral("mac.123456.mac-store") << "{\"inner_id\" : \"mac.123456.mac-store\"," + kRequestTail;
+        QTest::newRow("no identifier: the default")
+            << QString() << "{\"inner_id\" : \"mac.000000.mac-store\"," + kRequestTail;
         QTest::newRow("a quote goes in raw")
-            << QStringLiteral("mac.1\"2.mac-store") << "{\"inner_id\" : \"mac.1\"2.mac-store\"," + tail;
+            << QStringLiteral("mac.1\"2.mac-store") << "{\"inner_id\" : \"mac.1\"2.mac-store\"," + kRequestTail;
         QTest::newRow("non-ASCII is replaced, not refused")
-            << QStringLiteral("mac.\u00fc\u4e2d.mac-store") << "{\"inner_id\" : \"mac.??.mac-store\"," + tail;
+            << QStringLiteral("mac.\u00fc\u4e2d.mac-store") << "{\"inner_id\" : \"mac.??.mac-store\"," + kRequestTail;
     }
 
     void requestBodyBytes()
@@ -230,7 +232,7 @@ private Q_SLOTS:
         QCOMPARE(posts.size(), 1);
         const QJsonObject post = posts.first();
         QCOMPARE(post.value(QStringLiteral("path")).toString(), QStringLiteral("/api/v1/banners"));
-        const QByteArray body = m_downloader->generateRequestAcs().toLatin1();
+        const QByteArray body = "{\"inner_id\" : \"mac.123456.mac-store\"," + kRequestTail; // tests/data/Info.plist
         QCOMPARE(QByteArray::fromBase64(post.value(QStringLiteral("bodyBase64")).toString().toLatin1()), body);
         const QJsonObject headers = post.value(QStringLiteral("headers")).toObject();
         QCOMPARE(headers.value(QStringLiteral("content-length")).toString(), QString::number(body.size()));

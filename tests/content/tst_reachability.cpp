@@ -60,10 +60,8 @@ int namespaceScenario(int family)
         return 1;
     }
     auto monitor = Reachability::reachabilityForInternetConnection();
-    if (monitor->currentReachabilityStatus() != Reachability::NetworkStatusNone
-        || monitor->currentReachabilityString() != QLatin1String("No Connection")
-        || monitor->currentReachabilityFlags() != QLatin1String("X- -------") || AdsMacHelper::isInternetConnection()) {
-        printf("FAIL: without a route: %s\n", qPrintable(monitor->description()));
+    if (monitor->reachabilityFlags() != 0 || AdsMacHelper::isInternetConnection()) {
+        printf("FAIL: without a route: flags 0x%x\n", monitor->reachabilityFlags());
         return 1;
     }
     QAtomicInt reachable = 0;
@@ -113,9 +111,8 @@ int namespaceScenario(int family)
         return 1;
     }
     const quint32 flags = monitor->reachabilityFlags();
-    if (!(flags & F::Reachable) || (flags & F::IsDirect) || !AdsMacHelper::isInternetConnection()
-        || monitor->currentReachabilityString() != QLatin1String("WiFi")) {
-        printf("FAIL: flags %s\n", qPrintable(Reachability::flagsText(flags)));
+    if (!(flags & F::Reachable) || (flags & F::IsDirect) || !AdsMacHelper::isInternetConnection()) {
+        printf("FAIL: flags 0x%x\n", flags);
         return 1;
     }
     if (v6) {

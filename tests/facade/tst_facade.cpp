@@ -380,43 +380,6 @@ private Q_SLOTS:
         QVERIFY(Velmora::BControllers().constLast()->view()->isHidden());
     }
 
-    void hostDeletesWindowMidSequenceAndMidRotation()
-    {
-        auto *window = new QMainWindow;
-        window->setCentralWidget(new QWidget);
-        window->resize(800, 600);
-        window->show();
-        window->activateWindow();
-        QApplication::setActiveWindow(window);
-        QVERIFY(QTest::qWaitForWindowActive(window));
-        QVERIFY(Velmora::addSplashScreenToWindow(window));
-        Velmora::addBannerForWindow(window);
-        const QPointer<velmora::BannerController> banner = Velmora::BControllFromWindow(window);
-        QVERIFY(banner);
-
-        QStringList seen;
-        QMetaObject::Connection observer = QObject::connect(
-            velmora::NotificationCenter::defaultCenter(), &velmora::NotificationCenter::notificationPosted, this,
-            [&seen](const QString &name, const QVariant &) { seen << name; });
-        Velmora::setSplashScreenLoadTime(1);
-        Velmora::forceShow();
-        QTRY_VERIFY(seen.contains(QString::fromLatin1(velmora::VLMsplashScreenDidShow)));
-        QTest::qWait(300);
-        delete window;
-        QTest::qWait(1500); // through the load-time timer of the sequence it was in
-        QObject::disconnect(observer);
-        QVERIFY(banner.isNull());
-        for (velmora::BannerController *left : Velmora::BControllers())
-            QVERIFY(left->window() != nullptr);
-
-        // The framework still serves a new window.
-        QWidget next;
-        next.resize(640, 480);
-        next.show();
-        QVERIFY(Velmora::addSplashScreenToWindow(&next));
-        Velmora::removeSplashScreenFromWindow(&next);
-    }
-
     // A click on a store link opens what the desktop can: the store application where the
     // desktop associates one with the scheme, else the app's page of the web store in the
     // browser. A host that sets its own handler for the scheme gets the links itself. The

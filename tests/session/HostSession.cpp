@@ -102,76 +102,46 @@ HostSession::~HostSession()
 QStringList HostSession::randomSteps(quint32 seed, int count)
 {
     QRandomGenerator random(seed);
-    const auto pick = [&random](const QStringList &from) { return from.at(int(random.bounded(from.size()))); };
-    const auto slot = [&random] { return QString::number(random.bounded(kWindows)); };
-    const QStringList elements { QStringLiteral("close"),          QStringLiteral("removeads"),
-                                 QStringLiteral("removeadsvideo"), QStringLiteral("video"),
-                                 QStringLiteral("sound"),          QStringLiteral("banner"),
-                                 QStringLiteral("bannerclose"),    QStringLiteral("close") };
+    const auto pick = [&random](const QStringList &from) {
+        return from.isEmpty() ? QString::number(random.bounded(kWindows)) : from.at(int(random.bounded(from.size())));
+    };
+    // Each kind of step: how often it comes, its word, and the values its arguments are drawn
+    // from, last to first.
     struct Kind {
         int weight;
-        std::function<QString()> make;
+        const char *op;
+        QList<QStringList> args;
     };
-    const std::vector<Kind> kinds {
-        { 18,
-          [&] {
-              return QStringLiteral("time %1").arg(pick({ "0.1", "0.5", "1", "1.5", "2.5", "4", "7" }));
-          } },
-        { 3,
-          [&] {
-              return QStringLiteral("media %1").arg(pick({ "10", "40", "120" }));
-          } },
-        { 6, [] { return QStringLiteral("force"); } },
-        { 4, [] { return QStringLiteral("show"); } },
-        { 3, [] { return QStringLiteral("without"); } },
-        { 1, [] { return QStringLiteral("refresh"); } },
-        { 4, [&] { return QStringLiteral("open ") + slot(); } },
-        { 5, [&] { return QStringLiteral("register ") + slot(); } },
-        { 2, [&] { return QStringLiteral("unregister ") + slot(); } },
-        { 1, [&] { return QStringLiteral("destroy ") + slot(); } },
-        { 1, [&] { return QStringLiteral("closewindow ") + slot(); } },
-        { 1,
-          [&] {
-              return QStringLiteral("arc ") + pick({ "0", "1" });
-          } },
-        { 8,
-          [&] {
-              return QStringLiteral("activate ") + pick({ "0", "1", "2", "3", "0", "1", "other", "none" });
-          } },
-        { 14, [&] { return QStringLiteral("click %1 %2").arg(slot(), pick(elements)); } },
-        { 3, [&] { return QStringLiteral("dclick %1 %2").arg(slot(), pick(elements)); } },
-        { 3, [&] { return QStringLiteral("wheel %1 %2").arg(slot(), pick(elements)); } },
-        { 2, [] { return QStringLiteral("removeads"); } },
-        { 2, [] { return QStringLiteral("resetads"); } },
-        { 2,
-          [&] {
-              return QStringLiteral("loadtime ") + pick({ "0", "1", "2", "5", "8", "16", "-1" });
-          } },
-        { 1,
-          [&] {
-              return QStringLiteral("waittime ") + pick({ "0", "1", "10", "120" });
-          } },
-        { 1,
-          [&] {
-              return QStringLiteral("delay ") + pick({ "0", "1", "30" });
-          } },
-        { 1,
-          [&] {
-              return QStringLiteral("hidebutton %1 %2").arg(pick({ "before", "after" }), pick({ "0", "1" }));
-          } },
-        { 1,
-          [&] {
-              return QStringLiteral("topinset ") + pick({ "0", "12.7", "40" });
-          } },
-        { 2,
-          [&] {
-              return QStringLiteral("resizable %1 %2").arg(slot(), pick({ "0", "1" }));
-          } },
-        { 2, [&] { return QStringLiteral("banner ") + slot(); } },
-        { 1,
-          [&] {
-              return QStringLiteral("video ") + pick({ "blink", "short", "long", "none" });
-          } },
+    const QStringList slot; // a window's number
+    const QStringList elements { "close", "removeads", "removeadsvideo", "video",
+                                 "sound", "banner",    "bannerclose",    "close" };
+    const QList<Kind> kinds {
+        { 18, "time", { { "0.1", "0.5", "1", "1.5", "2.5", "4", "7" } } },
+        { 3, "media", { { "10", "40", "120" } } },
+        { 6, "force", {} },
+        { 4, "show", {} },
+        { 3, "without", {} },
+        { 1, "refresh", {} },
+        { 4, "open", { slot } },
+        { 5, "register", { slot } },
+        { 2, "unregister", { slot } },
+        { 1, "destroy", { slot } },
+        { 1, "closewindow", { slot } },
+        { 1, "arc", { { "0", "1" } } },
+        { 8, "activate", { { "0", "1", "2", "3", "0", "1", "other", "none" } } },
+        { 14, "click", { slot, elements } },
+        { 3, "dclick", { slot, elements } },
+        { 3, "wheel", { slot, elements } },
+        { 2, "removeads", {} },
+        { 2, "resetads", {} },
+        { 2, "loadtime", { { "0", "1", "2", "5", "8", "16", "-1" } } },
+        { 1, "waittime", { { "0", "1", "10", "120" } } },
+        { 1, "delay", { { "0", "1", "30" } } },
+        { 1, "hidebutton", { { "before", "after" }, { "0", "1" } } },
+        { 1, "topinset", { { "0", "12.7", "40" } } },
+        { 2, "resizable", { slot, { "0", "1" } } },
+        { 2, "banner", { slot } },
+        { 1, "video", { { "blink", "short", "long", "none" } } },
     };
     int total = 0;
     for (const Kind &kind : kinds)
@@ -182,13 +152,14 @@ QStringList HostSession::randomSteps(quint32 seed, int count)
                         QStringLiteral("open 0"), QStringLiteral("register 0") };
     while (steps.size() < count + 4) {
         int roll = int(random.bounded(total));
-        for (const Kind &kind : kinds) {
-            if (roll < kind.weight) {
-                steps << kind.make();
-                break;
-            }
-            roll -= kind.weight;
-        }
+        const Kind *kind = kinds.constData();
+        for (; roll >= kind->weight; ++kind)
+            roll -= kind->weight;
+        QStringList words(kind->args.size() + 1);
+        words[0] = QLatin1String(kind->op);
+        for (qsizetype i = kind->args.size(); i > 0; --i)
+            words[i] = pick(kind->args[i - 1]);
+        steps << words.join(QLatin1Char(' '));
     }
     // Once the ads are removed nothing of the framework may sound.
     steps << QStringLiteral("removeads") << QStringLiteral("audio");

@@ -85,12 +85,6 @@ QStringList shownElements(const SplashScreenController &controller)
     return shown;
 }
 
-QStringList sorted(QStringList list)
-{
-    list.sort();
-    return list;
-}
-
 void setFlag(SplashScreenController &controller, const QString &flag)
 {
     const QHash<QString, void (SplashScreenController::*)(bool)> setters = {
@@ -255,9 +249,7 @@ private Q_SLOTS:
         QTest::addColumn<bool>("mainWindow");
         QTest::addColumn<double>("inset");
 
-        QTest::newRow("plain window") << false << 0.0;
         QTest::newRow("plain window, top inset") << false << 28.0;
-        QTest::newRow("main window's central widget") << true << 0.0;
         QTest::newRow("main window, top inset") << true << 40.0;
         QTest::newRow("negative inset reaches above") << false << -10.0;
     }
@@ -393,6 +385,7 @@ private Q_SLOTS:
         QFETCH(QStringList, flags);
         QFETCH(bool, interstitial);
         QFETCH(QStringList, shown);
+        shown.sort();
 
         SplashScreenController &controller = attach();
         for (const QString &flag : flags)
@@ -402,7 +395,7 @@ private Q_SLOTS:
             controller.setInterstitialUrl(TestEnvironment::mediaUrl(QStringLiteral("still.jpg")));
         runSteps(controller, steps);
 
-        QCOMPARE(shownElements(controller), sorted(shown));
+        QCOMPARE(shownElements(controller), shown);
     }
 
     void fadesRunOnlyOnScreen()

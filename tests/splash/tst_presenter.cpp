@@ -117,7 +117,7 @@ private Q_SLOTS:
         QVERIFY(f.presenter->isShowEnd());
         QVERIFY(!f.presenter->isShowVideo());
         QCOMPARE(f.posts().last(), name(VLMadsVideoDidStop));
-        QTEST(int(c->callsStartingWith(QStringLiteral("showEndScreen")).size()), "endScreensAtEnd");
+        QTEST(int(c->calls.count(QStringLiteral("showEndScreen"))), "endScreensAtEnd");
 
         f.clock->advance(std::max(0.0, 10.0 - endAt) + 0.5);
         QTEST(f.presenter->stateSplashScreen(), "stateAfterTen");

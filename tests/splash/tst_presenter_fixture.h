@@ -101,19 +101,6 @@ public:
         return names;
     }
 
-    // The journal's calls of the controller named `name`; readable after the presenter
-    // dropped that controller.
-    QStringList callsOf(const QString &name) const
-    {
-        const QString prefix = name + QLatin1Char(':');
-        QStringList calls;
-        for (const QString &entry : journal) {
-            if (entry.startsWith(prefix))
-                calls << entry.mid(prefix.size());
-        }
-        return calls;
-    }
-
     // Runs the main loop's pending turns (deferred focus steps, deferred deletions).
     static void turnMainLoop()
     {

@@ -23,17 +23,6 @@ public:
 
     QStringList calls;
     SplashScreenControllerProtocolOutput *output = nullptr;
-    QString name() const { return m_name; }
-    // Calls whose text starts with `prefix`.
-    QStringList callsStartingWith(const QString &prefix) const
-    {
-        QStringList found;
-        for (const QString &call : calls) {
-            if (call.startsWith(prefix))
-                found << call;
-        }
-        return found;
-    }
     QString lastTimerText() const { return m_timerText; }
     QString lastVideoTimerText() const { return m_videoTimerText; }
     unsigned int backgroundImageScaling = 99;
