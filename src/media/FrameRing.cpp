@@ -58,15 +58,11 @@ std::unique_ptr<FrameRing> FrameRing::attach()
 
 FrameRing::~FrameRing() = default;
 
-void FrameRing::shareWith(QProcess *process, std::function<void()> inChild) const
+void FrameRing::shareWith(QProcess *process) const
 {
     QProcessEnvironment environment = process->processEnvironment();
     environment.insert(QString::fromLatin1(kKeyVariable), m_native->memory.key());
     process->setProcessEnvironment(environment);
-#if defined(Q_OS_UNIX)
-    if (inChild)
-        process->setChildProcessModifier(std::move(inChild));
-#endif
 }
 
 #else
@@ -111,18 +107,16 @@ FrameRing::~FrameRing()
         ::munmap(m_data, size_t(kRingBytes));
 }
 
-void FrameRing::shareWith(QProcess *process, std::function<void()> inChild) const
+void FrameRing::shareWith(QProcess *process) const
 {
     const int fd = m_native->fd;
     // Between fork and exec: async-signal-safe calls only.
-    process->setChildProcessModifier([fd, inChild = std::move(inChild)] {
+    process->setChildProcessModifier([fd] {
         if (fd == kFrameFd)
             ::fcntl(fd, F_SETFD, 0);
         else
             ::dup2(fd, kFrameFd);
         ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-        if (inChild)
-            inChild();
     });
 }
 

@@ -2,7 +2,6 @@
 
 #include <QtGlobal>
 
-#include <functional>
 #include <memory>
 
 class QProcess;
@@ -25,9 +24,8 @@ public:
     uchar *data() const { return m_data; }
     // Hands the ring to `process` before it starts (after its environment is set). On Linux
     // the helper also dies with the host, even when the host is killed; elsewhere it ends
-    // when its stdin closes. `inChild` runs in the child before it executes the helper; it
-    // may only make async-signal-safe calls.
-    void shareWith(QProcess *process, std::function<void()> inChild = {}) const;
+    // when its stdin closes.
+    void shareWith(QProcess *process) const;
 
 private:
     FrameRing() = default;

@@ -40,22 +40,24 @@ void releaseFrame(void *info)
     delete hold;
 }
 
-// The helper (its start, its demuxer, decoders and sound threads) keeps off the core the
-// host's main thread runs on, when there are others: a frame being decoded then never takes
-// the host's core in the middle of a paint. Returns what the child runs before exec.
-std::function<void()> keepOffHostCore()
+// The helper's threads (demuxer, decoders, sound) keep off the core the host's main thread
+// runs on, when there are others: a frame being decoded then never takes the host's core in
+// the middle of a paint. Set from here right after the start, before the helper has made
+// its first thread, so that every thread inherits it; set in the child before exec, it
+// would make the host wait until the other core had time for the child.
+void keepOffHostCore(qint64 helper)
 {
 #if defined(Q_OS_LINUX)
     cpu_set_t cpus;
     CPU_ZERO(&cpus);
     const int hostCpu = sched_getcpu();
-    if (hostCpu < 0 || hostCpu >= CPU_SETSIZE || sched_getaffinity(0, sizeof cpus, &cpus) != 0
+    if (helper <= 0 || hostCpu < 0 || hostCpu >= CPU_SETSIZE || sched_getaffinity(0, sizeof cpus, &cpus) != 0
         || !CPU_ISSET(hostCpu, &cpus) || CPU_COUNT(&cpus) < 2)
-        return {};
+        return;
     CPU_CLR(hostCpu, &cpus);
-    return [cpus] { sched_setaffinity(0, sizeof cpus, &cpus); };
+    sched_setaffinity(pid_t(helper), sizeof cpus, &cpus);
 #else
-    return {};
+    Q_UNUSED(helper);
 #endif
 }
 
@@ -99,7 +101,7 @@ MediaProcess::MediaProcess(const QStringList &readableFolders, QObject *parent)
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(QStringLiteral("VELMORA_MEDIA_PARENT"), QString::number(QCoreApplication::applicationPid()));
     m_process->setProcessEnvironment(environment);
-    m_ring->shareWith(m_process, keepOffHostCore());
+    m_ring->shareWith(m_process);
     connect(m_process, &QProcess::readyReadStandardOutput, this, &MediaProcess::readLines);
     connect(m_process, &QProcess::readyReadStandardError, this, [this] {
         const QList<QByteArray> lines = m_process->readAllStandardError().split('\n');
@@ -120,6 +122,7 @@ MediaProcess::MediaProcess(const QStringList &readableFolders, QObject *parent)
         fail(status == QProcess::CrashExit ? QStringLiteral("crashed") : QStringLiteral("ended with %1").arg(code));
     });
     m_process->start(program, readableFolders);
+    keepOffHostCore(m_process->processId());
 }
 
 MediaProcess::~MediaProcess()
