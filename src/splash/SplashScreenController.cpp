@@ -628,6 +628,22 @@ void SplashScreenController::prepareVideo(const QUrl &likely)
     m_preparation = VideoPreparation::AwaitingPaint;
 }
 
+// The fade-in repaints the whole window every frame; the helper's start and its first
+// decoding would take cores from exactly those frames. It starts once the fade is over.
+void SplashScreenController::startHelperAfterFadeIn()
+{
+    auto *fade = m_view->findChild<QPropertyAnimation *>(kFadeName, Qt::FindDirectChildrenOnly);
+    if (!fade) {
+        startHelperAhead();
+        return;
+    }
+    m_preparation = VideoPreparation::AwaitingFadeIn;
+    connect(fade, &QPropertyAnimation::finished, this, [this] {
+        if (m_preparation == VideoPreparation::AwaitingFadeIn)
+            startHelperAhead();
+    });
+}
+
 void SplashScreenController::startHelperAhead()
 {
     m_preparation = VideoPreparation::Posted;
@@ -894,7 +910,7 @@ bool SplashScreenController::eventFilter(QObject *watched, QEvent *event)
     // guarded pointer would look at it as the view it no longer is.
     if (event->type() == QEvent::Paint && watched == m_view) {
         if (m_preparation == VideoPreparation::AwaitingPaint)
-            startHelperAhead();
+            startHelperAfterFadeIn();
         if (std::exchange(m_rehearsalPending, false))
             rehearseVideoElements();
     }
@@ -952,6 +968,13 @@ void SplashScreenController::layoutViews()
     if (!m_view->isVisible()) {
         m_layoutPending = true;
         if (!std::exchange(m_layoutQueued, true)) {
+            // The first texts measured load their fonts, a millisecond or so each: the
+            // button's and the labels' each get a turn of their own before the layout.
+            IdleQueue::post(this, [this] { (void)ui->removeAdsButton->sizeHint(); });
+            IdleQueue::post(this, [this] {
+                if (m_view)
+                    (void)ui->lablesView->heightForWidth(m_view->width());
+            });
             IdleQueue::post(this, [this] {
                 m_layoutQueued = false;
                 if (m_layoutPending)

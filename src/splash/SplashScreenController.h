@@ -140,6 +140,7 @@ public:
     void pauseProgressViews();
     void compliteProgressViews();
     void initVideoLayer();
+    void startHelperAfterFadeIn();
     void startHelperAhead();
     void rehearseVideoElements();
 
@@ -240,8 +241,9 @@ private:
 
     VideoPlayback *m_playback = nullptr;
     QPointer<VideoFrameView> m_playerlayer;
-    // Starting the video helper ahead: asked for, then after the first paint, then done.
-    enum class VideoPreparation { None, AwaitingPaint, Posted };
+    // Starting the video helper ahead: asked for, then after the first paint and the fade-in,
+    // then done.
+    enum class VideoPreparation { None, AwaitingPaint, AwaitingFadeIn, Posted };
     VideoPreparation m_preparation = VideoPreparation::None;
     QUrl m_likelyVideoUrl; // what the next video will probably be, for the helper started ahead
     QUrl m_videoUrl;
