@@ -43,7 +43,7 @@ void VideoPlayback::prepare(const QUrl &next, VideoFrameView *output)
     // picture; done here, it stays out of the video's first frames on the host's side.
     sendSize(output);
     helper->send("mute 1");
-    helper->send("cue " + QFile::encodeName(QFileInfo(next.toLocalFile()).absoluteFilePath()).toPercentEncoding("/"));
+    helper->send("cue " + pathArgument(next));
     m_cued = next;
 }
 
@@ -53,6 +53,12 @@ void VideoPlayback::sendSize(VideoFrameView *output)
         return;
     const QSize pixels = output->size() * output->devicePixelRatioF();
     m_process->send("size " + QByteArray::number(pixels.width()) + ' ' + QByteArray::number(pixels.height()));
+}
+
+// A file as the control channel names it: absolute, percent-encoded, one field.
+QByteArray VideoPlayback::pathArgument(const QUrl &media)
+{
+    return QFile::encodeName(QFileInfo(media.toLocalFile()).absoluteFilePath()).toPercentEncoding("/");
 }
 
 QString VideoPlayback::folderOf(const QUrl &media)
@@ -97,7 +103,6 @@ void VideoPlayback::load(const QUrl &url, bool muted, VideoFrameView *output)
         stop();
     m_idle->stop();
     m_output = output;
-    const QFileInfo file(url.toLocalFile());
     MediaProcess *helper = helperFor(folderOf(url));
     const QUrl ahead = std::exchange(m_cued, QUrl());
     const bool cued = ahead == url && !url.isEmpty();
@@ -107,7 +112,7 @@ void VideoPlayback::load(const QUrl &url, bool muted, VideoFrameView *output)
     sendSize(output);
     helper->send("mute " + QByteArray::number(int(muted)));
     if (!cued) {
-        helper->send("load " + QFile::encodeName(file.absoluteFilePath()).toPercentEncoding("/"));
+        helper->send("load " + pathArgument(url));
         helper->send("seek 0");
     }
     helper->send("play");

@@ -53,6 +53,7 @@ Q_SIGNALS:
 private:
     MediaProcess *helperFor(const QString &folder);
     static QString folderOf(const QUrl &media);
+    static QByteArray pathArgument(const QUrl &media);
     void sendSize(VideoFrameView *output);
     void retireHelper();
     void onFailed(const QString &reason);
