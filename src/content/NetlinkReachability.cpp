@@ -10,6 +10,7 @@
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -148,6 +149,7 @@ void NetlinkReachability::startWatching(Changed changed)
     if (m_thread)
         return;
     m_stop = false;
+    m_wake = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     m_thread = QThread::create([this, changed = std::move(changed)] { watch(changed); });
     m_thread->setObjectName(QStringLiteral("velmora-reachability"));
     m_thread->start(QThread::LowPriority);
@@ -158,9 +160,16 @@ void NetlinkReachability::stopWatching()
     if (!m_thread)
         return;
     m_stop = true;
+    if (m_wake >= 0) {
+        const quint64 one = 1;
+        [[maybe_unused]] const ssize_t written = ::write(m_wake, &one, sizeof one);
+    }
     m_thread->wait();
     delete m_thread;
     m_thread = nullptr;
+    if (m_wake >= 0)
+        ::close(m_wake);
+    m_wake = -1;
 }
 
 void NetlinkReachability::watch(const Changed &changed)
@@ -173,9 +182,13 @@ void NetlinkReachability::watch(const Changed &changed)
     }
     changed();
     alignas(nlmsghdr) char buffer[16384];
+    // The thread sleeps until the kernel reports a change or stopWatching() wakes it: a
+    // timeout would wake an idle host several times a second for nothing.
+    pollfd waits[2] = { { socket.fd(), POLLIN, 0 }, { m_wake, POLLIN, 0 } };
+    const nfds_t count = m_wake >= 0 ? 2 : 1;
     while (!m_stop) {
-        // A short timeout lets stopWatching() end the thread promptly.
-        if (!waitReadable(socket.fd(), 200))
+        const int ready = ::poll(waits, count, m_wake >= 0 ? -1 : 200);
+        if (ready <= 0 || !(waits[0].revents & POLLIN))
             continue;
         // Drain the burst of messages one change usually produces, then look once.
         while (::recv(socket.fd(), buffer, sizeof buffer, MSG_DONTWAIT) > 0) { }

@@ -24,6 +24,7 @@ private:
 
     QThread *m_thread = nullptr;
     std::atomic<bool> m_stop { false };
+    int m_wake = -1; // eventfd that ends the watching thread's wait
 };
 
 } // namespace velmora

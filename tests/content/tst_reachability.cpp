@@ -11,6 +11,7 @@
 #include <velmora/NotificationCenter.h>
 #include <velmora/Notifications.h>
 
+#include <QDir>
 #include <QProcess>
 
 using namespace velmora;
@@ -28,6 +29,24 @@ bool run(const QString &program, const QStringList &arguments)
 bool ip(const QString &arguments)
 {
     return run(QStringLiteral("ip"), arguments.split(QLatin1Char(' ')));
+}
+
+// Voluntary sleeps so far of each of this process's threads named `name`.
+QList<long long> voluntarySwitches(const QByteArray &name)
+{
+    QList<long long> counts;
+    const QDir tasks(QStringLiteral("/proc/self/task"));
+    for (const QString &tid : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile comm(tasks.filePath(tid + QStringLiteral("/comm")));
+        QFile status(tasks.filePath(tid + QStringLiteral("/status")));
+        if (!comm.open(QIODevice::ReadOnly) || comm.readAll().trimmed() != name || !status.open(QIODevice::ReadOnly))
+            continue;
+        for (const QByteArray &line : status.readAll().split('\n')) {
+            if (line.startsWith("voluntary_ctxt_switches:"))
+                counts.append(line.mid(line.indexOf(':') + 1).trimmed().toLongLong());
+        }
+    }
+    return counts;
 }
 
 // An ad table asked for from an ad server on IPv6 loopback, with no test override of the
@@ -78,6 +97,21 @@ int namespaceScenario(int family)
                      });
     monitor->startNotifier();
     QTest::qWait(300);
+    // Nothing changes in this namespace: the watching threads must sleep through it.
+    const QByteArray watcher("velmora-reachab");
+    const QList<long long> before = voluntarySwitches(watcher);
+    QTest::qWait(1000);
+    const QList<long long> after = voluntarySwitches(watcher);
+    if (before.isEmpty() && !VELMORA_PORTABLE) {
+        printf("FAIL: no watching thread\n");
+        return 1;
+    }
+    for (qsizetype i = 0; i < std::min(before.size(), after.size()); ++i) {
+        if (after[i] - before[i] > 1) {
+            printf("FAIL: a watching thread woke %lld times in a second of no change\n", after[i] - before[i]);
+            return 1;
+        }
+    }
     // A dummy interface where the kernel has them, else one end of a veth pair.
     const bool link = ip(QStringLiteral("link add vlm0 type dummy"))
         || (ip(QStringLiteral("link add vlm0 type veth peer name vlm1")) && ip(QStringLiteral("link set vlm1 up")));
