@@ -13,8 +13,19 @@
 
 namespace velmora {
 
+namespace {
+
+// The cache outlives no banner: with the last view gone (ads removed) its memory goes too.
+int liveViews = 0;
+
+} // namespace
+
 struct BannerImageView::Decoded {
     quint64 generation = 0;
+    // Only for a generation's first frame: the file read, and whether it is the candidate's,
+    // in which case nothing was read.
+    BannerFrameCache::FileStamp stamp;
+    bool candidateMatches = false;
     BannerFrameDecoder::Frame frame;
     QSize sourceSize;
     int loopCount = -1;
@@ -24,6 +35,7 @@ struct BannerImageView::Decoded {
 BannerImageView::BannerImageView(QWidget *parent)
     : QWidget(parent)
 {
+    ++liveViews;
     m_frameTimer.setSingleShot(true);
     connect(&m_frameTimer, &QTimer::timeout, this, [this] {
         m_remainingMs = -1;
@@ -31,7 +43,11 @@ BannerImageView::BannerImageView(QWidget *parent)
     });
 }
 
-BannerImageView::~BannerImageView() = default;
+BannerImageView::~BannerImageView()
+{
+    if (--liveViews == 0)
+        BannerFrameCache::instance().clear();
+}
 
 double BannerImageView::cornerRadius(double height)
 {
@@ -199,6 +215,7 @@ void BannerImageView::restartDecoding()
     const double points = m_decodedHeight > 0 ? m_decodedHeight / ratio : 0.0;
     const double radius = m_decodedHeight > 0 ? cornerRadius(points) * ratio : 0.0;
     m_decoder = std::make_shared<BannerFrameDecoder>(m_source, m_decodedHeight, radius);
+    m_candidate = BannerFrameCache::instance().find(m_source, m_decodedHeight, ratio);
     m_requested = false;
     m_ahead.reset();
     m_dueNow = false;
@@ -219,17 +236,27 @@ void BannerImageView::requestFrame()
     if (m_requested || !m_decoder)
         return;
     m_requested = true;
-    Decoded job { m_generation, {}, {}, -1, devicePixelRatioF() };
+    Decoded job { m_generation, {}, false, {}, {}, -1, devicePixelRatioF() };
+    const bool first = m_awaitingFirst;
+    std::optional<BannerFrameCache::FileStamp> expected;
+    if (m_candidate)
+        expected = m_candidate->stamp;
     QPointer<BannerImageView> self(this);
-    PoolTask::start(PicturePool::instance(), [decoder = m_decoder, job, self]() mutable {
-        job.frame = decoder->next();
-        job.sourceSize = decoder->sourceSize();
-        job.loopCount = decoder->loopCount();
-        postCall(qApp, [self = std::move(self), job = std::move(job)]() mutable {
-            if (self)
-                self->frameDecoded(std::move(job));
-        });
-    });
+    PoolTask::start(PicturePool::instance(),
+                    [decoder = m_decoder, job, first, expected, path = m_source, self]() mutable {
+                        if (first) {
+                            job.stamp = BannerFrameCache::FileStamp::of(path);
+                            job.candidateMatches = expected && job.stamp.bytes >= 0 && *expected == job.stamp;
+                        }
+                        if (!job.candidateMatches)
+                            job.frame = decoder->next();
+                        job.sourceSize = decoder->sourceSize();
+                        job.loopCount = decoder->loopCount();
+                        postCall(qApp, [self = std::move(self), job = std::move(job)]() mutable {
+                            if (self)
+                                self->frameDecoded(std::move(job));
+                        });
+                    });
 }
 
 void BannerImageView::frameDecoded(Decoded decoded)
@@ -239,6 +266,14 @@ void BannerImageView::frameDecoded(Decoded decoded)
     m_requested = false;
     const bool first = m_awaitingFirst;
     m_awaitingFirst = false;
+    if (first) {
+        m_stamp = decoded.stamp;
+        const auto candidate = std::exchange(m_candidate, nullptr);
+        if (decoded.candidateMatches) {
+            adopt(candidate);
+            return;
+        }
+    }
     if (decoded.frame.image.isNull()) {
         m_decoder.reset();
         if (first && decoded.frame.index == 0 && (m_announce || !hasImage())) {
@@ -270,10 +305,8 @@ void BannerImageView::frameDecoded(Decoded decoded)
             m_cache.clear();
         } else {
             m_cache.push_back(frame);
-            if (frame.last) {
-                m_cacheComplete = true;
-                m_decoder.reset();
-            }
+            if (frame.last)
+                keepLoop(decoded.sourceSize, decoded.ratio);
         }
     }
 
@@ -288,6 +321,31 @@ void BannerImageView::frameDecoded(Decoded decoded)
     m_aheadIndex = index;
     if (std::exchange(m_dueNow, false))
         advance();
+}
+
+// A loop read before (here or in another view) plays without reading the file.
+void BannerImageView::adopt(const std::shared_ptr<const BannerFrameCache::Loop> &loop)
+{
+    m_decoder.reset();
+    m_cache = loop->frames;
+    m_cacheBytes = loop->bytes;
+    m_cacheComplete = true;
+    m_loopCount = loop->loopCount;
+    m_imageSize = loop->sourceSize;
+    show(0, m_cache.front());
+    if (std::exchange(m_announce, false))
+        Q_EMIT imageChanged();
+}
+
+// The first loop is complete: it plays from memory from now on, and is offered to every view.
+void BannerImageView::keepLoop(const QSize &sourceSize, qreal ratio)
+{
+    m_cacheComplete = true;
+    m_decoder.reset();
+    // If another view read the same file meanwhile, its copy is kept and this one let go.
+    m_cache = BannerFrameCache::instance()
+                  .insert(m_source, m_decodedHeight, ratio, { m_stamp, m_cache, sourceSize, m_loopCount, m_cacheBytes })
+                  ->frames;
 }
 
 void BannerImageView::show(int index, Frame frame)

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "controls/BannerFrameCache.h"
+
 #include <QPixmap>
 #include <QPointer>
 #include <QSize>
@@ -17,7 +19,8 @@ class BannerFrameDecoder;
 // An image view for banner pictures: an animated GIF drawn proportionally into the bounds
 // with rounded corners. Frames are read, scaled and clipped on the picture thread, one ahead
 // of the screen, and kept once a whole loop fits the cache, so the host's main thread only
-// copies a ready frame to the screen. Frames advance only while the view is shown and its
+// copies a ready frame to the screen. Kept loops are shared between views and outlive a
+// swap (BannerFrameCache). Frames advance only while the view is shown and its
 // window is not minimised.
 class BannerImageView : public QWidget {
     Q_OBJECT
@@ -63,11 +66,7 @@ protected:
     void hideEvent(QHideEvent *event) override;
 
 private:
-    struct Frame {
-        QPixmap pixmap;
-        int delayMs = 0;
-        bool last = false;
-    };
+    using Frame = BannerFrame;
     struct Decoded;
 
     bool shouldPlay() const;
@@ -79,6 +78,8 @@ private:
     void restartDecoding();
     void requestFrame();
     void frameDecoded(Decoded decoded);
+    void adopt(const std::shared_ptr<const BannerFrameCache::Loop> &loop);
+    void keepLoop(const QSize &sourceSize, qreal ratio);
     void show(int index, Frame frame);
     void advance();
 
@@ -89,6 +90,9 @@ private:
     bool m_requested = false;
     int m_decodedHeight = 0;
     bool m_awaitingFirst = false;
+    // A loop of this source kept from before, used if the file is still the one it was read from.
+    std::shared_ptr<const BannerFrameCache::Loop> m_candidate;
+    BannerFrameCache::FileStamp m_stamp;
     // imageChanged() is due when the first frame of a new source arrives.
     bool m_announce = false;
 

@@ -6,7 +6,9 @@
 #include "support/StandardNames.h"
 
 #include <QMovie>
+
 #include <QTemporaryDir>
+#include <memory>
 
 using namespace velmora;
 using velmora::test::Backdrop;
@@ -143,6 +145,49 @@ private Q_SLOTS:
         QVERIFY2(!shown.contains(-1), "every frame shows one of the picture's colours");
         QCOMPARE(shown.last(), view->currentFrame());
         QCOMPARE(view->cachedFrames(), cached ? 3 : 0);
+    }
+
+    // A picture that comes back (the rotation) or shows in another view of the same height
+    // plays its whole loop from memory at once; one written anew under the same name is read
+    // again. Memory kept for it goes with the last view.
+    void pictureShownAgainIsReadOnce_data()
+    {
+        QTest::addColumn<bool>("otherView");
+        QTest::addColumn<bool>("rewritten");
+        QTest::newRow("same view") << false << false;
+        QTest::newRow("another view") << true << false;
+        QTest::newRow("file written anew") << false << true;
+    }
+
+    void pictureShownAgainIsReadOnce()
+    {
+        QFETCH(bool, otherView);
+        QFETCH(bool, rewritten);
+        const QString path = m_dir.filePath(QStringLiteral("again-%1.gif").arg(QTest::currentDataTag()));
+        QVERIFY(writeSolidGif(path, QSize(728, 90), kFrameColours));
+        auto window = std::make_unique<Backdrop>();
+        window->resize(809, 200);
+        auto *view = new BannerImageView(window.get());
+        auto *other = new BannerImageView(window.get());
+        for (BannerImageView *each : { view, other }) {
+            each->setGeometry(0, each == view ? 0 : 100, 809, 100);
+            each->setAnimates(true);
+        }
+        window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(window.get()));
+        QVERIFY(waitForImage(view, path));
+        QTRY_COMPARE_WITH_TIMEOUT(view->cachedFrames(), 3, 5000);
+        QVERIFY(waitForImage(view, redGif()));
+        if (rewritten)
+            QVERIFY(writeSolidGif(path, QSize(728, 90), { Qt::blue, Qt::green }));
+
+        BannerImageView *again = otherView ? other : view;
+        QVERIFY(waitForImage(again, path));
+        QCOMPARE(again->cachedFrames(), rewritten ? 1 : 3);
+        QCOMPARE(frameShown(again->grab().toImage()), rewritten ? 2 : 0);
+        QVERIFY(BannerFrameCache::instance().bytes() > 0);
+        window.reset();
+        QCOMPARE(BannerFrameCache::instance().bytes(), 0);
     }
 
     // A minimised window keeps its children visible; the frames must stop all the same.
