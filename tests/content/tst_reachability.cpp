@@ -12,6 +12,7 @@
 #include <velmora/Notifications.h>
 
 #include <QDir>
+#include <QMap>
 #include <QProcess>
 
 using namespace velmora;
@@ -32,9 +33,9 @@ bool ip(const QString &arguments)
 }
 
 // Voluntary sleeps so far of each of this process's threads named `name`.
-QList<long long> voluntarySwitches(const QByteArray &name)
+QMap<QString, long long> voluntarySwitches(const QByteArray &name)
 {
-    QList<long long> counts;
+    QMap<QString, long long> counts;
     const QDir tasks(QStringLiteral("/proc/self/task"));
     for (const QString &tid : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
         QFile comm(tasks.filePath(tid + QStringLiteral("/comm")));
@@ -43,7 +44,7 @@ QList<long long> voluntarySwitches(const QByteArray &name)
             continue;
         for (const QByteArray &line : status.readAll().split('\n')) {
             if (line.startsWith("voluntary_ctxt_switches:"))
-                counts.append(line.mid(line.indexOf(':') + 1).trimmed().toLongLong());
+                counts.insert(tid, line.mid(line.indexOf(':') + 1).trimmed().toLongLong());
         }
     }
     return counts;
@@ -99,16 +100,17 @@ int namespaceScenario(int family)
     QTest::qWait(300);
     // Nothing changes in this namespace: the watching threads must sleep through it.
     const QByteArray watcher("velmora-reachab");
-    const QList<long long> before = voluntarySwitches(watcher);
+    const QMap<QString, long long> before = voluntarySwitches(watcher);
     QTest::qWait(1000);
-    const QList<long long> after = voluntarySwitches(watcher);
+    const QMap<QString, long long> after = voluntarySwitches(watcher);
     if (before.isEmpty() && !VELMORA_PORTABLE) {
         printf("FAIL: no watching thread\n");
         return 1;
     }
-    for (qsizetype i = 0; i < std::min(before.size(), after.size()); ++i) {
-        if (after[i] - before[i] > 1) {
-            printf("FAIL: a watching thread woke %lld times in a second of no change\n", after[i] - before[i]);
+    for (auto thread = before.cbegin(); thread != before.cend(); ++thread) {
+        const long long woke = after.value(thread.key(), thread.value()) - thread.value();
+        if (woke > 1) {
+            printf("FAIL: a watching thread woke %lld times in a second of no change\n", woke);
             return 1;
         }
     }
