@@ -2,6 +2,7 @@
 #include <velmora/Velmora.h>
 
 #include "ChildProcesses.h"
+#include "ChildRun.h"
 #include "HostCanvas.h"
 #include "SoundStreams.h"
 
@@ -13,7 +14,6 @@
 #include <QDesktopServices>
 #include <QDir>
 #include <QMainWindow>
-#include <QProcess>
 #include <QScopeGuard>
 #include <QTemporaryDir>
 #include <QThread>
@@ -37,16 +37,10 @@ void captureLog(QtMsgType, const QMessageLogContext &context, const QString &mes
 // Runs this executable again in one of its child modes and returns what it printed.
 QString runChild(const QString &mode, const QString &home = QString())
 {
-    QProcess child;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert(QStringLiteral("VELMORA_FACADE_CHILD"), mode);
+    QList<std::pair<QString, QString>> variables { { "VELMORA_FACADE_CHILD", mode } };
     if (!home.isEmpty())
-        env.insert(QStringLiteral("VELMORA_FACADE_HOME"), home);
-    child.setProcessEnvironment(env);
-    child.start(QCoreApplication::applicationFilePath(), {});
-    if (!child.waitForFinished(60000))
-        return QStringLiteral("timeout");
-    return QString::fromUtf8(child.readAllStandardOutput()).trimmed();
+        variables.append({ "VELMORA_FACADE_HOME", home });
+    return QString::fromUtf8(velmora::test::runChild(variables).out).trimmed();
 }
 
 // One value of every property-list type, written by one process and read by another.
