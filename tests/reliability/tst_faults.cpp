@@ -40,7 +40,6 @@ using velmora::test::TestEnvironment;
 
 namespace {
 
-constexpr const char *testName = "tst_faults";
 constexpr qint64 MiB = 1024 * 1024;
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr double maxRssMb = 1024; // the sanitizers' shadow memory and quarantine
@@ -651,16 +650,6 @@ private Q_SLOTS:
     }
 };
 
-int main(int argc, char **argv)
-{
-    TestEnvironment::prepare(testName);
-    if (qEnvironmentVariableIsSet("VELMORA_FAULT_CHILD")) {
-        QCoreApplication app(argc, argv);
-        return childMain();
-    }
-    QApplication app(argc, argv);
-    FaultsTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+VELMORA_TEST_MAIN_WITH_CHILD(FaultsTest, "VELMORA_FAULT_CHILD", childMain())
 
 #include "tst_faults.moc"

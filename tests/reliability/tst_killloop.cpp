@@ -36,7 +36,6 @@ using velmora::test::TestEnvironment;
 
 namespace {
 
-constexpr const char *testName = "tst_killloop";
 const QString stackKey = QStringLiteral("eventStackData");
 const QString mediaName = QStringLiteral("blob.bin");
 
@@ -350,16 +349,6 @@ private Q_SLOTS:
     }
 };
 
-int main(int argc, char **argv)
-{
-    TestEnvironment::prepare(testName);
-    if (qEnvironmentVariableIsSet("VELMORA_KILL_WRITER")) {
-        QCoreApplication app(argc, argv);
-        return writerMain();
-    }
-    QApplication app(argc, argv);
-    KillLoopTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+VELMORA_TEST_MAIN_WITH_CHILD(KillLoopTest, "VELMORA_KILL_WRITER", writerMain())
 
 #include "tst_killloop.moc"
