@@ -609,8 +609,9 @@ private Q_SLOTS:
         const QString bannerPath = field("bannerPath").toString();
         outcome = child.ok() && !report.isEmpty()
             ? QStringLiteral("table=%1 answered=%2 banner=%3 video=%4 stall=%5ms@%6s (machine %7) rss=%8MB outside=%9")
-                  .arg(field("table").toString(), field("answered").toBool() ? "yes" : "no", shown(gotBanner.left(24)),
-                       shown(gotVideo))
+                  .arg(field("table").toString(),
+                       field("answered").toBool() ? QStringLiteral("yes") : QStringLiteral("no"),
+                       shown(gotBanner.left(24)), shown(gotVideo))
                   .arg(stall, 0, 'f', 1)
                   .arg(field("stallAtS").toDouble(), 0, 'f', 1)
                   .arg(field("machineStallMs").toDouble(), 0, 'f', 1)
