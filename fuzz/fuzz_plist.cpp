@@ -16,17 +16,12 @@ namespace {
 int walk(const QVariant &value)
 {
     switch (value.typeId()) {
-    case QMetaType::QVariantMap: {
-        int deepest = 0;
-        const QVariantMap map = value.toMap();
-        for (const QVariant &child : map)
-            deepest = std::max(deepest, walk(child));
-        return deepest + 1;
-    }
+    case QMetaType::QVariantMap:
     case QMetaType::QVariantList: {
         int deepest = 0;
-        const QVariantList list = value.toList();
-        for (const QVariant &child : list)
+        const QVariantList children
+            = value.typeId() == QMetaType::QVariantMap ? value.toMap().values() : value.toList();
+        for (const QVariant &child : children)
             deepest = std::max(deepest, walk(child));
         return deepest + 1;
     }

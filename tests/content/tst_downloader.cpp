@@ -3,6 +3,7 @@
 #include "TestEnvironment.h"
 
 #include "AdServerProcess.h"
+#include "ChildRun.h"
 #include "content/AdsCacheInfoStorage.h"
 #include "content/AdsDownloader.h"
 #include "content/AdsMacHelper.h"
@@ -531,17 +532,14 @@ private Q_SLOTS:
             { QStringLiteral("/api/v1/banners"), QJsonObject { { QStringLiteral("body"), replyBody } } } }));
         const qsizetype before = m_server.requests(QStringLiteral("POST"), QStringLiteral("/api/v1/banners")).size();
 
-        QProcess child;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("VELMORA_DOWNLOADER_SCENARIO"), scenario);
-        env.insert(QStringLiteral("VELMORA_TEST_HOST"), m_dir.filePath(QStringLiteral("host")));
+        QList<std::pair<QString, QString>> variables { { "VELMORA_DOWNLOADER_SCENARIO", scenario },
+                                                       { "VELMORA_TEST_HOST", m_dir.filePath("host") } };
         if (QFile::exists(m_dir.filePath(QStringLiteral("ca.pem"))))
-            env.insert(QStringLiteral("VELMORA_TEST_CA"), m_dir.filePath(QStringLiteral("ca.pem")));
-        child.setProcessEnvironment(env);
-        child.start(QCoreApplication::applicationFilePath(), {});
-        QVERIFY(child.waitForFinished(60000));
+            variables.append({ "VELMORA_TEST_CA", m_dir.filePath("ca.pem") });
+        const test::ChildResult child = test::runChild(variables);
         QVERIFY(m_server.resetFaults());
-        QCOMPARE(QString::fromUtf8(child.readAllStandardOutput()).trimmed(), report);
+        QVERIFY2(child.ok(), child.err.constData());
+        QCOMPARE(QString::fromUtf8(child.out).trimmed(), report);
         QCOMPARE(m_server.requests(QStringLiteral("POST"), QStringLiteral("/api/v1/banners")).size(), before + 1);
     }
 };

@@ -1,12 +1,12 @@
 #include "TestEnvironment.h"
 
 #include "AdServerProcess.h"
+#include "ChildRun.h"
 #include "content/AdsEventLogger.h"
 
 #include <velmora/Support.h>
 
 #include <QJsonObject>
-#include <QProcess>
 #include <QTemporaryDir>
 
 using namespace velmora;
@@ -55,13 +55,8 @@ private Q_SLOTS:
         VLMSetObjForKey(QByteArray(), stackKey);
         logger->addEventURL(QUrl());
         QTRY_COMPARE(storedQueue(), QList<QUrl> { closedPort });
-        QProcess child;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("VELMORA_PRINT_QUEUE"), QStringLiteral("1"));
-        child.setProcessEnvironment(env);
-        child.start(QCoreApplication::applicationFilePath(), {});
-        QVERIFY(child.waitForFinished(30000));
-        QCOMPARE(QString::fromUtf8(child.readAllStandardOutput()).trimmed(), closedPort.toString());
+        const test::ChildResult child = test::runChild({ { "VELMORA_PRINT_QUEUE", "1" } });
+        QCOMPARE(QString::fromUtf8(child.out).trimmed(), closedPort.toString());
     }
 
     void successDrainsTheQueue()

@@ -40,7 +40,6 @@ using velmora::test::TestEnvironment;
 
 namespace {
 
-constexpr const char *testName = "tst_faults";
 constexpr qint64 MiB = 1024 * 1024;
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr double maxRssMb = 1024; // the sanitizers' shadow memory and quarantine
@@ -353,12 +352,9 @@ QStringList changedOutside(const Snapshot &before, const Snapshot &after, const 
     return changed;
 }
 
-struct Row {
-    QString name;
-    QString outcome;
-    bool pass = false;
-};
-QList<Row> rows;
+// The report's rows: the case, what it ended with, and whether it passed.
+QList<std::tuple<QString, QString, bool>> rows;
+QString outcome;
 double longestStall = 0;
 QString longestStallCase;
 
@@ -433,6 +429,12 @@ private Q_SLOTS:
         QVERIFY(m_cache.startsWith(TestEnvironment::root()));
         if (const int limit = qEnvironmentVariableIntValue("VELMORA_STALL_LIMIT_MS"); limit > 0)
             m_stallLimitMs = limit;
+    }
+
+    void init() { outcome = QStringLiteral("set-up failed"); }
+    void cleanup()
+    {
+        rows.append({ QString::fromLatin1(QTest::currentDataTag()), outcome, !QTest::currentTestFailed() });
     }
 
     void matrix_data()
@@ -584,12 +586,10 @@ private Q_SLOTS:
         }
 
         const Snapshot before = snapshot(TestEnvironment::root());
-        QProcessEnvironment env;
-        env.insert(QStringLiteral("VELMORA_FAULT_CHILD"), QStringLiteral("1"));
-        env.insert(QStringLiteral("VELMORA_AD_SERVER_URL"), base);
-        env.insert(QStringLiteral("VELMORA_FAULT_ANSWER_MS"),
-                   answered ? QStringLiteral("30000") : QStringLiteral("3000"));
-        const test::ChildResult child = test::runChild({}, env, 90000);
+        const test::ChildResult child = test::runChild({ { "VELMORA_FAULT_CHILD", "1" },
+                                                         { "VELMORA_AD_SERVER_URL", base },
+                                                         { "VELMORA_FAULT_ANSWER_MS", answered ? "30000" : "3000" } },
+                                                       90000);
         const Snapshot after = snapshot(TestEnvironment::root());
 
         QJsonObject report;
@@ -597,32 +597,27 @@ private Q_SLOTS:
             if (line.startsWith("REPORT "))
                 report = QJsonDocument::fromJson(line.mid(7)).object();
         }
+        const auto field = [&report](const char *key) { return report.value(QLatin1String(key)); };
+        const auto shown = [](const QString &name) { return name.isEmpty() ? QStringLiteral("-") : printable(name); };
         const QStringList outside = changedOutside(before, after, m_cache);
-        const double stall = report.value(QStringLiteral("stallMs")).toDouble();
-        const QString gotBanner = report.value(QStringLiteral("banner")).toString();
-        const QString gotVideo = report.value(QStringLiteral("video")).toString();
-        const QString gotTable = report.value(QStringLiteral("table")).toString();
-        const bool gotAnswered = report.value(QStringLiteral("answered")).toBool();
-        const QString bannerPath = report.value(QStringLiteral("bannerPath")).toString();
-        const QString outcome = child.finished && child.exitCode == 0 && !report.isEmpty()
-            ? QStringLiteral("table=%1 answered=%2 banner=%3 video=%4 stall=%5ms@%8s (machine %9) rss=%6MB outside=%7")
-                  .arg(gotTable, gotAnswered ? QStringLiteral("yes") : QStringLiteral("no"),
-                       gotBanner.isEmpty() ? QStringLiteral("-") : printable(gotBanner.left(24)),
-                       gotVideo.isEmpty() ? QStringLiteral("-") : printable(gotVideo))
-                  .arg(stall, 0, 'f', 1)
-                  .arg(report.value(QStringLiteral("maxRssKb")).toDouble() / 1024, 0, 'f', 0)
-                  .arg(outside.size())
-                  .arg(report.value(QStringLiteral("stallAtS")).toDouble(), 0, 'f', 1)
-                  .arg(report.value(QStringLiteral("machineStallMs")).toDouble(), 0, 'f', 1)
-            : QStringLiteral("child died: crashed=%1 exit=%2").arg(child.crashed).arg(child.exitCode);
+        const double stall = field("stallMs").toDouble();
         // Without the body caps a 100 MB body costs several times its size; with them the
         // process stays well below this even when it reads ahead before abandoning.
-        const double rssMb = report.value(QStringLiteral("maxRssKb")).toDouble() / 1024;
-        const bool pass = rssMb < maxRssMb && child.finished && child.exitCode == 0 && !report.isEmpty()
-            && outside.isEmpty() && stall < m_stallLimitMs && gotTable == table && gotBanner == banner
-            && gotVideo == video && gotAnswered == answered
-            && (bannerPath.isEmpty() || QFileInfo(bannerPath).absolutePath() == m_cache);
-        rows.append({ QString::fromLatin1(QTest::currentDataTag()), outcome, pass });
+        const double rssMb = field("maxRssKb").toDouble() / 1024;
+        const QString gotBanner = field("banner").toString();
+        const QString gotVideo = field("video").toString();
+        const QString bannerPath = field("bannerPath").toString();
+        outcome = child.ok() && !report.isEmpty()
+            ? QStringLiteral("table=%1 answered=%2 banner=%3 video=%4 stall=%5ms@%6s (machine %7) rss=%8MB outside=%9")
+                  .arg(field("table").toString(),
+                       field("answered").toBool() ? QStringLiteral("yes") : QStringLiteral("no"),
+                       shown(gotBanner.left(24)), shown(gotVideo))
+                  .arg(stall, 0, 'f', 1)
+                  .arg(field("stallAtS").toDouble(), 0, 'f', 1)
+                  .arg(field("machineStallMs").toDouble(), 0, 'f', 1)
+                  .arg(rssMb, 0, 'f', 0)
+                  .arg(outside.size())
+            : QStringLiteral("child died: crashed=%1 exit=%2").arg(child.crashed).arg(child.exitCode);
         if (stall > longestStall) {
             longestStall = stall;
             longestStallCase = QString::fromLatin1(QTest::currentDataTag());
@@ -630,13 +625,13 @@ private Q_SLOTS:
         if (raw && server == QLatin1String("raw-stream"))
             qInfo("raw server sent %lld MiB before the client gave up", raw->sent() / MiB);
 
-        QVERIFY2(child.finished && child.exitCode == 0, child.err.right(4000).constData());
+        QVERIFY2(child.ok(), child.err.right(4000).constData());
         QVERIFY2(!report.isEmpty(), child.out.constData());
         QVERIFY2(outside.isEmpty(), qPrintable(outside.join(QLatin1Char('\n'))));
         QVERIFY2(stall < m_stallLimitMs, qPrintable(QStringLiteral("event loop stalled %1 ms").arg(stall)));
         QVERIFY2(rssMb < maxRssMb, qPrintable(QStringLiteral("peak memory %1 MB").arg(rssMb)));
-        QCOMPARE(gotAnswered, answered);
-        QCOMPARE(gotTable, table);
+        QCOMPARE(field("answered").toBool(), answered);
+        QCOMPARE(field("table").toString(), table);
         QCOMPARE(gotBanner, banner);
         QCOMPARE(gotVideo, video);
         if (!bannerPath.isEmpty())
@@ -648,25 +643,14 @@ private Q_SLOTS:
     void cleanupTestCase()
     {
         std::printf("\n%-40s | %-92s | %s\n", "case", "outcome", "result");
-        for (const Row &row : rows)
-            std::printf("%-40s | %-92s | %s\n", qPrintable(row.name.left(40)), qPrintable(row.outcome),
-                        row.pass ? "pass" : "FAIL");
+        for (const auto &[name, ended, pass] : rows)
+            std::printf("%-40s | %-92s | %s\n", qPrintable(name.left(40)), qPrintable(ended), pass ? "pass" : "FAIL");
         std::printf("longest stall: %.1f ms (%s); limit %d ms\n\n", longestStall, qPrintable(longestStallCase),
                     m_stallLimitMs);
         std::fflush(stdout);
     }
 };
 
-int main(int argc, char **argv)
-{
-    TestEnvironment::prepare(testName);
-    if (qEnvironmentVariableIsSet("VELMORA_FAULT_CHILD")) {
-        QCoreApplication app(argc, argv);
-        return childMain();
-    }
-    QApplication app(argc, argv);
-    FaultsTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+VELMORA_TEST_MAIN_WITH_CHILD(FaultsTest, "VELMORA_FAULT_CHILD", childMain())
 
 #include "tst_faults.moc"

@@ -2,6 +2,7 @@
 // many threads at once, ads reset and windows registered again, hundreds of shows and closes,
 // and quitting in the middle of the video. Real widgets offscreen, a real clip, virtual time.
 
+#include "ChildRun.h"
 #include "ManyThreads.h"
 #include "TestEnvironment.h"
 #include "splash/VideoFrameView.h"
@@ -12,7 +13,6 @@
 
 #include <QMainWindow>
 #include <QPointer>
-#include <QProcess>
 
 #include <malloc.h>
 
@@ -298,15 +298,8 @@ private Q_SLOTS:
     void quitInTheMiddleOfTheVideo()
     {
         QFETCH(QString, how);
-        QProcess child;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("VELMORA_MISUSE_CHILD"), how);
-        child.setProcessEnvironment(env);
-        child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        child.start(QCoreApplication::applicationFilePath(), {});
-        QVERIFY(child.waitForFinished(60000));
-        QCOMPARE(child.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(child.exitCode(), 0);
+        const test::ChildResult child = test::runChild({ { "VELMORA_MISUSE_CHILD", how } });
+        QVERIFY2(child.ok(), child.err.right(4000).constData());
     }
 };
 

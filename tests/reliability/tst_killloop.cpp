@@ -12,6 +12,7 @@
 #include "TestEnvironment.h"
 
 #include "AdServerProcess.h"
+#include "ChildRun.h"
 #include "content/AdsCacheInfoStorage.h"
 #include "content/AdsDownloader.h"
 #include "content/AdsEventLogger.h"
@@ -35,7 +36,6 @@ using velmora::test::TestEnvironment;
 
 namespace {
 
-constexpr const char *testName = "tst_killloop";
 const QString stackKey = QStringLiteral("eventStackData");
 const QString mediaName = QStringLiteral("blob.bin");
 
@@ -139,6 +139,29 @@ struct State {
     qint64 events = -1;
 };
 
+// What a writer printed: where it started, what it found there, the last generation done.
+struct WriterReport {
+    bool started = false;
+    qint64 start = -1;
+    qint64 acked = -1;
+    QByteArray found; // "loaded clean", "unloadable clean", "loaded <leftovers>", ...
+};
+
+WriterReport readReport(const QByteArray &output)
+{
+    WriterReport report;
+    for (const QByteArray &line : output.split('\n')) {
+        if (line.startsWith("START ")) {
+            report.started = true;
+            report.start = report.acked = line.split(' ').value(1).toLongLong();
+            report.found = line.mid(line.indexOf(' ', 6) + 1);
+        } else if (line.startsWith("GEN ")) {
+            report.acked = line.mid(4).toLongLong();
+        }
+    }
+    return report;
+}
+
 } // namespace
 
 class KillLoopTest : public QObject {
@@ -150,14 +173,11 @@ private:
     QByteArray m_media;
     QString m_cache;
 
-    QProcessEnvironment writerEnvironment(int generations) const
+    QList<std::pair<QString, QString>> writerVariables(int generations) const
     {
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(QStringLiteral("VELMORA_KILL_WRITER"), QStringLiteral("1"));
-        env.insert(QStringLiteral("VELMORA_KILL_MEDIA_URL"),
-                   m_server.url(QStringLiteral("/media/") + mediaName).toString());
-        env.insert(QStringLiteral("VELMORA_KILL_GENERATIONS"), QString::number(generations));
-        return env;
+        return { { "VELMORA_KILL_WRITER", "1" },
+                 { "VELMORA_KILL_MEDIA_URL", m_server.url("/media/" + mediaName).toString() },
+                 { "VELMORA_KILL_GENERATIONS", QString::number(generations) } };
     }
 
     // Problems with the files, given what the writer reported.
@@ -266,7 +286,10 @@ private Q_SLOTS:
         QStringList findings;
         while (kills < maxKills && clock.elapsed() < qint64(budgetSeconds) * 1000) {
             QProcess writer;
-            writer.setProcessEnvironment(writerEnvironment(0));
+            QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+            for (const auto &[name, value] : writerVariables(0))
+                env.insert(name, value);
+            writer.setProcessEnvironment(env);
             writer.start(QCoreApplication::applicationFilePath());
             QVERIFY(writer.waitForStarted(10000));
             // Anywhere from start-up to well into the write loop.
@@ -280,29 +303,17 @@ private Q_SLOTS:
                 findings << QStringLiteral("writer ended by itself: %1")
                                 .arg(QString::fromLocal8Bit(writer.readAllStandardError().right(2000)));
             }
-            bool started = false;
-            qint64 start = -1;
-            qint64 acked = -1;
-            for (const QByteArray &line : writer.readAllStandardOutput().split('\n')) {
-                if (line.startsWith("START ")) {
-                    started = true;
-                    const QList<QByteArray> fields = line.split(' ');
-                    start = fields.value(1).toLongLong();
-                    acked = start;
-                    if (fields.value(2) == "unloadable")
-                        ++unloadable;
-                    if (fields.value(3) != "clean")
-                        findings << QStringLiteral("a start kept unfinished writes: %1")
-                                        .arg(QString::fromLocal8Bit(fields.value(3)));
-                } else if (line.startsWith("GEN ")) {
-                    acked = line.mid(4).toLongLong();
-                }
-            }
-            if (started)
-                generations += acked - start;
+            const WriterReport report = readReport(writer.readAllStandardOutput());
+            if (report.found.startsWith("unloadable"))
+                ++unloadable;
+            if (report.started && !report.found.endsWith(" clean"))
+                findings
+                    << QStringLiteral("a start kept unfinished writes: %1").arg(QString::fromLocal8Bit(report.found));
+            if (report.started)
+                generations += report.acked - report.start;
             if (!QFile::exists(m_cache + QLatin1Char('/') + mediaName))
                 ++mediaKills;
-            const QStringList problems = check(&state, started, start, acked);
+            const QStringList problems = check(&state, report.started, report.start, report.acked);
             if (!problems.isEmpty()) {
                 ++corrupt;
                 findings << QStringLiteral("after kill %1 (%2 ms): %3")
@@ -313,24 +324,13 @@ private Q_SLOTS:
         }
 
         // The next run starts from what the killed ones left and completes.
-        QProcess last;
-        last.setProcessEnvironment(writerEnvironment(3));
-        last.start(QCoreApplication::applicationFilePath());
-        QVERIFY(last.waitForFinished(60000));
-        const QByteArray output = last.readAllStandardOutput();
-        qint64 lastStart = -1;
-        qint64 lastAcked = -1;
-        for (const QByteArray &line : output.split('\n')) {
-            if (line.startsWith("START "))
-                lastStart = lastAcked = line.split(' ').value(1).toLongLong();
-            else if (line.startsWith("GEN "))
-                lastAcked = line.mid(4).toLongLong();
-        }
-        const QStringList lastProblems = check(&state, lastStart >= 0, lastStart, lastAcked);
+        const test::ChildResult last = test::runChild(writerVariables(3));
+        const WriterReport lastReport = readReport(last.out);
+        const QStringList lastProblems = check(&state, lastReport.started, lastReport.start, lastReport.acked);
         findings << lastProblems;
-        const bool cleanStart = last.exitStatus() == QProcess::NormalExit && last.exitCode() == 0
-            && output.contains("loaded clean") && lastAcked == lastStart + 3 && lastProblems.isEmpty()
-            && state.saved == lastAcked && state.events == lastAcked;
+        const bool cleanStart = last.ok() && lastReport.found == "loaded clean"
+            && lastReport.acked == lastReport.start + 3 && lastProblems.isEmpty() && state.saved == lastReport.acked
+            && state.events == lastReport.acked;
 
         std::printf("\nkill loop: %d kills in %.1f s, %lld generations written, %d kills left no media file, "
                     "%d corrupt states, %d unloadable starts, last run %s\n",
@@ -345,20 +345,10 @@ private Q_SLOTS:
         QCOMPARE(corrupt, 0);
         QCOMPARE(unloadable, 0);
         QVERIFY2(findings.filter(QStringLiteral("unfinished writes")).isEmpty(), "a start kept unfinished writes");
-        QVERIFY2(cleanStart, output.constData());
+        QVERIFY2(cleanStart, last.out.constData());
     }
 };
 
-int main(int argc, char **argv)
-{
-    TestEnvironment::prepare(testName);
-    if (qEnvironmentVariableIsSet("VELMORA_KILL_WRITER")) {
-        QCoreApplication app(argc, argv);
-        return writerMain();
-    }
-    QApplication app(argc, argv);
-    KillLoopTest test;
-    return QTest::qExec(&test, argc, argv);
-}
+VELMORA_TEST_MAIN_WITH_CHILD(KillLoopTest, "VELMORA_KILL_WRITER", writerMain())
 
 #include "tst_killloop.moc"

@@ -319,64 +319,46 @@ private Q_SLOTS:
             return list;
         };
 
-        QTest::newRow("attached: root hidden")
-            << QStringList {} << QStringList {} << false << without(start, { "root" });
-        QTest::newRow("start") << QStringList { "start" } << QStringList {} << false << start;
-        QTest::newRow("start, hiddenIcon")
-            << QStringList { "start" } << QStringList { "hiddenIcon" } << false << without(start, { "iconImageView" });
-        QTest::newRow("start, hiddenIconBeforeVideo")
-            << QStringList { "start" } << QStringList { "hiddenIconBeforeVideo" } << false
-            << without(start, { "iconImageView" });
-        QTest::newRow("start ignores after-video flags")
-            << QStringList { "start" }
-            << QStringList { "hiddenIconAfterVideo", "hiddenBackgroundImageAfterVideo", "hiddenButtonAfterVideo" }
-            << false << start;
-        QTest::newRow("start, hiddenBackgroundImage")
-            << QStringList { "start" } << QStringList { "hiddenBackgroundImage" } << false
-            << without(start, { "bgImage" });
-        QTest::newRow("start, hiddenBackgroundImageBeforeVideo")
-            << QStringList { "start" } << QStringList { "hiddenBackgroundImageBeforeVideo" } << false
-            << without(start, { "bgImage" });
-        QTest::newRow("start, hiddenButtonBeforeVideo")
-            << QStringList { "start" } << QStringList { "hiddenButtonBeforeVideo" } << false
-            << without(start, { "removeAdsButton" });
-        QTest::newRow("withouSplash: only the colour")
-            << QStringList { "startWithoutSplash" } << QStringList {} << false << QStringList { "root", "urlButton" };
-        QTest::newRow("video") << QStringList { "start", "video" } << allFlags << false << video;
-        QTest::newRow("video without splash")
-            << QStringList { "startWithoutSplash", "video" } << QStringList {} << false << video;
-        QTest::newRow("close button during the video")
-            << QStringList { "start", "video", "end" } << QStringList {} << false
-            << without(video, { "timeVideoLabel", "videoProgressView" }) + QStringList { "closeButton" };
-        QTest::newRow("end after the video ended")
-            << QStringList { "start", "video", "ended", "end" } << QStringList {} << false << end;
-        QTest::newRow("end without a video") << QStringList { "start", "end" } << QStringList {} << false << end;
-        QTest::newRow("end ignores before-video flags")
-            << QStringList { "start", "end" }
-            << QStringList { "hiddenIconBeforeVideo", "hiddenBackgroundImageBeforeVideo", "hiddenButtonBeforeVideo" }
-            << false << end;
-        QTest::newRow("end, hiddenIcon") << QStringList { "start", "end" } << QStringList { "hiddenIcon" } << false
-                                         << without(end, { "iconImageView" });
-        QTest::newRow("end, hiddenIconAfterVideo")
-            << QStringList { "start", "end" } << QStringList { "hiddenIconAfterVideo" } << false
-            << without(end, { "iconImageView" });
-        QTest::newRow("end, hiddenBackgroundImageAfterVideo")
-            << QStringList { "start", "end" } << QStringList { "hiddenBackgroundImageAfterVideo" } << false
-            << without(end, { "bgImage" });
-        QTest::newRow("end, hiddenButtonAfterVideo")
-            << QStringList { "start", "end" } << QStringList { "hiddenButtonAfterVideo" } << false
-            << without(end, { "removeAdsButton" });
+        // Steps and flags as words.
+        const auto row = [](const char *name, const char *steps, const QStringList &flags, bool interstitial,
+                            const QStringList &shown) {
+            QTest::newRow(name) << QString::fromLatin1(steps).split(' ', Qt::SkipEmptyParts) << flags << interstitial
+                                << shown;
+        };
+        row("attached: root hidden", "", {}, false, without(start, { "root" }));
+        row("start", "start", {}, false, start);
+        row("start, hiddenIcon", "start", { "hiddenIcon" }, false, without(start, { "iconImageView" }));
+        row("start, hiddenIconBeforeVideo", "start", { "hiddenIconBeforeVideo" }, false,
+            without(start, { "iconImageView" }));
+        row("start ignores after-video flags", "start",
+            { "hiddenIconAfterVideo", "hiddenBackgroundImageAfterVideo", "hiddenButtonAfterVideo" }, false, start);
+        row("start, hiddenBackgroundImage", "start", { "hiddenBackgroundImage" }, false, without(start, { "bgImage" }));
+        row("start, hiddenBackgroundImageBeforeVideo", "start", { "hiddenBackgroundImageBeforeVideo" }, false,
+            without(start, { "bgImage" }));
+        row("start, hiddenButtonBeforeVideo", "start", { "hiddenButtonBeforeVideo" }, false,
+            without(start, { "removeAdsButton" }));
+        row("withouSplash: only the colour", "startWithoutSplash", {}, false, { "root", "urlButton" });
+        row("video", "start video", allFlags, false, video);
+        row("video without splash", "startWithoutSplash video", {}, false, video);
+        row("close button during the video", "start video end", {}, false,
+            without(video, { "timeVideoLabel", "videoProgressView" }) + QStringList { "closeButton" });
+        row("end after the video ended", "start video ended end", {}, false, end);
+        row("end without a video", "start end", {}, false, end);
+        row("end ignores before-video flags", "start end",
+            { "hiddenIconBeforeVideo", "hiddenBackgroundImageBeforeVideo", "hiddenButtonBeforeVideo" }, false, end);
+        row("end, hiddenIcon", "start end", { "hiddenIcon" }, false, without(end, { "iconImageView" }));
+        row("end, hiddenIconAfterVideo", "start end", { "hiddenIconAfterVideo" }, false,
+            without(end, { "iconImageView" }));
+        row("end, hiddenBackgroundImageAfterVideo", "start end", { "hiddenBackgroundImageAfterVideo" }, false,
+            without(end, { "bgImage" }));
+        row("end, hiddenButtonAfterVideo", "start end", { "hiddenButtonAfterVideo" }, false,
+            without(end, { "removeAdsButton" }));
         const QStringList interstitialEnd = { "root", "closeButton", "interstitialImage", "urlButton" };
-        QTest::newRow("end with interstitial")
-            << QStringList { "start", "video", "ended", "end" } << QStringList {} << true << interstitialEnd;
-        QTest::newRow("end with interstitial, whatever the flags")
-            << QStringList { "start", "end" } << allFlags << true << interstitialEnd;
-        QTest::newRow("end after withouSplash")
-            << QStringList { "startWithoutSplash", "end" } << QStringList {} << false << end;
-        QTest::newRow("hidden") << QStringList { "start", "end", "hide" } << QStringList {} << false
-                                << without(end, { "root" });
-        QTest::newRow("start again after the end")
-            << QStringList { "start", "end", "hide", "start" } << QStringList {} << true << start;
+        row("end with interstitial", "start video ended end", {}, true, interstitialEnd);
+        row("end with interstitial, whatever the flags", "start end", allFlags, true, interstitialEnd);
+        row("end after withouSplash", "startWithoutSplash end", {}, false, end);
+        row("hidden", "start end hide", {}, false, without(end, { "root" }));
+        row("start again after the end", "start end hide start", {}, true, start);
     }
 
     void viewStates()

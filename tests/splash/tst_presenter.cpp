@@ -1,15 +1,232 @@
 #include "TestEnvironment.h"
-#include "tst_presenter_fixture.h"
 
+#include "content/AdsDownloader.h"
+#include "splash/SplashScreenController.h"
+#include "splash/SplashScreenControllerProtocolInput.h"
+#include "splash/SplashScreenControllerProtocolOutput.h"
+#include "support/ManualClock.h"
+#include "support/Switches.h"
+
+#include <velmora/NotificationCenter.h>
 #include <velmora/Notifications.h>
+#include <velmora/SplashScreenPresenter.h>
 #include <velmora/Timer.h>
 
+#include <QAbstractButton>
 #include <QDesktopServices>
+#include <QPointer>
+
+#include <memory>
+#include <vector>
 
 using namespace velmora;
-using namespace velmora::test;
 
 namespace {
+
+// Stands in for a window's splash screen: writes every call the presenter makes into its
+// own list and into a journal shared with the test (which also logs notifications), so
+// the order across windows and notifications can be checked.
+class RecordingController final : public SplashScreenControllerProtocolInput {
+public:
+    RecordingController(QWidget *window, QString name, QStringList *journal)
+        : m_window(window)
+        , m_name(std::move(name))
+        , m_journal(journal)
+    {
+    }
+
+    QStringList calls;
+    SplashScreenControllerProtocolOutput *output = nullptr;
+    QString lastTimerText() const { return m_timerText; }
+    QString lastVideoTimerText() const { return m_videoTimerText; }
+    unsigned int backgroundImageScaling = 99;
+
+    QWidget *window() const override { return m_window; }
+    void setOutput(SplashScreenControllerProtocolOutput *o) override { output = o; }
+    void showStartScreen() override { record(QStringLiteral("showStartScreen")); }
+    void showStartVideoWithoutStartScreen() override { record(QStringLiteral("showStartVideoWithoutStartScreen")); }
+    void showVideo() override { record(QStringLiteral("showVideo")); }
+    void showEndScreen() override { record(QStringLiteral("showEndScreen")); }
+    void hide() override { record(QStringLiteral("hide")); }
+    void removeFromWindow() override { record(QStringLiteral("removeFromWindow")); }
+    void pauseShowVideo() override { record(QStringLiteral("pauseShowVideo")); }
+    void continueShowVideo() override { record(QStringLiteral("continueShowVideo")); }
+    void pauseShow() override { record(QStringLiteral("pauseShow")); }
+    void continueShow() override { record(QStringLiteral("continueShow")); }
+    void setVideoUrl(const QUrl &url) override
+    {
+        m_videoUrl = url;
+        record(QStringLiteral("setVideoUrl ") + url.toString());
+    }
+    QUrl videoUrl() const override { return m_videoUrl; }
+    void setInterstitialUrl(const QUrl &url) override
+    {
+        m_interstitialUrl = url;
+        record(QStringLiteral("setInterstitialUrl ") + url.toString());
+    }
+    QUrl interstitialUrl() const override { return m_interstitialUrl; }
+    void setMuted(bool muted) override
+    {
+        m_muted = muted;
+        record(QStringLiteral("setMuted %1").arg(muted));
+    }
+    bool isMuted() const override { return m_muted; }
+    void setFocus(bool focus) override { m_focus = focus; }
+    bool isFocus() const override { return m_focus; }
+    // Texts change every second; kept apart from the journal so it stays readable.
+    void setTimerText(const QString &text) override { m_timerText = text, timerTexts << text; }
+    void setVideoTimerText(const QString &text) override { m_videoTimerText = text, videoTimerTexts << text; }
+    void startTimerViewFromSec(int from, int end) override
+    {
+        record(QStringLiteral("startTimerViewFromSec %1 %2").arg(from).arg(end));
+    }
+    void startVideoTimerViewFromSec(int from, int end) override
+    {
+        record(QStringLiteral("startVideoTimerViewFromSec %1 %2").arg(from).arg(end));
+    }
+    // What else of the appearance arrives is checked on real controllers through the facade.
+    void setTopInset(double) override { }
+    void setBackgroundColor(const QColor &) override { }
+    void setBackgroundImage(const QImage &) override { }
+    void setBackgroundImageScaling(unsigned int scaling) override { backgroundImageScaling = scaling; }
+    void setIcon(const QImage &) override { }
+    void setTextColor(const QColor &) override { }
+    void setTimerTextColor(const QColor &) override { }
+    void setTimerBackgroundColor(const QColor &) override { }
+    void setTimerBorderColor(const QColor &) override { }
+    void setTimerProgressColor(const QColor &) override { }
+    void setTimerBorderWidth(double) override { }
+    void setTimerProgressWidth(double) override { }
+    void setHiddenIcon(bool) override { }
+    void setHiddenIconBeforeVideo(bool) override { }
+    void setHiddenIconAfterVideo(bool) override { }
+    void setHiddenBackgroundImage(bool) override { }
+    void setHiddenBackgroundImageBeforeVideo(bool) override { }
+    void setHiddenBackgroundImageAfterVideo(bool) override { }
+    void setHiddenButtonBeforeVideo(bool) override { }
+    void setHiddenButtonAfterVideo(bool) override { }
+
+    QStringList timerTexts;
+    QStringList videoTimerTexts;
+
+private:
+    void record(const QString &call)
+    {
+        calls << call;
+        if (m_journal)
+            *m_journal << m_name + QLatin1Char(':') + call;
+    }
+
+    QPointer<QWidget> m_window;
+    QString m_name;
+    QStringList *m_journal;
+    QUrl m_videoUrl;
+    QUrl m_interstitialUrl;
+    QString m_timerText;
+    QString m_videoTimerText;
+    bool m_muted = false;
+    bool m_focus = false;
+};
+
+// One presenter per test on virtual time, with recording controllers on real (offscreen)
+// top-level windows, and every notification written into the same journal.
+class PresenterFixture {
+public:
+    void setUp()
+    {
+        clock = std::make_unique<ManualClock>();
+        Clock::install(clock.get());
+        Switches::setADSRemoved(false);
+        Switches::setARCToWindows(false);
+        AdsDownloader *downloader = AdsDownloader::sharedInstance();
+        downloader->setVideoURL(QUrl());
+        downloader->setLinkVideoURL(QUrl());
+        downloader->setInterstitialVideoURL(QUrl());
+        downloader->setVideoInfo({});
+        presenter = std::make_unique<SplashScreenPresenter>([this](QWidget *window, bool) {
+            auto controller = std::make_unique<RecordingController>(
+                window, QStringLiteral("c%1").arg(controllers.size()), &journal);
+            controllers << controller.get();
+            return controller;
+        });
+        notifications = QObject::connect(NotificationCenter::defaultCenter(), &NotificationCenter::notificationPosted,
+                                         [this](const QString &name, const QVariant &object) {
+                                             journal << QStringLiteral("post:") + name;
+                                             postedObjects << object;
+                                         });
+    }
+
+    void tearDown()
+    {
+        QObject::disconnect(notifications);
+        presenter.reset();
+        windows.clear();
+        controllers.clear();
+        journal.clear();
+        postedObjects.clear();
+        Switches::setADSRemoved(false);
+        Switches::setARCToWindows(false);
+        Clock::install(nullptr);
+        clock.reset();
+    }
+
+    // A top-level window; a shown one is made active by the offscreen platform as soon as
+    // the loop turns, so that turn is taken here rather than later by surprise.
+    QWidget *newWindow(bool shown = true)
+    {
+        windows.push_back(std::make_unique<QWidget>());
+        QWidget *window = windows.back().get();
+        window->resize(320, 240);
+        if (shown) {
+            window->show();
+            turnMainLoop();
+        }
+        return window;
+    }
+
+    static void activate(QWidget *window)
+    {
+        window->activateWindow();
+        QApplication::setActiveWindow(window);
+    }
+
+    // Registers a new window, shown and made key first when `key`.
+    RecordingController *addWindow(bool key = true)
+    {
+        QWidget *window = newWindow(key);
+        if (key)
+            activate(window);
+        if (!presenter->addSplashScreenForWindow(window, false))
+            return nullptr;
+        return controllers.last();
+    }
+
+    // Notification names posted so far, in order.
+    QStringList posts() const
+    {
+        QStringList names;
+        for (const QString &entry : journal) {
+            if (entry.startsWith(QLatin1String("post:")))
+                names << entry.mid(5);
+        }
+        return names;
+    }
+
+    // Runs the main loop's pending turns (deferred focus steps, deferred deletions).
+    static void turnMainLoop()
+    {
+        for (int i = 0; i < 3; ++i)
+            QCoreApplication::processEvents();
+    }
+
+    std::unique_ptr<ManualClock> clock;
+    std::unique_ptr<SplashScreenPresenter> presenter;
+    std::vector<std::unique_ptr<QWidget>> windows;
+    QList<RecordingController *> controllers;
+    QStringList journal;
+    QVariantList postedObjects;
+    QMetaObject::Connection notifications;
+};
 
 using P = SplashScreenPresenter;
 
@@ -446,7 +663,100 @@ private Q_SLOTS:
         QCOMPARE(f.postedObjects.last(), QVariant(expected));
     }
 
+    // Focus, closing and destruction on real offscreen windows.
+    void keyWindowMovingBetweenRegisteredWindowsDoesNotPause_data()
+    {
+        QTest::addColumn<bool>("resignFirst");
+        QTest::newRow("Qt's order: the new window activates first") << false;
+        QTest::newRow("resign first, become key in the same turn") << true;
+    }
+
+    void keyWindowMovingBetweenRegisteredWindowsDoesNotPause()
+    {
+        QFETCH(bool, resignFirst);
+        QWidget *a = f.newWindow();
+        QWidget *b = f.newWindow();
+        makeKey(a);
+        QVERIFY(f.presenter->addSplashScreenForWindow(a, false));
+        QVERIFY(f.presenter->addSplashScreenForWindow(b, false));
+        QVERIFY(f.presenter->isFocus());
+        QCOMPARE(f.presenter->activeSplashScreenController(), f.controllers[0]);
+        f.presenter->needForceShowSplashScreens();
+        f.clock->advance(1.5);
+
+        if (resignFirst) {
+            QApplication::setActiveWindow(nullptr);
+            QVERIFY(!f.presenter->isFocus());
+        }
+        makeKey(b);
+        QVERIFY(f.presenter->isFocus());
+        QVERIFY(!f.presenter->needsResumeSplashScreen());
+        QCOMPARE(f.presenter->activeSplashScreenController(), f.controllers[1]);
+        QVERIFY(!f.controllers[0]->calls.contains(QStringLiteral("pauseShowVideo")));
+        f.clock->advance(1.0);
+        QCOMPARE(f.presenter->passedTime(), qint64(2));
+    }
+
+    void unregisteredWindowPausesAndComingBackResumes()
+    {
+        QWidget *registered = f.newWindow();
+        QWidget *other = f.newWindow();
+        makeKey(registered);
+        QVERIFY(f.presenter->addSplashScreenForWindow(registered, false));
+        f.presenter->needForceShowSplashScreens();
+        f.clock->advance(2.4);
+
+        makeKey(other);
+        QVERIFY(!f.presenter->isFocus());
+        QVERIFY(f.presenter->needsResumeSplashScreen());
+        QVERIFY(!f.presenter->activeSplashScreenController());
+        QCOMPARE(f.controllers[0]->calls.last(), QStringLiteral("pauseShowVideo"));
+        f.clock->advance(100);
+        QCOMPARE(f.presenter->passedTime(), qint64(2));
+        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateStart));
+
+        // The resume is the presenter's own, whose timing the presenter test pins down.
+        makeKey(registered);
+        QVERIFY(f.presenter->isFocus());
+        QVERIFY(!f.presenter->needsResumeSplashScreen());
+        f.clock->advance(0.61);
+        QCOMPARE(f.presenter->passedTime(), qint64(3));
+    }
+
+    // Without a factory the presenter makes the framework's own splash screens and is
+    // their output: their buttons reach it.
+    void defaultControllersAreTheFrameworksSplashScreens()
+    {
+        SplashScreenPresenter presenter;
+        QWidget *a = f.newWindow();
+        QWidget *b = f.newWindow();
+        makeKey(a);
+        QVERIFY(presenter.addSplashScreenForWindow(a, false));
+        QVERIFY(presenter.addSplashScreenForWindow(b, true));
+        auto *first = dynamic_cast<SplashScreenController *>(presenter.SSControllers().value(0));
+        auto *second = dynamic_cast<SplashScreenController *>(presenter.SSControllers().value(1));
+        QVERIFY(first && second);
+        QCOMPARE(first->window(), a);
+
+        presenter.needForceShowSplashScreens();
+        QVERIFY(presenter.isShow());
+        second->soundButton()->click();
+        QCOMPARE(first->isMuted(), second->soundButton()->isChecked());
+        QCOMPARE(presenter.isMuted(), second->soundButton()->isChecked());
+        first->closeButton()->click();
+        QVERIFY(!presenter.isShow());
+        QCOMPARE(presenter.stateSplashScreen(), qint64(P::SplashScreenStateClosed));
+    }
+
 private:
+    // Makes `window` key the way a click would, then lets the deferred focus steps run.
+    void makeKey(QWidget *window)
+    {
+        PresenterFixture::activate(window);
+        PresenterFixture::turnMainLoop();
+        QCOMPARE(QApplication::activeWindow(), window);
+    }
+
     PresenterFixture f;
     QList<QUrl> m_opened;
 };

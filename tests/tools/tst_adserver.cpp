@@ -91,7 +91,32 @@ class TestAdServer : public QObject {
     Q_OBJECT
 
 private:
-    Fetched fetch(const QUrl &url, const QByteArray &method = "GET", const QByteArray &body = {});
+    Fetched fetch(const QUrl &url, const QByteArray &method = "GET", const QByteArray &body = {})
+    {
+        QNetworkRequest request(url);
+        if (method == "POST") {
+            // Exactly what the framework sets; Qt would otherwise invent a form content type.
+            request.setHeader(QNetworkRequest::ContentLengthHeader, body.size());
+            request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/octet-stream"));
+        }
+        Fetched result;
+        QNetworkReply *reply = m_manager.sendCustomRequest(request, method, body);
+        QEventLoop loop;
+        connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+        QTimer::singleShot(20000, &loop, &QEventLoop::quit);
+        loop.exec();
+        if (!reply->isFinished()) {
+            reply->abort();
+            result.error = QNetworkReply::TimeoutError;
+        } else {
+            result.error = reply->error();
+        }
+        result.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+        result.body = reply->readAll();
+        result.contentType = reply->header(QNetworkRequest::ContentTypeHeader).toByteArray();
+        delete reply;
+        return result;
+    }
 
     QNetworkAccessManager m_manager;
     AdServerProcess m_server;
@@ -99,247 +124,139 @@ private:
     QHash<QString, QByteArray> m_media;
 
 private slots:
-    void initTestCase();
-    void init();
-
-    void bannersAnswerTheManifestAndLogTheRequest_data();
-    void bannersAnswerTheManifestAndLogTheRequest();
-    void mediaServedWithTypeAndExactBytes_data();
-    void mediaServedWithTypeAndExactBytes();
-    void nothingOutsideTheRootIsServed_data();
-    void nothingOutsideTheRootIsServed();
-    void malformedRequestsGet4xxAndServerSurvives_data();
-    void malformedRequestsGet4xxAndServerSurvives();
-    void keepAliveAndPipelining();
-    void controlResetAndInvalidTable();
-    void faultsFileAppliesFromStart();
-};
-
-Fetched TestAdServer::fetch(const QUrl &url, const QByteArray &method, const QByteArray &body)
-{
-    QNetworkRequest request(url);
-    if (method == "POST") {
-        // Exactly what the framework sets; Qt would otherwise invent a form content type.
-        request.setHeader(QNetworkRequest::ContentLengthHeader, body.size());
-        request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/octet-stream"));
+    void initTestCase()
+    {
+        m_root = TestEnvironment::root() + QStringLiteral("/ads");
+        writeFile(m_root + QStringLiteral("/manifest.json"), kManifest);
+        const QStringList names { QStringLiteral("/media/a.gif"), QStringLiteral("/media/v.mp4"),
+                                  QStringLiteral("/media/sub dir/c.gif") };
+        for (int i = 0; i < names.size(); ++i) {
+            m_media.insert(names[i], bytesOf(1000 + 517 * i, i));
+            writeFile(m_root + names[i], m_media.value(names[i]));
+        }
+        writeFile(TestEnvironment::root() + QStringLiteral("/outside.txt"), "SECRET");
+        QVERIFY(QFile::link(TestEnvironment::root() + QStringLiteral("/outside.txt"),
+                            m_root + QStringLiteral("/escape.txt")));
+        QVERIFY(QFile::link(m_root + QStringLiteral("/media/a.gif"), m_root + QStringLiteral("/inside.gif")));
+        QVERIFY2(m_server.start(m_root), qPrintable(m_server.errorString()));
     }
-    Fetched result;
-    QNetworkReply *reply = m_manager.sendCustomRequest(request, method, body);
-    QEventLoop loop;
-    connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
-    QTimer::singleShot(20000, &loop, &QEventLoop::quit);
-    loop.exec();
-    if (!reply->isFinished()) {
-        reply->abort();
-        result.error = QNetworkReply::TimeoutError;
-    } else {
-        result.error = reply->error();
+
+    void init()
+    {
+        if (m_server.isRunning())
+            QVERIFY2(m_server.resetFaults(), qPrintable(m_server.errorString()));
     }
-    result.status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
-    result.body = reply->readAll();
-    result.contentType = reply->header(QNetworkRequest::ContentTypeHeader).toByteArray();
-    delete reply;
-    return result;
-}
 
-void TestAdServer::initTestCase()
-{
-    m_root = TestEnvironment::root() + QStringLiteral("/ads");
-    writeFile(m_root + QStringLiteral("/manifest.json"), kManifest);
-    const QStringList names { QStringLiteral("/media/a.gif"), QStringLiteral("/media/v.mp4"),
-                              QStringLiteral("/media/sub dir/c.gif") };
-    for (int i = 0; i < names.size(); ++i) {
-        m_media.insert(names[i], bytesOf(1000 + 517 * i, i));
-        writeFile(m_root + names[i], m_media.value(names[i]));
+    // Files of the root come whole, with the type their name says; nothing outside it comes.
+    void servesOnlyWhatLiesInTheRoot_data()
+    {
+        QTest::addColumn<QByteArray>("target");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("file"); // for 200: the file served
+        QTest::addColumn<QByteArray>("contentType");
+        const QString gif = QStringLiteral("/media/a.gif");
+        QTest::newRow("gif") << QByteArray("/media/a.gif") << 200 << gif << QByteArray("image/gif");
+        QTest::newRow("mp4") << QByteArray("/media/v.mp4") << 200 << "/media/v.mp4" << QByteArray("video/mp4");
+        QTest::newRow("escaped space") << QByteArray("/media/sub%20dir/c.gif") << 200 << "/media/sub dir/c.gif"
+                                       << QByteArray("image/gif");
+        QTest::newRow("symlink inside") << QByteArray("/inside.gif") << 200 << gif << QByteArray("image/gif");
+        // Raw targets: QUrl would normalise most of these before they left the client.
+        for (const char *outside :
+             { "/../outside.txt", "/media/../../outside.txt", "/%2e%2e/outside.txt", "/media/..%2F..%2Foutside.txt",
+               "/%2E%2E%2Foutside.txt", "/media%5c..%5c..%5coutside.txt", "/media/a.gif%00.txt", "/escape.txt",
+               "/media", "//etc/passwd" })
+            QTest::newRow(outside) << QByteArray(outside) << 404 << QString() << QByteArray();
     }
-    writeFile(TestEnvironment::root() + QStringLiteral("/outside.txt"), "SECRET");
-    QVERIFY(
-        QFile::link(TestEnvironment::root() + QStringLiteral("/outside.txt"), m_root + QStringLiteral("/escape.txt")));
-    QVERIFY(QFile::link(m_root + QStringLiteral("/media/a.gif"), m_root + QStringLiteral("/inside.gif")));
-    QVERIFY2(m_server.start(m_root), qPrintable(m_server.errorString()));
-}
 
-void TestAdServer::init()
-{
-    if (m_server.isRunning())
-        QVERIFY2(m_server.resetFaults(), qPrintable(m_server.errorString()));
-}
+    void servesOnlyWhatLiesInTheRoot()
+    {
+        QFETCH(QByteArray, target);
+        QFETCH(int, status);
+        QFETCH(QString, file);
+        QFETCH(QByteArray, contentType);
+        const QByteArray response
+            = rawExchange(m_server.port(), "GET " + target + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n");
+        QCOMPARE(statusOf(response), status);
+        QVERIFY(!response.contains("SECRET"));
+        QVERIFY(!response.contains("root:"));
+        if (status == 200) {
+            QVERIFY(response.left(response.indexOf("\r\n\r\n")).contains("\r\nContent-Type: " + contentType + "\r\n"));
+            QCOMPARE(bodyOf(response), m_media.value(file));
+        }
+    }
 
-void TestAdServer::bannersAnswerTheManifestAndLogTheRequest_data()
-{
-    QTest::addColumn<QByteArray>("body");
-    QTest::newRow("framework request") << kFrameworkRequest;
-    QTest::newRow("raw quote and non-ASCII") << QByteArray(R"({"inner_id" : "a"b\xff\x00z"})", 22);
-    QTest::newRow("empty") << QByteArray();
-}
-
-void TestAdServer::bannersAnswerTheManifestAndLogTheRequest()
-{
-    QFETCH(QByteArray, body);
-    const Fetched reply = fetch(m_server.url(QStringLiteral("/api/v1/banners")), "POST", body);
-    QCOMPARE(reply.error, QNetworkReply::NoError);
-    QCOMPARE(reply.status, 200);
-    QCOMPARE(reply.body, kManifest);
-    QCOMPARE(reply.contentType, QByteArray("application/json"));
-
-    const QJsonObject line = m_server.logLines().last();
-    QCOMPARE(line.value("method").toString(), QStringLiteral("POST"));
-    QCOMPARE(line.value("path").toString(), QStringLiteral("/api/v1/banners"));
-    QCOMPARE(QByteArray::fromBase64(line.value("bodyBase64").toString().toLatin1()), body);
-    const QJsonObject headers = line.value("headers").toObject();
-    QCOMPARE(headers.value("content-length").toString(), QString::number(body.size()));
-    QCOMPARE(headers.value("content-type").toString(), QStringLiteral("application/octet-stream"));
-}
-
-void TestAdServer::mediaServedWithTypeAndExactBytes_data()
-{
-    QTest::addColumn<QString>("urlPath"); // the file is the path decoded
-    QTest::addColumn<QByteArray>("contentType");
-    QTest::addColumn<QByteArray>("fault"); // for the path; empty: none
-    QTest::newRow("gif") << "/media/a.gif" << QByteArray("image/gif") << QByteArray();
-    QTest::newRow("mp4") << "/media/v.mp4" << QByteArray("video/mp4") << QByteArray();
-    QTest::newRow("escaped space") << "/media/sub%20dir/c.gif" << QByteArray("image/gif") << QByteArray();
-    QTest::newRow("type from the fault table, same bytes")
-        << "/media/a.gif" << QByteArray("text/plain") << QByteArray(R"({"contentType":"text/plain"})");
-}
-
-void TestAdServer::mediaServedWithTypeAndExactBytes()
-{
-    QFETCH(QString, urlPath);
-    QFETCH(QByteArray, contentType);
-    QFETCH(QByteArray, fault);
-    if (!fault.isEmpty())
-        QVERIFY(m_server.setFaults({ { urlPath, QJsonDocument::fromJson(fault).object() } }));
-    const Fetched reply = fetch(QUrl(m_server.baseUrl().toString() + urlPath, QUrl::StrictMode));
-    QCOMPARE(reply.status, 200);
-    QCOMPARE(reply.contentType, contentType);
-    QCOMPARE(reply.body, m_media.value(QUrl::fromPercentEncoding(urlPath.toUtf8())));
-}
-
-void TestAdServer::nothingOutsideTheRootIsServed_data()
-{
-    QTest::addColumn<QByteArray>("target");
-    QTest::addColumn<int>("status");
-    // Raw targets: QUrl would normalise most of these before they left the client.
-    QTest::newRow("control: plain file") << QByteArray("/media/a.gif") << 200;
-    QTest::newRow("control: symlink inside") << QByteArray("/inside.gif") << 200;
-    QTest::newRow("dot-dot") << QByteArray("/../outside.txt") << 404;
-    QTest::newRow("dot-dot deeper") << QByteArray("/media/../../outside.txt") << 404;
-    QTest::newRow("encoded dots") << QByteArray("/%2e%2e/outside.txt") << 404;
-    QTest::newRow("encoded slash") << QByteArray("/media/..%2F..%2Foutside.txt") << 404;
-    QTest::newRow("all encoded") << QByteArray("/%2E%2E%2Foutside.txt") << 404;
-    QTest::newRow("backslashes") << QByteArray("/media%5c..%5c..%5coutside.txt") << 404;
-    QTest::newRow("NUL") << QByteArray("/media/a.gif%00.txt") << 404;
-    QTest::newRow("symlink out") << QByteArray("/escape.txt") << 404;
-    QTest::newRow("folder") << QByteArray("/media") << 404;
-    QTest::newRow("absolute in path") << QByteArray("//etc/passwd") << 404;
-}
-
-void TestAdServer::nothingOutsideTheRootIsServed()
-{
-    QFETCH(QByteArray, target);
-    QFETCH(int, status);
-    const QByteArray response
-        = rawExchange(m_server.port(), "GET " + target + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n");
-    QCOMPARE(statusOf(response), status);
-    QVERIFY(!response.contains("SECRET"));
-    QVERIFY(!response.contains("root:"));
-    if (status == 200)
-        QCOMPARE(bodyOf(response), m_media.value(QStringLiteral("/media/a.gif")));
-}
-
-void TestAdServer::malformedRequestsGet4xxAndServerSurvives_data()
-{
-    QTest::addColumn<QByteArray>("request");
-    QTest::addColumn<int>("status");
-    QTest::newRow("garbage") << QByteArray("GARBAGE\r\n\r\n") << 400;
-    QTest::newRow("no version") << QByteArray("GET /media/a.gif\r\n\r\n") << 400;
-    QTest::newRow("unknown version") << QByteArray("GET / HTTP/2.0\r\n\r\n") << 505;
-    QTest::newRow("absolute form") << QByteArray("GET http://x/media/a.gif HTTP/1.1\r\n\r\n") << 400;
-    QTest::newRow("header without colon") << QByteArray("GET / HTTP/1.1\r\nHost x\r\n\r\n") << 400;
-    QTest::newRow("space before colon") << QByteArray("GET / HTTP/1.1\r\nHost : x\r\n\r\n") << 400;
-    QTest::newRow("folded header") << QByteArray("GET / HTTP/1.1\r\nA: b\r\n c\r\n\r\n") << 400;
-    QTest::newRow("bad length") << QByteArray("POST /api/v1/banners HTTP/1.1\r\nContent-Length: 1x\r\n\r\n") << 400;
-    QTest::newRow("negative length") << QByteArray("POST /api/v1/banners HTTP/1.1\r\nContent-Length: -1\r\n\r\n")
+    void malformedRequestsGet4xxAndServerSurvives_data()
+    {
+        QTest::addColumn<QByteArray>("request");
+        QTest::addColumn<int>("status");
+        QTest::newRow("garbage") << QByteArray("GARBAGE\r\n\r\n") << 400;
+        QTest::newRow("no version") << QByteArray("GET /media/a.gif\r\n\r\n") << 400;
+        QTest::newRow("unknown version") << QByteArray("GET / HTTP/2.0\r\n\r\n") << 505;
+        QTest::newRow("absolute form") << QByteArray("GET http://x/media/a.gif HTTP/1.1\r\n\r\n") << 400;
+        QTest::newRow("header without colon") << QByteArray("GET / HTTP/1.1\r\nHost x\r\n\r\n") << 400;
+        QTest::newRow("space before colon") << QByteArray("GET / HTTP/1.1\r\nHost : x\r\n\r\n") << 400;
+        QTest::newRow("folded header") << QByteArray("GET / HTTP/1.1\r\nA: b\r\n c\r\n\r\n") << 400;
+        QTest::newRow("bad length") << QByteArray("POST /api/v1/banners HTTP/1.1\r\nContent-Length: 1x\r\n\r\n") << 400;
+        QTest::newRow("negative length") << QByteArray("POST /api/v1/banners HTTP/1.1\r\nContent-Length: -1\r\n\r\n")
+                                         << 400;
+        QTest::newRow("two lengths") << QByteArray(
+            "POST /api/v1/banners HTTP/1.1\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\nab")
                                      << 400;
-    QTest::newRow("two lengths") << QByteArray(
-        "POST /api/v1/banners HTTP/1.1\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\nab")
-                                 << 400;
-    QTest::newRow("chunked") << QByteArray("POST /x HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n") << 501;
-    QTest::newRow("huge head") << "GET / HTTP/1.1\r\nX: " + QByteArray(70000, 'a') + "\r\n\r\n" << 431;
-}
+        QTest::newRow("chunked") << QByteArray("POST /x HTTP/1.1\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n")
+                                 << 501;
+        QTest::newRow("huge head") << "GET / HTTP/1.1\r\nX: " + QByteArray(70000, 'a') + "\r\n\r\n" << 431;
+    }
 
-void TestAdServer::malformedRequestsGet4xxAndServerSurvives()
-{
-    QFETCH(QByteArray, request);
-    QFETCH(int, status);
-    bool closed = false;
-    const QByteArray response = rawExchange(m_server.port(), request, &closed);
-    QCOMPARE(statusOf(response), status);
-    QVERIFY2(closed, "the server must close a connection it cannot parse");
-    QVERIFY(m_server.isRunning());
-    QCOMPARE(fetch(m_server.url(QStringLiteral("/media/a.gif"))).status, 200);
-}
+    void malformedRequestsGet4xxAndServerSurvives()
+    {
+        QFETCH(QByteArray, request);
+        QFETCH(int, status);
+        bool closed = false;
+        const QByteArray response = rawExchange(m_server.port(), request, &closed);
+        QCOMPARE(statusOf(response), status);
+        QVERIFY2(closed, "the server must close a connection it cannot parse");
+        QVERIFY(m_server.isRunning());
+        QCOMPARE(fetch(m_server.url(QStringLiteral("/media/a.gif"))).status, 200);
+    }
 
-void TestAdServer::keepAliveAndPipelining()
-{
-    // Three requests in one write: answered in order on one connection, then closed.
-    bool closed = false;
-    const QByteArray response = rawExchange(m_server.port(),
-                                            "GET /media/a.gif HTTP/1.1\r\nHost: x\r\n\r\n"
-                                            "POST /api/v1/banners HTTP/1.1\r\nContent-Length: 3\r\n\r\nabc"
-                                            "GET /missing HTTP/1.1\r\nConnection: close\r\n\r\n",
-                                            &closed);
-    QVERIFY(closed);
-    const QByteArray gif = m_media.value(QStringLiteral("/media/a.gif"));
-    const qsizetype first = response.indexOf("HTTP/1.1 200");
-    const qsizetype second = response.indexOf("HTTP/1.1 200", first + 1);
-    const qsizetype third = response.indexOf("HTTP/1.1 404", second + 1);
-    QVERIFY(first == 0 && second > first && third > second);
-    QVERIFY(response.mid(first, second - first).endsWith(gif));
-    QVERIFY(response.mid(second, third - second).endsWith(kManifest));
-    QCOMPARE(m_server.logLines().last().value("path").toString(), QStringLiteral("/missing"));
+    void keepAliveAndPipelining()
+    {
+        // Three requests in one write: answered in order on one connection, then closed.
+        bool closed = false;
+        const QByteArray response = rawExchange(m_server.port(),
+                                                "GET /media/a.gif HTTP/1.1\r\nHost: x\r\n\r\n"
+                                                "POST /api/v1/banners HTTP/1.1\r\nContent-Length: 3\r\n\r\nabc"
+                                                "GET /missing HTTP/1.1\r\nConnection: close\r\n\r\n",
+                                                &closed);
+        QVERIFY(closed);
+        const QByteArray gif = m_media.value(QStringLiteral("/media/a.gif"));
+        const qsizetype first = response.indexOf("HTTP/1.1 200");
+        const qsizetype second = response.indexOf("HTTP/1.1 200", first + 1);
+        const qsizetype third = response.indexOf("HTTP/1.1 404", second + 1);
+        QVERIFY(first == 0 && second > first && third > second);
+        QVERIFY(response.mid(first, second - first).endsWith(gif));
+        QVERIFY(response.mid(second, third - second).endsWith(kManifest));
+        QCOMPARE(m_server.logLines().last().value("path").toString(), QStringLiteral("/missing"));
 
-    // HTTP/1.0 without keep-alive gets its answer and a close.
-    const QByteArray old = rawExchange(m_server.port(), "GET /media/a.gif HTTP/1.0\r\n\r\n", &closed);
-    QVERIFY(closed);
-    QCOMPARE(bodyOf(old), gif);
-}
+        // HTTP/1.0 without keep-alive gets its answer and a close.
+        const QByteArray old = rawExchange(m_server.port(), "GET /media/a.gif HTTP/1.0\r\n\r\n", &closed);
+        QVERIFY(closed);
+        QCOMPARE(bodyOf(old), gif);
+    }
 
-void TestAdServer::controlResetAndInvalidTable()
-{
-    const QUrl gif = m_server.url(QStringLiteral("/media/a.gif"));
-    QVERIFY(m_server.setFaults({ { "/media/a.gif", QJsonObject { { "status", 500 } } } }));
-    const Fetched failed = fetch(gif);
-    QCOMPARE(failed.status, 500);
-    // A status without a body of its own comes with an error page that names it.
-    QVERIFY(failed.body.startsWith("<!DOCTYPE html>") && failed.body.contains("500"));
-    QCOMPARE(failed.contentType, QByteArray("text/html; charset=utf-8"));
-    // With a body of its own, the status comes with that body instead.
-    QVERIFY(m_server.setFaults({ { "/media/a.gif", QJsonObject { { "status", 503 }, { "body", "busy" } } } }));
-    const Fetched busy = fetch(gif);
-    QCOMPARE(busy.status, 503);
-    QCOMPARE(busy.body, QByteArray("busy"));
-    // A table that does not parse is refused and the old one stays.
-    const Fetched refused = fetch(m_server.url(QStringLiteral("/__control/faults")), "POST", "[1,2]");
-    QCOMPARE(refused.status, 400);
-    QCOMPARE(fetch(gif).status, 503);
-    QVERIFY(m_server.resetFaults());
-    QCOMPARE(fetch(gif).status, 200);
-}
-
-void TestAdServer::faultsFileAppliesFromStart()
-{
-    const QString faults = TestEnvironment::root() + QStringLiteral("/faults.json");
-    writeFile(faults, R"({"/api/v1/banners": {"status": 502}})");
-    AdServerProcess second;
-    AdServerProcess::Options options;
-    options.faultsFile = faults;
-    QVERIFY2(second.start(m_root, options), qPrintable(second.errorString()));
-    QVERIFY(second.port() != m_server.port());
-    QCOMPARE(fetch(second.url(QStringLiteral("/api/v1/banners")), "POST").status, 502);
-    QCOMPARE(fetch(m_server.url(QStringLiteral("/api/v1/banners")), "POST").status, 200);
-}
+    void faultsFileAppliesFromStart()
+    {
+        const QString faults = TestEnvironment::root() + QStringLiteral("/faults.json");
+        writeFile(faults, R"({"/api/v1/banners": {"status": 502}})");
+        AdServerProcess second;
+        AdServerProcess::Options options;
+        options.faultsFile = faults;
+        QVERIFY2(second.start(m_root, options), qPrintable(second.errorString()));
+        QVERIFY(second.port() != m_server.port());
+        QCOMPARE(fetch(second.url(QStringLiteral("/api/v1/banners")), "POST").status, 502);
+        QCOMPARE(fetch(m_server.url(QStringLiteral("/api/v1/banners")), "POST").status, 200);
+    }
+};
 
 VELMORA_TEST_MAIN(TestAdServer)
 
