@@ -63,6 +63,7 @@ void BannerImageView::setSource(const QString &path)
     if (path.isEmpty()) {
         ++m_generation;
         m_decoder.reset();
+        m_candidate.reset();
         m_imageSize = QSize();
         m_shown = {};
         m_current = -1;
