@@ -17,7 +17,10 @@
 #endif
 #if defined(Q_OS_LINUX)
 #include <sched.h>
+#include <sys/resource.h>
 #endif
+
+#include <algorithm>
 
 namespace velmora {
 
@@ -41,17 +44,23 @@ void releaseFrame(void *info)
 }
 
 // The helper's threads (demuxer, decoders, sound) keep off the core the host's main thread
-// runs on, when there are others: a frame being decoded then never takes the host's core in
-// the middle of a paint. Set from here right after the start, before the helper has made
-// its first thread, so that every thread inherits it; set in the child before exec, it
-// would make the host wait until the other core had time for the child.
-void keepOffHostCore(qint64 helper)
+// runs on, when there are others, and run at a lower priority: a frame being decoded then
+// never takes the host's core in the middle of a paint, nor keeps a main thread that moved to
+// the helper's core waiting for the end of a time slice. Set from here right after the
+// start, before the helper has made its first thread, so that every thread inherits it; set
+// in the child before exec, it would make the host wait until the other core had time for
+// the child.
+void keepOutOfHostsWay(qint64 helper)
 {
 #if defined(Q_OS_LINUX)
+    if (helper <= 0)
+        return;
+    // Relative to the host's own: a host that runs niced keeps the helper below it.
+    setpriority(PRIO_PROCESS, id_t(helper), std::min(getpriority(PRIO_PROCESS, 0) + MediaProcess::kHelperNiceness, 19));
     cpu_set_t cpus;
     CPU_ZERO(&cpus);
     const int hostCpu = sched_getcpu();
-    if (helper <= 0 || hostCpu < 0 || hostCpu >= CPU_SETSIZE || sched_getaffinity(0, sizeof cpus, &cpus) != 0
+    if (hostCpu < 0 || hostCpu >= CPU_SETSIZE || sched_getaffinity(0, sizeof cpus, &cpus) != 0
         || !CPU_ISSET(hostCpu, &cpus) || CPU_COUNT(&cpus) < 2)
         return;
     CPU_CLR(hostCpu, &cpus);
@@ -122,7 +131,7 @@ MediaProcess::MediaProcess(const QStringList &readableFolders, QObject *parent)
         fail(status == QProcess::CrashExit ? QStringLiteral("crashed") : QStringLiteral("ended with %1").arg(code));
     });
     m_process->start(program, readableFolders);
-    keepOffHostCore(m_process->processId());
+    keepOutOfHostsWay(m_process->processId());
 }
 
 MediaProcess::~MediaProcess()

@@ -16,6 +16,7 @@
 
 #include <linux/landlock.h>
 #include <sched.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -121,7 +122,7 @@ private Q_SLOTS:
             return false;
         };
         QTRY_VERIFY_WITH_TIMEOUT(holdsAhead(), 15000);
-        // Every one of its threads leaves a core to the host's main thread.
+        // Every one of its threads leaves a core to the host's main thread and yields to it.
         cpu_set_t hostCpus;
         QCOMPARE(sched_getaffinity(0, sizeof hostCpus, &hostCpus), 0);
         const QString tasks = QStringLiteral("/proc/%1/task").arg(playback.process()->processId());
@@ -132,6 +133,8 @@ private Q_SLOTS:
             QCOMPARE(sched_getaffinity(pid_t(thread.toInt()), sizeof helperCpus, &helperCpus), 0);
             if (CPU_COUNT(&hostCpus) >= 2)
                 QCOMPARE(CPU_COUNT(&helperCpus), CPU_COUNT(&hostCpus) - 1);
+            QCOMPARE(getpriority(PRIO_PROCESS, id_t(thread.toInt())),
+                     std::min(getpriority(PRIO_PROCESS, 0) + MediaProcess::kHelperNiceness, 19));
         }
         QTest::qWait(500); // time enough to show or sound, were it playing
         QVERIFY(!view.hasFrame());
