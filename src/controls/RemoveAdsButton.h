@@ -43,6 +43,9 @@ public:
     explicit RemoveAdsButton(const QString &title, QWidget *parent = nullptr);
     ~RemoveAdsButton() override;
 
+    // The font the title is measured in for the button's width (a circle may shrink it to fit).
+    QFont baseTitleFont() const;
+
     bool isGradient() const { return m_isGradient; }
     void setIsGradient(bool on);
     bool isImage() const { return m_isImage; }
@@ -105,7 +108,6 @@ protected:
 
 private:
     void init();
-    QFont baseTitleFont() const;
     QFont titleFont() const;
     QColor titleColor() const;
     QRectF titleRect(const QFont &font) const;

@@ -24,6 +24,7 @@
 
 #include <QApplication>
 #include <QEvent>
+#include <QFontMetricsF>
 #include <QGraphicsOpacityEffect>
 #include <QImageReader>
 #include <QLabel>
@@ -968,8 +969,16 @@ void SplashScreenController::layoutViews()
     if (!m_view->isVisible()) {
         m_layoutPending = true;
         if (!std::exchange(m_layoutQueued, true)) {
-            // The first texts measured load their fonts, a millisecond or so each: the
-            // button's and the labels' each get a turn of their own before the layout.
+            // The first texts measured load their fonts and glyphs, a millisecond or more
+            // each: the button's title and the labels' texts are measured a few letters a
+            // turn, then the button and the labels whole, each in a turn of its own, then the
+            // layout.
+            loadGlyphsInTurns(ui->removeAdsButton->baseTitleFont(), ui->removeAdsButton->text());
+            for (const QLabel *label :
+                 { ui->lablesView->textCommentFieldFirst(), ui->lablesView->textCommentFieldSecond() }) {
+                if (label)
+                    loadGlyphsInTurns(label->font(), label->text());
+            }
             IdleQueue::post(this, [this] { (void)ui->removeAdsButton->sizeHint(); });
             IdleQueue::post(this, [this] {
                 if (m_view)
@@ -984,6 +993,18 @@ void SplashScreenController::layoutViews()
         return;
     }
     layoutNow();
+}
+
+// A font loads each glyph the first time it measures or draws it (tens of microseconds each,
+// with hinting); a few letters a turn keep every turn short.
+void SplashScreenController::loadGlyphsInTurns(const QFont &font, const QString &text)
+{
+    constexpr qsizetype kLettersPerTurn = 4;
+    for (qsizetype at = 0; at < text.size(); at += kLettersPerTurn) {
+        IdleQueue::post(this, [font, letters = text.mid(at, kLettersPerTurn)] {
+            (void)QFontMetricsF(font).horizontalAdvance(letters);
+        });
+    }
 }
 
 void SplashScreenController::layoutNow()

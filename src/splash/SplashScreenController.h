@@ -227,6 +227,7 @@ private:
     void applyFrame();
     void layoutViews();
     void layoutNow();
+    void loadGlyphsInTurns(const QFont &font, const QString &text);
     void layoutImages();
     void applySoundImage();
     void applyIconIfUnset();
