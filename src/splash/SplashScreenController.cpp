@@ -32,6 +32,7 @@
 #include <QOperatingSystemVersion>
 #include <QPointer>
 #include <QPropertyAnimation>
+#include <QSet>
 #include <QThread>
 #include <QThreadPool>
 #include <QTimer>
@@ -999,6 +1000,12 @@ void SplashScreenController::layoutViews()
 // with hinting); a few letters a turn keep every turn short.
 void SplashScreenController::loadGlyphsInTurns(const QFont &font, const QString &text)
 {
+    // Every window's splash screen shows the same texts: their glyphs load once per process.
+    static QSet<QString> loaded;
+    const QString key = font.key() + QLatin1Char('\n') + text;
+    if (text.isEmpty() || loaded.contains(key))
+        return;
+    loaded.insert(key);
     constexpr qsizetype kLettersPerTurn = 4;
     for (qsizetype at = 0; at < text.size(); at += kLettersPerTurn) {
         IdleQueue::post(this, [font, letters = text.mid(at, kLettersPerTurn)] {
