@@ -31,8 +31,10 @@ public:
     QRectF boundingRectFor(const QRectF &rect) const override;
 
     // The blurred shadow of a rounded rectangle of this size, as a picture padded by the
-    // blur radius on every side (for drawing and for tests).
+    // blur radius on every side.
     static QImage shadowImage(const QSize &size, double cornerRadius, double blurRadius, const QColor &color);
+    // The same picture blurred whole, at its full size (the reference for tests).
+    static QImage blurredShadow(const QSize &size, double cornerRadius, double blurRadius, const QColor &color);
 
 protected:
     void draw(QPainter *painter) override;

@@ -2,6 +2,7 @@
 #include "GifWriter.h"
 #include "TestEnvironment.h"
 
+#include "banners/BannerShadowEffect.h"
 #include "content/AdsDownloader.h"
 #include "controls/BannerImageView.h"
 #include "support/ManualClock.h"
@@ -456,6 +457,30 @@ private Q_SLOTS:
         QCOMPARE(changed.count(), 1);
         banner->setHeight(60);
         banner->setBannerHidden(false);
+    }
+
+    // The shadow is blurred small and stretched along its straight sides; it must be the very
+    // picture a blur of the whole would give.
+    void shadowIsTheWholeBlur_data()
+    {
+        QTest::addColumn<QSize>("size");
+        QTest::addColumn<double>("corner");
+        QTest::addColumn<double>("blur");
+        QTest::newRow("728x90") << QSize(728, 90) << 4.0 << 4.0;
+        QTest::newRow("728x90 at 2x") << QSize(1456, 180) << 8.0 << 8.0;
+        QTest::newRow("odd size, fractional radii") << QSize(333, 47) << 2.5 << 5.5;
+        QTest::newRow("too narrow to stretch") << QSize(12, 300) << 4.0 << 4.0;
+        QTest::newRow("too low to stretch") << QSize(300, 9) << 2.0 << 4.0;
+    }
+
+    void shadowIsTheWholeBlur()
+    {
+        QFETCH(QSize, size);
+        QFETCH(double, corner);
+        QFETCH(double, blur);
+        const QColor color(10, 20, 30, 110);
+        const QImage shadow = BannerShadowEffect::shadowImage(size, corner, blur, color);
+        QCOMPARE(shadow, BannerShadowEffect::blurredShadow(size, corner, blur, color));
     }
 
     // Screenshots of a house banner at the bottom of a host window, large and small.
