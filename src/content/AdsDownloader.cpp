@@ -6,6 +6,7 @@
 #include "content/AdsMacHelper.h"
 #include "content/AdsSelection.h"
 #include "content/DownloadDelegate.h"
+#include "content/MediaFetcher.h"
 #include "content/Reachability.h"
 #include "content/ReplyOutcome.h"
 #include "content/SliceSupply.h"
@@ -26,7 +27,6 @@
 #include <QJsonObject>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
-#include <QSaveFile>
 #include <QStandardPaths>
 #include <QThread>
 #include <QThreadPool>
@@ -228,19 +228,6 @@ QByteArray bodyOf(QNetworkReply *reply)
     return slices.size() == 1 ? slices.first() : slices.join();
 }
 
-// Writes a body under its final name, all or nothing, synced to disk.
-bool writeWhole(const QString &path, const QByteArrayList &slices)
-{
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly))
-        return false;
-    for (const QByteArray &slice : slices) {
-        if (file.write(slice) != slice.size())
-            return false;
-    }
-    return file.commit();
-}
-
 // A reply whose body is still being taken off Qt's buffer counts as running.
 bool isRunning(const QPointer<QNetworkReply> &task)
 {
@@ -292,9 +279,9 @@ struct AdsDownloader::Private {
     bool waitingForTable = false;
 
     QPointer<QNetworkReply> JSONTask;
-    QPointer<QNetworkReply> bannerTask;
-    QPointer<QNetworkReply> videoTask;
-    QPointer<QNetworkReply> videoInterstitialTask;
+    bool bannerFetching = false;
+    bool videoFetching = false;
+    int fetchesUnderWay = 0;
 
     QUrl videoURL;
     QUrl bannerURL;
@@ -372,6 +359,11 @@ void AdsDownloader::tellLateDelegate(DownloadDelegate *delegate)
 }
 
 // Network objects live on the main thread; a call from elsewhere is re-posted there.
+bool AdsDownloader::isTransferring() const
+{
+    return isRunning(d->JSONTask) || d->fetchesUnderWay > 0;
+}
+
 bool AdsDownloader::postedToOwnThread(std::function<void()> call)
 {
     if (QThread::currentThread() == thread())
@@ -531,7 +523,7 @@ void AdsDownloader::downloadBannerWithComplitionBlock(Callback callback)
 {
     if (postedToOwnThread([this, callback] { downloadBannerWithComplitionBlock(callback); }))
         return;
-    if (isRunning(d->bannerTask))
+    if (d->bannerFetching)
         return;
     if (!replyJSON()) {
         if (callback)
@@ -549,7 +541,9 @@ void AdsDownloader::downloadBannerWithComplitionBlock(Callback callback)
     }
     const QUrl remote = mediaURL(d->bannerInfo, kBannerImgURL);
     const QPointer<AdsDownloader> self(this);
-    d->bannerTask = downloadDataToCacheDirectoryFromURL(remote, [self, callback](const QUrl &local) {
+    d->bannerFetching = downloadDataToCacheDirectoryFromURL(remote, [self, callback](const QUrl &local) {
+        if (self)
+            self->d->bannerFetching = false;
         if (!self || local.isEmpty())
             return;
         self->d->bannerURL = local;
@@ -564,7 +558,7 @@ void AdsDownloader::downloadVideo()
 {
     if (postedToOwnThread([this] { downloadVideo(); }))
         return;
-    if (isRunning(d->videoTask) || !replyJSON())
+    if (d->videoFetching || !replyJSON())
         return;
     const std::optional<QVariantMap> drawn = getInfoObjectWithConsideringWeightForKey(kMainVideoKey);
     d->videoInfo = drawn.value_or(QVariantMap());
@@ -572,7 +566,9 @@ void AdsDownloader::downloadVideo()
         return;
     const QUrl remote = mediaURL(d->videoInfo, kVideoCapture);
     const QPointer<AdsDownloader> self(this);
-    d->videoTask = downloadDataToCacheDirectoryFromURL(remote, [self](const QUrl &video) {
+    d->videoFetching = downloadDataToCacheDirectoryFromURL(remote, [self](const QUrl &video) {
+        if (self)
+            self->d->videoFetching = false;
         if (self && !video.isEmpty())
             self->downloadVideoStill(video);
     });
@@ -583,7 +579,7 @@ void AdsDownloader::downloadVideoStill(const QUrl &video)
     d->interstitialVideoURL.clear();
     const QUrl remote = mediaURL(d->videoInfo, kVideoImage);
     const QPointer<AdsDownloader> self(this);
-    d->videoInterstitialTask = downloadDataToCacheDirectoryFromURL(remote, [self, video](const QUrl &still) {
+    downloadDataToCacheDirectoryFromURL(remote, [self, video](const QUrl &still) {
         if (!self || still.isEmpty())
             return;
         Private *const p = self->d;
@@ -609,51 +605,32 @@ QUrl AdsDownloader::videoStoreLink(const QString &marketURL)
     return QUrl(link);
 }
 
-QNetworkReply *AdsDownloader::downloadDataToCacheDirectoryFromURL(const QUrl &remote, FileCallback callback)
+bool AdsDownloader::downloadDataToCacheDirectoryFromURL(const QUrl &remote, FileCallback callback)
 {
     if (postedToOwnThread([this, remote, callback] { downloadDataToCacheDirectoryFromURL(remote, callback); }))
-        return nullptr;
+        return true;
     const QString name = safeFileName(remote);
     if (name.isEmpty()) {
         LOG(QStringLiteral("refused media name from %1").arg(remote.toString()));
         if (callback)
             callback(QUrl());
-        return nullptr;
+        return false;
     }
     const QString local = cacheDirectory() + QLatin1Char('/') + name;
     if (QFileInfo(local).isFile()) {
         if (callback)
             callback(QUrl::fromLocalFile(local));
-        return nullptr;
+        return false;
     }
     LOG(QStringLiteral("extension: %1").arg(name));
-    QNetworkRequest request(remote);
-    request.setTransferTimeout(transferTimeoutMs);
-    QNetworkReply *reply = d->network->get(request);
-    capBody(reply, maxMediaBytes);
-    const QPointer<AdsDownloader> self(this);
-    const auto finish = [self, reply, local, callback] {
-        reply->deleteLater();
-        if (!ReplyOutcome::answeredInFull(reply) || overCap(reply)) {
-            if (callback)
-                callback(QUrl());
-            return;
-        }
-        // Only a complete body ever appears under the media's name. Writing and syncing up to
-        // the cap is the framework's worker's job; the main thread only hears how it went.
-        PoolTask::start(QThreadPool::globalInstance(), [self, local, callback, slices = slicesOf(reply)] {
-            const bool written = writeWhole(local, slices);
-            QCoreApplication *app = QCoreApplication::instance();
-            if (!app)
-                return;
-            postCall(app, [self, local, callback, written] {
-                if (self && callback)
-                    callback(written ? QUrl::fromLocalFile(local) : QUrl());
-            });
-        });
-    };
-    connect(reply, &QNetworkReply::finished, this, [reply, finish] { whenBodyTaken(reply, finish); });
-    return reply;
+    // Only a complete body ever appears under the media's name.
+    ++d->fetchesUnderWay;
+    MediaFetcher::fetch(remote, local, maxMediaBytes, transferTimeoutMs, this, [this, local, callback](bool written) {
+        --d->fetchesUnderWay;
+        if (callback)
+            callback(written ? QUrl::fromLocalFile(local) : QUrl());
+    });
+    return true;
 }
 
 // ---- Store lookup --------------------------------------------------------------------------------

@@ -44,7 +44,11 @@ public:
     void downloadBannerWithComplitionBlock(Callback callback);
     void downloadVideo();
     void checkInternetConnection();
-    QNetworkReply *downloadDataToCacheDirectoryFromURL(const QUrl &remote, FileCallback callback);
+    // Whether the ad table or any media is on its way.
+    bool isTransferring() const;
+    // True when the callback runs later (a transfer under way); false when it already ran:
+    // the file was cached, or the name refused.
+    bool downloadDataToCacheDirectoryFromURL(const QUrl &remote, FileCallback callback);
 
     // The ad server conversation.
     QString generateRequestAcs() const;

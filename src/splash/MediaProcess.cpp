@@ -3,6 +3,7 @@
 #include "BuildConfig.h"
 #include "media/FrameRing.h"
 #include "media/MediaProtocol.h"
+#include "support/BackgroundPriority.h"
 
 #include <velmora/Support.h>
 
@@ -17,10 +18,7 @@
 #endif
 #if defined(Q_OS_LINUX)
 #include <sched.h>
-#include <sys/resource.h>
 #endif
-
-#include <algorithm>
 
 namespace velmora {
 
@@ -55,8 +53,7 @@ void keepOutOfHostsWay(qint64 helper)
 #if defined(Q_OS_LINUX)
     if (helper <= 0)
         return;
-    // Relative to the host's own: a host that runs niced keeps the helper below it.
-    setpriority(PRIO_PROCESS, id_t(helper), std::min(getpriority(PRIO_PROCESS, 0) + MediaProcess::kHelperNiceness, 19));
+    BackgroundPriority::apply(helper, BackgroundPriority::niceness());
     cpu_set_t cpus;
     CPU_ZERO(&cpus);
     const int hostCpu = sched_getcpu();

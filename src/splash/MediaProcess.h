@@ -23,10 +23,6 @@ class MediaProcess : public QObject {
     Q_OBJECT
 
 public:
-    // How much nicer than the host the helper runs (Linux): a waking host thread takes the
-    // core at once.
-    static constexpr int kHelperNiceness = 10;
-
     // Starts the helper at once; it may read media beneath `readableFolders` only.
     explicit MediaProcess(const QStringList &readableFolders, QObject *parent = nullptr);
     ~MediaProcess() override;

@@ -20,7 +20,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QNetworkReply>
 #include <QTcpServer>
 #include <QTcpSocket>
 #include <QTemporaryDir>
@@ -56,16 +55,6 @@ class PullingDelegate : public DownloadDelegate {
 public:
     void endDownloadСonfiguration() override { AdsDownloader::sharedInstance()->downloadBannerWithComplitionBlock({}); }
 };
-
-bool replyRunning(AdsDownloader *downloader)
-{
-    const QList<QNetworkReply *> replies = downloader->findChildren<QNetworkReply *>();
-    for (QNetworkReply *reply : replies) {
-        if (reply->isRunning())
-            return true;
-    }
-    return false;
-}
 
 // Runs the event loop until `done` holds or `ms` pass, checking every 10 ms; never sleeps
 // outside the loop, so the probe measures the framework and not the waiting.
@@ -200,7 +189,7 @@ int childMain()
     idle.start();
     runUntil(
         [&] {
-            if (replyRunning(downloader))
+            if (downloader->isTransferring())
                 idle.restart();
             return idle.elapsed() >= 300;
         },

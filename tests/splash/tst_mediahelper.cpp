@@ -7,6 +7,7 @@
 #include "splash/MediaProcess.h"
 #include "splash/VideoFrameView.h"
 #include "splash/VideoPlayback.h"
+#include "support/BackgroundPriority.h"
 
 #include <QPointer>
 #include <QRandomGenerator>
@@ -134,7 +135,7 @@ private Q_SLOTS:
             if (CPU_COUNT(&hostCpus) >= 2)
                 QCOMPARE(CPU_COUNT(&helperCpus), CPU_COUNT(&hostCpus) - 1);
             QCOMPARE(getpriority(PRIO_PROCESS, id_t(thread.toInt())),
-                     std::min(getpriority(PRIO_PROCESS, 0) + MediaProcess::kHelperNiceness, 19));
+                     std::min(getpriority(PRIO_PROCESS, 0) + BackgroundPriority::kBelowHost, 19));
         }
         QTest::qWait(500); // time enough to show or sound, were it playing
         QVERIFY(!view.hasFrame());
