@@ -43,10 +43,8 @@ constexpr int transferTimeoutMs = 60000;
 constexpr qint64 maxTableBytes = 16 * 1024 * 1024;
 constexpr qint64 maxMediaBytes = 64 * 1024 * 1024;
 constexpr qsizetype maxMediaPathLength = 8192;
-// At most this much of a body is copied per millisecond: 128 MB/s, more than any link a host
-// downloads ads over, while a loopback or LAN burst leaves the host's loop its turns.
-constexpr qint64 readSlice = 128 * 1024;
-constexpr int readPaceMs = 1;
+constexpr qint64 readSlice = MediaFetcher::kSlice;
+constexpr int readPaceMs = MediaFetcher::kPaceMs;
 
 QString configured(const char *variable, const char *fallback)
 {
@@ -358,12 +356,12 @@ void AdsDownloader::tellLateDelegate(DownloadDelegate *delegate)
     }
 }
 
-// Network objects live on the main thread; a call from elsewhere is re-posted there.
 bool AdsDownloader::isTransferring() const
 {
     return isRunning(d->JSONTask) || d->fetchesUnderWay > 0;
 }
 
+// Network objects live on the main thread; a call from elsewhere is re-posted there.
 bool AdsDownloader::postedToOwnThread(std::function<void()> call)
 {
     if (QThread::currentThread() == thread())

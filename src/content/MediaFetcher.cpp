@@ -21,13 +21,7 @@ namespace velmora {
 
 namespace {
 
-// At most this much of a body is taken per millisecond: 128 MB/s, more than any link a host
-// downloads ads over. A loopback or LAN burst, unpaced, keeps the server and the kernel's
-// network and disk work busy on every core at once, and the host's main thread then waits
-// for a core whenever it wakes. The reply's small read buffer passes the pace back to the
-// server through TCP.
-constexpr qint64 kSlice = 128 * 1024;
-constexpr int kPaceMs = 1;
+constexpr qint64 kSlice = MediaFetcher::kSlice;
 
 // One download on the fetching thread: the body is written under a temporary name as it
 // arrives and takes the media's name only when the whole of it is on disk.
@@ -48,7 +42,7 @@ public:
         m_ok = m_file.open(QIODevice::WriteOnly);
         m_pace.setSingleShot(true);
         m_pace.setTimerType(Qt::PreciseTimer);
-        m_pace.setInterval(kPaceMs);
+        m_pace.setInterval(MediaFetcher::kPaceMs);
         connect(&m_pace, &QTimer::timeout, this, [this] { take(kSlice); });
         connect(m_reply, &QNetworkReply::readyRead, this, [this] {
             if (!m_pace.isActive())
