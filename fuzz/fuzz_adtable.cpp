@@ -14,15 +14,14 @@
 #include "content/AdsSelection.h"
 
 #include <QCoreApplication>
-#include <QThreadPool>
 #include <QDir>
 #include <QDirIterator>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QNetworkReply>
 #include <QStandardPaths>
 #include <QTemporaryDir>
+#include <QThreadPool>
 
 #include <cstddef>
 #include <cstdint>
@@ -98,13 +97,6 @@ void checkTreeAndClean()
         QFile::remove(cacheFolder + QLatin1Char('/') + file);
 }
 
-// A data: reply is finished at once but reports it through a posted event; the downloader
-// deletes each reply once it has handled it.
-bool replyPending(AdsDownloader *downloader)
-{
-    return !downloader->findChildren<QNetworkReply *>().isEmpty();
-}
-
 void checkDrawn(const QVariantMap &table, const QString &key, const std::optional<QVariantMap> &drawn)
 {
     if (drawn)
@@ -154,20 +146,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     downloader->setInterstitialVideoURL({});
     downloader->downloadBannerWithComplitionBlock({});
     downloader->downloadVideo();
-    // data: replies finish through posted events, media is written on the pool and its
-    // completion posted back; a bounded number of rounds suffices.
+    // data: replies finish through posted events, media is fetched on the downloader's own
+    // thread and its completion posted back; a bounded number of rounds suffices.
     const auto drain = [downloader] {
-        for (int round = 0; round < 100000; ++round) {
-            QCoreApplication::processEvents();
+        for (int round = 0; round < 100000 && downloader->isTransferring(); ++round) {
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
             QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-            if (replyPending(downloader))
-                continue;
-            QThreadPool::globalInstance()->waitForDone();
-            QCoreApplication::processEvents();
-            if (!replyPending(downloader))
-                break;
         }
-        FUZZ_CHECK(!replyPending(downloader));
+        FUZZ_CHECK(!downloader->isTransferring());
+        QThreadPool::globalInstance()->waitForDone();
+        QCoreApplication::processEvents();
     };
     drain();
     // Reading the video draws and prepares the next one: let that finish too, inside this

@@ -15,6 +15,7 @@
 #include <QTimer>
 
 #include <memory>
+#include <mutex>
 #include <utility>
 
 namespace velmora {
@@ -132,9 +133,22 @@ struct Fetching {
     }
     ~Fetching()
     {
-        thread.quit();
+        // The thread ends by its own quit, taken under a lock this side holds while posting
+        // it: Qt's wake-up of the thread and its closing of the wake-up descriptor are then
+        // ordered by a lock ThreadSanitizer sees, not only by Qt's own, which it cannot.
+        {
+            const std::lock_guard hold(stopping);
+            postCall(home, [this] {
+                stopping.lock();
+                stopping.unlock();
+                thread.quit();
+            });
+        }
         thread.wait();
     }
+
+private:
+    std::mutex stopping;
 };
 
 std::unique_ptr<Fetching> &fetching()

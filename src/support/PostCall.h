@@ -5,22 +5,28 @@
 #include <QMetaObject>
 #include <QObject>
 
+#include <type_traits>
 #include <utility>
 
 namespace velmora {
 
 namespace detail {
-// A queued call is reference-counted by Qt: whichever thread drops the last reference, the
-// poster or the receiver, destroys it. The count lives in a Qt built without ThreadSanitizer,
-// so the receiver's use of the call and the poster's destruction of it would look like a race.
-// The call announces the end of its run, and its destruction waits on that announcement.
+// Qt posts a call through futexes and reference counts in a build without ThreadSanitizer, so
+// nothing it does orders the poster's writes before the receiver's run, nor the receiver's
+// run before the poster's destruction of the call when the poster drops the last reference.
+// The call announces both itself: its move into Qt's slot object, the last write the poster
+// makes, is released at the address the receiver runs it from.
 template<typename Work> class AnnouncedCall {
 public:
     explicit AnnouncedCall(Work work)
         : m_work(std::move(work))
     {
     }
-    AnnouncedCall(AnnouncedCall &&) noexcept = default;
+    AnnouncedCall(AnnouncedCall &&other) noexcept(std::is_nothrow_move_constructible_v<Work>)
+        : m_work(std::move(other.m_work))
+    {
+        announceRelease(this);
+    }
     AnnouncedCall(const AnnouncedCall &) = delete;
     AnnouncedCall &operator=(const AnnouncedCall &) = delete;
     AnnouncedCall &operator=(AnnouncedCall &&) = delete;
@@ -29,6 +35,7 @@ public:
 
     void operator()()
     {
+        announceAcquire(this);
         m_work();
         announceRelease(this);
     }
