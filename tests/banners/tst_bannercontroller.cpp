@@ -262,12 +262,6 @@ private Q_SLOTS:
             m_clock.advance(15);
         }
         QCOMPARE(seen.size(), int(banner->standardBanners().size()));
-
-        QTest::mouseClick(banner->bannerImage(), Qt::LeftButton);
-        QCOMPARE(m_urls.opened, QList<QUrl> { QUrl(table.value(banner->selectBanner())) });
-        const QList<Posted> clicks = postedNamed(VLMclickForBanner);
-        QCOMPARE(clicks.size(), 1);
-        QCOMPARE(clicks.first().object.toString(), banner->selectBanner());
     }
 
     // A downloaded banner shows, and a click opens its link and names it. A path built from a
