@@ -7,6 +7,8 @@
 
 #include <optional>
 
+#include <sys/resource.h>
+
 namespace velmora::test {
 
 // What /proc/<pid>/stat says of a process: its command name, state letter (Z: a zombie,
@@ -46,6 +48,19 @@ inline QList<qint64> childProcesses(const QByteArray &name)
         if (stat && stat->name == name.left(15) && stat->state != 'Z'
             && stat->parent == QCoreApplication::applicationPid())
             found << pid;
+    }
+    return found;
+}
+
+// The niceness of each of this process's threads with the given name (at most 15 bytes).
+inline QList<int> nicenessOfThreads(const QByteArray &name)
+{
+    QList<int> found;
+    const QDir tasks(QStringLiteral("/proc/self/task"));
+    for (const QString &task : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile comm(tasks.filePath(task + QStringLiteral("/comm")));
+        if (comm.open(QIODevice::ReadOnly) && comm.readAll().trimmed() == name)
+            found.append(getpriority(PRIO_PROCESS, id_t(task.toInt())));
     }
     return found;
 }

@@ -2,6 +2,7 @@
 
 #include "content/AdsDownloader.h"
 #include "content/AdsKeys.h"
+#include "support/BackgroundPriority.h"
 #include "support/PoolTask.h"
 #include "support/PostCall.h"
 
@@ -72,6 +73,17 @@ QThreadPool *storageThread()
     }();
     return pool;
 }
+
+// Below the host: the first read of a thousand-ad table falls in the turns after the host's
+// start-up, and a waking main thread must take the core from it at once. A main thread that
+// waits for it leaves the core to it anyway.
+void startOnStorageThread(std::function<void()> work)
+{
+    PoolTask::start(storageThread(), [niceness = BackgroundPriority::niceness(), work = std::move(work)] {
+        BackgroundPriority::apply(0, niceness);
+        work();
+    });
+}
 } // namespace
 
 // The read of the file: started by whichever comes first, the turn after the storage was
@@ -127,7 +139,7 @@ AdsCacheInfoStorage::AdsCacheInfoStorage()
     // machine and its memory map with.
     const auto start = [load = m_load] {
         if (!load->claimed.exchange(true))
-            PoolTask::start(storageThread(), [load] { load->run(); });
+            startOnStorageThread([load] { load->run(); });
     };
     if (QCoreApplication *app = QCoreApplication::instance())
         postCall(app, start);
@@ -217,7 +229,7 @@ void AdsCacheInfoStorage::save() const
     const QVariantMap snapshot = info();
     const quint64 number = ++*m_latestSave;
     const std::shared_ptr<std::atomic<quint64>> latest = m_latestSave;
-    PoolTask::start(storageThread(), [path, snapshot, number, latest] {
+    startOnStorageThread([path, snapshot, number, latest] {
         if (number == latest->load())
             writeTable(path, snapshot);
     });

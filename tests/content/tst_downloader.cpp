@@ -3,6 +3,7 @@
 #include "TestEnvironment.h"
 
 #include "AdServerProcess.h"
+#include "ChildProcesses.h"
 #include "ChildRun.h"
 #include "content/AdsCacheInfoStorage.h"
 #include "content/AdsDownloader.h"
@@ -41,18 +42,6 @@ public:
     }
 };
 
-// The niceness of each of this process's threads with the given name.
-QList<int> nicenessOfThreads(const QByteArray &name)
-{
-    QList<int> found;
-    const QDir tasks(QStringLiteral("/proc/self/task"));
-    for (const QString &task : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        QFile comm(tasks.filePath(task + QStringLiteral("/comm")));
-        if (comm.open(QIODevice::ReadOnly) && comm.readAll().trimmed() == name)
-            found.append(getpriority(PRIO_PROCESS, id_t(task.toInt())));
-    }
-    return found;
-}
 constexpr qint64 MiB = 1024 * 1024;
 // The ad-table request after its inner_id, byte for byte.
 const QByteArray kRequestTail = "\"language\" : \"EN\",\"placements\" : [ \"standard\",\"video\" ]}";
@@ -374,8 +363,8 @@ private Q_SLOTS:
         qApp->removeEventFilter(&mainThreadEvents);
         QVERIFY2(mainThreadEvents.count <= 10, qPrintable(QString::number(mainThreadEvents.count)));
         const int background = std::min(getpriority(PRIO_PROCESS, 0) + BackgroundPriority::kBelowHost, 19);
-        QCOMPARE(nicenessOfThreads("velmora-fetch"), QList<int> { background });
-        QVERIFY(nicenessOfThreads("QNetworkAccessM").contains(background));
+        QCOMPARE(test::nicenessOfThreads("velmora-fetch"), QList<int> { background });
+        QVERIFY(test::nicenessOfThreads("QNetworkAccessM").contains(background));
         QVERIFY(m_server.resetFaults());
         QFile file(delivered.toLocalFile());
         QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(delivered.toString()));
