@@ -5,6 +5,9 @@
 #include <QFile>
 #include <QList>
 
+#include <QStringList>
+
+#include <algorithm>
 #include <optional>
 
 #include <sys/resource.h>
@@ -52,17 +55,32 @@ inline QList<qint64> childProcesses(const QByteArray &name)
     return found;
 }
 
-// The niceness of each of this process's threads with the given name (at most 15 bytes).
-inline QList<int> nicenessOfThreads(const QByteArray &name)
+// The task ids of this process's threads with the given name (at most 15 bytes).
+inline QStringList threadsNamed(const QByteArray &name)
 {
-    QList<int> found;
+    QStringList found;
     const QDir tasks(QStringLiteral("/proc/self/task"));
     for (const QString &task : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
         QFile comm(tasks.filePath(task + QStringLiteral("/comm")));
         if (comm.open(QIODevice::ReadOnly) && comm.readAll().trimmed() == name)
-            found.append(getpriority(PRIO_PROCESS, id_t(task.toInt())));
+            found << task;
     }
     return found;
+}
+
+// The niceness of each of this process's threads with the given name.
+inline QList<int> nicenessOfThreads(const QByteArray &name)
+{
+    QList<int> found;
+    for (const QString &task : threadsNamed(name))
+        found.append(getpriority(PRIO_PROCESS, id_t(task.toInt())));
+    return found;
+}
+
+// The niceness `steps` below the calling thread's own, as far as Linux allows (19).
+inline int nicenessBelowThisThread(int steps)
+{
+    return std::min(getpriority(PRIO_PROCESS, 0) + steps, 19);
 }
 
 } // namespace velmora::test

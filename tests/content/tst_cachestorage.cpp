@@ -35,7 +35,7 @@ private Q_SLOTS:
         // The read runs on the storage thread, below the host whose main thread it shares the
         // machine with; the idle thread stays a while after.
         QTRY_VERIFY(storage.isLoaded());
-        const int background = std::min(getpriority(PRIO_PROCESS, 0) + BackgroundPriority::kBelowHost, 19);
+        const int background = test::nicenessBelowThisThread(BackgroundPriority::kBelowHost);
         QCOMPARE(test::nicenessOfThreads("velmora-savedAd"), QList<int> { background });
         storage.setInfoDictionary({ { QStringLiteral("campaign"), QStringLiteral("autumn") } });
         QVariantMap video = banner(7);

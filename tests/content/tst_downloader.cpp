@@ -362,7 +362,7 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(called, 60000);
         qApp->removeEventFilter(&mainThreadEvents);
         QVERIFY2(mainThreadEvents.count <= 10, qPrintable(QString::number(mainThreadEvents.count)));
-        const int background = std::min(getpriority(PRIO_PROCESS, 0) + BackgroundPriority::kBelowHost, 19);
+        const int background = test::nicenessBelowThisThread(BackgroundPriority::kBelowHost);
         QCOMPARE(test::nicenessOfThreads("velmora-fetch"), QList<int> { background });
         QVERIFY(test::nicenessOfThreads("QNetworkAccessM").contains(background));
         QVERIFY(m_server.resetFaults());

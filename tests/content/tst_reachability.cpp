@@ -1,6 +1,7 @@
 #include "TestEnvironment.h"
 
 #include "AdServerProcess.h"
+#include "ChildProcesses.h"
 #include "content/AdsDownloader.h"
 #include "content/AdsMacHelper.h"
 #include "content/NetworkInformationReachability.h"
@@ -36,11 +37,9 @@ bool ip(const QString &arguments)
 QMap<QString, long long> voluntarySwitches(const QByteArray &name)
 {
     QMap<QString, long long> counts;
-    const QDir tasks(QStringLiteral("/proc/self/task"));
-    for (const QString &tid : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        QFile comm(tasks.filePath(tid + QStringLiteral("/comm")));
-        QFile status(tasks.filePath(tid + QStringLiteral("/status")));
-        if (!comm.open(QIODevice::ReadOnly) || comm.readAll().trimmed() != name || !status.open(QIODevice::ReadOnly))
+    for (const QString &tid : test::threadsNamed(name)) {
+        QFile status(QStringLiteral("/proc/self/task/%1/status").arg(tid));
+        if (!status.open(QIODevice::ReadOnly))
             continue;
         for (const QByteArray &line : status.readAll().split('\n')) {
             if (line.startsWith("voluntary_ctxt_switches:"))

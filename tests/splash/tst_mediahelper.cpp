@@ -1,5 +1,6 @@
 // velmora-media as the host sees it: its sandbox, and hostile media that must not take the
 // host with it.
+#include "ChildProcesses.h"
 #include "SoundStreams.h"
 #include "TestEnvironment.h"
 
@@ -135,7 +136,7 @@ private Q_SLOTS:
             if (CPU_COUNT(&hostCpus) >= 2)
                 QCOMPARE(CPU_COUNT(&helperCpus), CPU_COUNT(&hostCpus) - 1);
             QCOMPARE(getpriority(PRIO_PROCESS, id_t(thread.toInt())),
-                     std::min(getpriority(PRIO_PROCESS, 0) + BackgroundPriority::kBelowHost, 19));
+                     test::nicenessBelowThisThread(BackgroundPriority::kBelowHost));
         }
         QTest::qWait(500); // time enough to show or sound, were it playing
         QVERIFY(!view.hasFrame());
