@@ -1,0 +1,12 @@
+#include "controls/ClickArea.h"
+
+namespace velmora {
+
+ClickArea::ClickArea(QWidget *parent)
+    : QAbstractButton(parent)
+{
+}
+
+void ClickArea::paintEvent(QPaintEvent *) { }
+
+} // namespace velmora
