@@ -5,7 +5,7 @@
 namespace velmora {
 
 // The process-wide switches every area consults: debug logging, window auto-removal and
-// the persisted ads-off flag (read from the store on every call, never cached).
+// the persisted ads-off flag (read again whenever the store's file changed).
 class VELMORA_EXPORT Switches {
 public:
     static void activateDebugMode();
