@@ -4,11 +4,11 @@
 
 #include <QCoreApplication>
 #include <QFile>
-#include <QMutex>
 
 #include <sys/stat.h>
 
 #include <atomic>
+#include <mutex>
 #include <optional>
 
 namespace velmora {
@@ -51,7 +51,7 @@ struct KnownAdsOff {
     FileVersion version;
     bool removed = false;
 };
-QMutex knownMutex;
+std::mutex knownMutex;
 std::optional<KnownAdsOff> known;
 } // namespace
 
@@ -79,7 +79,7 @@ bool Switches::isADSRemoved()
 {
     const QString organization = QCoreApplication::organizationName();
     const QString application = QCoreApplication::applicationName();
-    const QMutexLocker lock(&knownMutex);
+    const std::lock_guard lock(knownMutex);
     if (known && known->organization == organization && known->application == application
         && known->version == FileVersion::of(known->file))
         return known->removed;
@@ -95,7 +95,7 @@ bool Switches::isADSRemoved()
 void Switches::setADSRemoved(bool removed)
 {
     VLMSetObjForKey(removed, adsOffKey);
-    const QMutexLocker lock(&knownMutex);
+    const std::lock_guard lock(knownMutex);
     known.reset();
 }
 
