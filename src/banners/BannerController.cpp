@@ -67,7 +67,6 @@ struct BannerController::Private {
     BannerDownloadDelegate *delegate = nullptr;
     QRandomGenerator *random = nullptr;
     QPointer<Timer> bannerSwapTimer;
-    QMap<QString, QString> standardBanners;
     QVariantMap bannerInfo;
     QString selectBanner;
     QUrl currentURL;
@@ -152,10 +151,6 @@ void BannerController::initBanners()
 
     d->ui->bannerImage->setAnimates(true);
     d->ui->closeButton->setIcon(ResourceIcon::load(QStringLiteral("ads_close_button")));
-
-    d->standardBanners = StandardNames::standardBanners();
-    // No host advertises itself.
-    d->standardBanners.remove(VLMMainAppBundle().objectForInfoDictionaryKey(kHostIdentifierKey).toString());
 }
 
 template<typename Call> bool BannerController::postToMainThread(Call call)
@@ -222,12 +217,13 @@ void BannerController::displayBanner()
 
 void BannerController::showHouseBanner()
 {
-    if (d->standardBanners.isEmpty())
+    const QMap<QString, QString> banners = standardBanners();
+    if (banners.isEmpty())
         return;
-    const QStringList keys = d->standardBanners.keys();
+    const QStringList keys = banners.keys();
     QRandomGenerator *random = d->random ? d->random : QRandomGenerator::system();
     const QString key = keys.at(int(random->generate() % quint32(keys.size())));
-    showPicture(StandardNames::bannerPath(key), key, QUrl(d->standardBanners.value(key)), false);
+    showPicture(StandardNames::bannerPath(key), key, QUrl(banners.value(key)), false);
 }
 
 void BannerController::setBannerGifImageWithURL(const QUrl &url)
@@ -528,9 +524,15 @@ QVariantMap BannerController::bannerInfo() const
     return d->bannerInfo;
 }
 
+// Asked when a house banner is due, not as the banner is added: the host's Info.plist is
+// then read (on the picture thread, warmed as the framework starts), not in the host's
+// start-up step.
 QMap<QString, QString> BannerController::standardBanners() const
 {
-    return d->standardBanners;
+    QMap<QString, QString> banners = StandardNames::standardBanners();
+    // No host advertises itself.
+    banners.remove(VLMMainAppBundle().objectForInfoDictionaryKey(kHostIdentifierKey).toString());
+    return banners;
 }
 
 BannerImageView *BannerController::bannerImage() const

@@ -12,6 +12,7 @@
 #include "content/SliceSupply.h"
 #include "support/Logging.h"
 #include "support/MainThread.h"
+#include "support/PicturePool.h"
 #include "support/PoolTask.h"
 #include "support/PostCall.h"
 
@@ -306,6 +307,9 @@ AdsDownloader::AdsDownloader()
     d->network = new QNetworkAccessManager(this);
     MainThread::adopt(this);
     checkInternetConnection();
+    // The request and the house banners need the host's Info.plist: read it ahead, off the
+    // host's main thread, whose first read would also page in the XML reader's code.
+    PoolTask::start(PicturePool::instance(), [] { (void)VLMMainAppBundle(); });
 }
 
 AdsDownloader::~AdsDownloader()

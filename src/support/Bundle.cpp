@@ -7,7 +7,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QMutex>
 
 #include <mutex>
 
@@ -41,9 +40,15 @@ QVariantMap readInfoPlist(const QStringList &folders)
     return {};
 }
 
-QMutex mainBundleMutex;
+std::mutex mainBundleMutex;
 QString mainBundleOverride;
 std::shared_ptr<const Bundle::Data> mainBundleCache;
+
+// Under mainBundleMutex.
+QString mainBundlePath()
+{
+    return mainBundleOverride.isEmpty() ? QCoreApplication::applicationDirPath() : mainBundleOverride;
+}
 
 } // namespace
 
@@ -69,21 +74,30 @@ Bundle Bundle::resourseBundleForClass(const QMetaObject *)
     return framework;
 }
 
+// The Info.plist is read outside the lock: a thread that warms the bundle never makes the
+// host's main thread wait for it. Whoever finishes first is kept.
 Bundle Bundle::mainAppBundle()
 {
-    QMutexLocker lock(&mainBundleMutex);
-    if (!mainBundleCache) {
-        const QString path = mainBundleOverride.isEmpty() ? QCoreApplication::applicationDirPath() : mainBundleOverride;
-        mainBundleCache = Bundle(path).d;
+    QString path;
+    {
+        const std::lock_guard lock(mainBundleMutex);
+        if (mainBundleCache) {
+            Bundle bundle;
+            bundle.d = mainBundleCache;
+            return bundle;
+        }
+        path = mainBundlePath();
     }
-    Bundle bundle;
-    bundle.d = mainBundleCache;
-    return bundle;
+    Bundle read(path);
+    const std::lock_guard lock(mainBundleMutex);
+    if (!mainBundleCache && mainBundlePath() == path)
+        mainBundleCache = read.d;
+    return read;
 }
 
 void Bundle::setMainAppBundlePath(const QString &path)
 {
-    QMutexLocker lock(&mainBundleMutex);
+    const std::lock_guard lock(mainBundleMutex);
     mainBundleOverride = path;
     mainBundleCache.reset();
 }

@@ -21,6 +21,7 @@
 #include <QLabel>
 #include <QMainWindow>
 #include <QRandomGenerator>
+#include <QScopeGuard>
 #include <QTemporaryDir>
 
 using namespace velmora;
@@ -239,10 +240,11 @@ private Q_SLOTS:
         const QString hostFolder = m_dir.filePath(QStringLiteral("host-%1").arg(ownRow + 1));
         QVERIFY(TestEnvironment::writeInfoPlist(hostFolder, own));
         Bundle::setMainAppBundlePath(hostFolder);
+        const auto restore
+            = qScopeGuard([this] { Bundle::setMainAppBundlePath(m_dir.filePath(QStringLiteral("host"))); });
         auto window = hostWindow(QSize(1000, 300));
         QVERIFY(window);
         BannerController *banner = BannerController::addBannerToWindow(window.get());
-        Bundle::setMainAppBundlePath(m_dir.filePath(QStringLiteral("host")));
         QRandomGenerator random(4242);
         banner->setRandomGenerator(&random);
         QCOMPARE(banner->standardBanners().size(), ownRow < 0 ? 4 : 3);
