@@ -425,6 +425,7 @@ public:
         m_timer.setInterval(5);
         QObject::connect(&m_timer, &QTimer::timeout, [this] { pump(); });
         m_last = nowMs();
+        m_target = clock.now();
         m_timer.start();
     }
     void setRate(double rate)
@@ -436,18 +437,22 @@ public:
     double advanceStart = 0;
 
 private:
+    // One framework timer a turn, as on the system clock: timers due together (four
+    // banners swapping at once) would otherwise be timed as one step of the host's loop.
     void pump()
     {
         const double t = nowMs();
-        const double step = (t - m_last) / 1000.0 * m_rate;
+        m_target += (t - m_last) / 1000.0 * m_rate;
         m_last = t;
         advanceStart = t;
-        m_clock.advance(step);
+        const bool fired = m_clock.fireNextDue(m_target);
         const double took = nowMs() - t;
         if (took > longestAdvance) {
             longestAdvance = took;
             longestAdvanceAt = t;
         }
+        if (fired)
+            QTimer::singleShot(0, &m_timer, [this] { pump(); });
     }
 
 public:
@@ -457,6 +462,7 @@ private:
     velmora::ManualClock &m_clock;
     QTimer m_timer;
     double m_last = 0;
+    double m_target = 0; // the clock's time once every due timer fired
     double m_rate = 1.0;
 };
 #endif

@@ -28,19 +28,24 @@ double ManualClock::now() const
 void ManualClock::advance(double seconds)
 {
     const double target = m_now + std::max(0.0, seconds);
-    for (;;) {
-        auto next = std::min_element(m_entries.begin(), m_entries.end(), [](const Entry &a, const Entry &b) {
-            return a.fireDate < b.fireDate || (a.fireDate == b.fireDate && a.order < b.order);
-        });
-        if (next == m_entries.end() || next->fireDate > target)
-            break;
-        const QPointer<Timer> timer = next->timer;
-        m_now = std::max(m_now, next->fireDate);
-        m_entries.erase(next);
-        if (timer)
-            fire(timer);
+    while (fireNextDue(target)) { }
+}
+
+bool ManualClock::fireNextDue(double until)
+{
+    auto next = std::min_element(m_entries.begin(), m_entries.end(), [](const Entry &a, const Entry &b) {
+        return a.fireDate < b.fireDate || (a.fireDate == b.fireDate && a.order < b.order);
+    });
+    if (next == m_entries.end() || next->fireDate > until) {
+        m_now = std::max(m_now, until);
+        return false;
     }
-    m_now = target;
+    const QPointer<Timer> timer = next->timer;
+    m_now = std::max(m_now, next->fireDate);
+    m_entries.erase(next);
+    if (timer)
+        fire(timer);
+    return true;
 }
 
 int ManualClock::pendingTimers() const

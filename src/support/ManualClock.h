@@ -17,6 +17,10 @@ public:
 
     double now() const override;
     void advance(double seconds);
+    // Fires the earliest timer due at or before `until` (absolute) alone, moving the time to
+    // its instant, and returns true; with none due, moves the time to `until`. A host's loop
+    // driven by this runs each timer in a turn of its own, as the system clock does.
+    bool fireNextDue(double until);
     // Number of armed timers that are still alive.
     int pendingTimers() const;
 
