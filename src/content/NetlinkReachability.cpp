@@ -14,7 +14,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
+#include <mutex>
+#include <optional>
 
 namespace velmora {
 
@@ -25,6 +28,18 @@ namespace {
 // packet. A host on an IPv6-only network is as online as one on IPv4.
 const QHostAddress internetProbeIPv4(QStringLiteral("198.51.100.1"));
 const QHostAddress internetProbeIPv6(QStringLiteral("2001:db8::1"));
+
+// A lookup is a netlink round trip (a socket, a request, a reply), and the internet's flags
+// are asked on every banner swap. While a watcher listens, the last answer stands until it
+// hears the next change; without one nothing would say when it went stale.
+std::atomic<int> watchersListening { 0 };
+std::atomic<quint64> changesHeard { 0 };
+struct KnownInternetFlags {
+    quint64 changes = 0;
+    quint32 flags = 0;
+};
+std::mutex knownMutex;
+std::optional<KnownInternetFlags> knownInternetFlags;
 
 class NetlinkSocket {
 public:
@@ -132,11 +147,25 @@ quint32 NetlinkReachability::flagsForAddress(const QHostAddress &address) const
 
 quint32 NetlinkReachability::internetFlags() const
 {
-    const quint32 v4 = flagsForAddress(internetProbeIPv4);
-    if (Reachability::isReachableWithFlags(v4))
-        return v4;
-    const quint32 v6 = flagsForAddress(internetProbeIPv6);
-    return Reachability::isReachableWithFlags(v6) ? v6 : v4;
+    // Taken before the lookup: a change heard during it makes its answer stale at once.
+    const bool listening = watchersListening.load() > 0;
+    const quint64 changes = changesHeard.load();
+    if (listening) {
+        const std::lock_guard lock(knownMutex);
+        if (knownInternetFlags && knownInternetFlags->changes == changes)
+            return knownInternetFlags->flags;
+    }
+    quint32 flags = flagsForAddress(internetProbeIPv4);
+    if (!Reachability::isReachableWithFlags(flags)) {
+        const quint32 v6 = flagsForAddress(internetProbeIPv6);
+        if (Reachability::isReachableWithFlags(v6))
+            flags = v6;
+    }
+    if (listening && watchersListening.load() > 0) {
+        const std::lock_guard lock(knownMutex);
+        knownInternetFlags = KnownInternetFlags { changes, flags };
+    }
+    return flags;
 }
 
 NetlinkReachability::~NetlinkReachability()
@@ -180,6 +209,9 @@ void NetlinkReachability::watch(const Changed &changed)
         LOG(QStringLiteral("reachability: no netlink socket; changes will not be reported"));
         return;
     }
+    // Every answer kept from before this watcher listened may be stale.
+    ++changesHeard;
+    ++watchersListening;
     changed();
     alignas(nlmsghdr) char buffer[16384];
     // The thread sleeps until the kernel reports a change or stopWatching() wakes it: a
@@ -192,8 +224,10 @@ void NetlinkReachability::watch(const Changed &changed)
             continue;
         // Drain the burst of messages one change usually produces, then look once.
         while (::recv(socket.fd(), buffer, sizeof buffer, MSG_DONTWAIT) > 0) { }
+        ++changesHeard;
         changed();
     }
+    --watchersListening;
 }
 
 } // namespace velmora
