@@ -17,6 +17,7 @@
 #include <QSaveFile>
 #include <QThreadPool>
 
+#include <algorithm>
 #include <condition_variable>
 #include <mutex>
 #include <vector>
@@ -214,7 +215,10 @@ void AdsCacheInfoStorage::addInfo(const QVariantMap &info, const QString &key)
         return;
     QVariantMap &table = this->info();
     QVariantList list = table.value(key).toList();
-    if (list.contains(QVariant(info)))
+    // From the end: what comes again is what came last (each drawn banner is added as it
+    // shows), and a table of a thousand ads is a millisecond of comparisons from the front.
+    const QVariant wanted(info);
+    if (std::find(list.crbegin(), list.crend(), wanted) != list.crend())
         return;
     list.append(info);
     table.insert(key, list);
