@@ -4,7 +4,6 @@
 #include <QDir>
 #include <QFile>
 #include <QList>
-
 #include <QStringList>
 
 #include <algorithm>

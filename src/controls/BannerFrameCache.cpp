@@ -1,18 +1,8 @@
 #include "controls/BannerFrameCache.h"
 
-#include <QFileInfo>
-
 #include <algorithm>
 
 namespace velmora {
-
-BannerFrameCache::FileStamp BannerFrameCache::FileStamp::of(const QString &path)
-{
-    const QFileInfo info(path);
-    if (!info.exists())
-        return {};
-    return { info.size(), info.lastModified().toMSecsSinceEpoch() };
-}
 
 BannerFrameCache &BannerFrameCache::instance()
 {

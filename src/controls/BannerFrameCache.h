@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/FileStamp.h"
+
 #include <QPixmap>
 #include <QSize>
 #include <QString>
@@ -23,14 +25,8 @@ struct BannerFrame {
 // than everything else a banner does between two swaps: each picture is read once per size.
 class BannerFrameCache {
 public:
-    // A file as it was read; a picture downloaded anew under the same name is another one.
-    struct FileStamp {
-        qint64 bytes = -1;
-        qint64 modifiedMs = 0;
-        bool operator==(const FileStamp &) const = default;
-        // Reads the file's metadata: off the main thread.
-        static FileStamp of(const QString &path);
-    };
+    // A picture downloaded anew under the same name is another one. Read off the main thread.
+    using FileStamp = velmora::FileStamp;
     struct Loop {
         FileStamp stamp;
         std::vector<BannerFrame> frames;

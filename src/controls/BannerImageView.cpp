@@ -247,7 +247,7 @@ void BannerImageView::requestFrame()
                     [decoder = m_decoder, job, first, expected, path = m_source, self]() mutable {
                         if (first) {
                             job.stamp = BannerFrameCache::FileStamp::of(path);
-                            job.candidateMatches = expected && job.stamp.bytes >= 0 && *expected == job.stamp;
+                            job.candidateMatches = expected && job.stamp.exists && *expected == job.stamp;
                         }
                         if (!job.candidateMatches)
                             job.frame = decoder->next();

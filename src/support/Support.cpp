@@ -22,14 +22,12 @@ std::unique_ptr<QSettings> VLMUserDefaults()
 
 QVariant VLMObjForKey(const QString &key)
 {
-    return VLMUserDefaults()->value(key);
+    return UserDefaultsStore::value(key);
 }
 
 void VLMSetObjForKey(const QVariant &object, const QString &key)
 {
-    const auto store = VLMUserDefaults();
-    store->setValue(key, object);
-    store->sync();
+    UserDefaultsStore::setValue(key, object);
 }
 
 Bundle VLMMainAppBundle()

@@ -5,7 +5,7 @@
 namespace velmora {
 
 // The process-wide switches every area consults: debug logging, window auto-removal and
-// the persisted ads-off flag (read again whenever the store's file changed).
+// the persisted ads-off flag (read from the store on every call).
 class VELMORA_EXPORT Switches {
 public:
     static void activateDebugMode();

@@ -1,10 +1,15 @@
 #include "support/UserDefaultsStore.h"
 
+#include "support/FileStamp.h"
+
 #include <QCoreApplication>
 #include <QDataStream>
 #include <QFile>
 #include <QFileInfo>
 #include <QMutex>
+
+#include <mutex>
+#include <optional>
 
 namespace velmora {
 
@@ -67,6 +72,47 @@ std::unique_ptr<QSettings> UserDefaultsStore::open()
     auto store = std::make_unique<QSettings>(format(), QSettings::UserScope, organization, application);
     carryOverFromNative(*store, organization, application);
     return store;
+}
+
+namespace {
+
+struct KnownValues {
+    QString organization;
+    QString application;
+    QString file;
+    FileStamp stamp;
+    QSettings::SettingsMap values;
+};
+std::mutex knownMutex;
+std::optional<KnownValues> known;
+
+} // namespace
+
+QVariant UserDefaultsStore::value(const QString &key)
+{
+    const QString organization = QCoreApplication::organizationName();
+    const QString application = QCoreApplication::applicationName();
+    const std::lock_guard lock(knownMutex);
+    if (!known || known->organization != organization || known->application != application
+        || known->stamp != FileStamp::of(known->file)) {
+        const auto store = open();
+        // Stamped before the store reads the file again: a write in between is read next time.
+        KnownValues read { organization, application, store->fileName(), FileStamp::of(store->fileName()), {} };
+        store->sync();
+        for (const QString &stored : store->allKeys())
+            read.values.insert(stored, store->value(stored));
+        known = std::move(read);
+    }
+    return known->values.value(key);
+}
+
+void UserDefaultsStore::setValue(const QString &key, const QVariant &value)
+{
+    const auto store = open();
+    store->setValue(key, value);
+    store->sync();
+    const std::lock_guard lock(knownMutex);
+    known.reset();
 }
 
 void UserDefaultsStore::carryOverFromNative(QSettings &store, const QString &organization, const QString &application)

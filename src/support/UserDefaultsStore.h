@@ -17,6 +17,12 @@ public:
     // come from what the host already set, else from the program's own name, as Qt would
     // take it.
     static std::unique_ptr<QSettings> open();
+    // One value of the store. The whole store is kept in memory with the stamp of its file
+    // and read again when the file changed (another process wrote it) or this process wrote
+    // through setValue(): opening the store is tens of microseconds, and the ads-off flag is
+    // asked on every facade call and log line.
+    static QVariant value(const QString &key);
+    static void setValue(const QString &key, const QVariant &value);
 
 private:
     static QSettings::Format format();
