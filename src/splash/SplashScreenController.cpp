@@ -212,27 +212,51 @@ SplashScreenController::SplashScreenController(QObject *parent)
     loadView();
 }
 
-// Builds the view tree. When the host deletes its window (and with it the tree), a fresh
-// detached tree takes its place, so that every later call finds its elements.
+// Makes the root view now and its elements on the next turn of the loop, or as soon as
+// anything needs one: a host registering its windows at start-up does not wait for them.
+// When the host deletes its window (and with it the tree), a fresh detached tree takes its
+// place, so that every later call finds its elements.
 void SplashScreenController::loadView()
 {
+    m_didInitState = false;
     m_view = new ColoredView;
-    ui->setupUi(m_view);
     m_view->setColor(m_backgroundColor.isValid() ? m_backgroundColor : QColor(Qt::white));
     m_view->installEventFilter(this);
     // Input aimed at the ad stays with it: a click, double click or wheel turn that no
     // element takes must not reach the host's widgets behind the splash screen.
     m_view->setAttribute(Qt::WA_NoMousePropagation);
     connect(m_view, &QObject::destroyed, this, &SplashScreenController::loadView);
+    QMetaObject::invokeMethod(this, &SplashScreenController::loadElementsIfNeeded, Qt::QueuedConnection);
+}
+
+void SplashScreenController::loadElementsIfNeeded()
+{
+    if (m_didInitState || !m_view)
+        return;
+    m_didInitState = true;
+    ui->setupUi(m_view);
+    applyFrame(); // over the window's content, not the form's default size
     connectActions();
     initViewState();
     applyAppearance();
+    layoutViews();
+    if (!m_interstitialUrl.isEmpty())
+        prepareStill();
+}
+
+Ui::SplashScreenController *SplashScreenController::views() const
+{
+    // Like the root view, the elements are there whenever someone asks for them.
+    const_cast<SplashScreenController *>(this)->loadElementsIfNeeded();
+    return ui.get();
 }
 
 void SplashScreenController::applyAppearance()
 {
     setTextColor(m_textColor);
     setTimerTextColor(m_timerTextColor);
+    setTimerText(m_timerText);
+    setVideoTimerText(m_videoTimerText);
     for (const auto &[color, setter] :
          { std::pair { m_timerBackgroundColor, &SplashScreenController::setTimerBackgroundColor },
            std::pair { m_timerBorderColor, &SplashScreenController::setTimerBorderColor },
@@ -258,6 +282,7 @@ SplashScreenController::~SplashScreenController()
 
 ColoredView *SplashScreenController::view() const
 {
+    views();
     return m_view;
 }
 
@@ -283,48 +308,47 @@ template<typename Call> bool SplashScreenController::postToMainThread(Call call)
 
 void SplashScreenController::connectActions()
 {
-    connect(ui->urlButton, &QAbstractButton::clicked, this, [this] { goToURLForBanner(ui->urlButton); });
-    connect(ui->closeButton, &QAbstractButton::clicked, this, [this] { closeSplashScreen(ui->closeButton); });
-    connect(ui->removeAdsButton, &QAbstractButton::clicked, this, [this] { removeAdsAction(ui->removeAdsButton); });
-    connect(ui->removeAdsImageButton, &QAbstractButton::clicked, this,
-            [this] { removeAdsAction(ui->removeAdsImageButton); });
-    connect(ui->soundButton, &QAbstractButton::clicked, this, [this] { soundOnOff(ui->soundButton); });
-    connect(ui->soundButton, &QAbstractButton::toggled, this, &SplashScreenController::applySoundImage);
+    connect(views()->urlButton, &QAbstractButton::clicked, this, [this] { goToURLForBanner(views()->urlButton); });
+    connect(views()->closeButton, &QAbstractButton::clicked, this, [this] { closeSplashScreen(views()->closeButton); });
+    connect(views()->removeAdsButton, &QAbstractButton::clicked, this, [this] { removeAdsAction(views()->removeAdsButton); });
+    connect(views()->removeAdsImageButton, &QAbstractButton::clicked, this,
+            [this] { removeAdsAction(views()->removeAdsImageButton); });
+    connect(views()->soundButton, &QAbstractButton::clicked, this, [this] { soundOnOff(views()->soundButton); });
+    connect(views()->soundButton, &QAbstractButton::toggled, this, &SplashScreenController::applySoundImage);
 }
 
 void SplashScreenController::initViewState()
 {
-    ui->closeButton->setIcon(ResourceIcon::load(QStringLiteral("ads_close_button")));
+    views()->closeButton->setIcon(ResourceIcon::load(QStringLiteral("ads_close_button")));
     m_soundImage = ResourceIcon::load(QStringLiteral("ads_sound_on"));
     m_soundAlternateImage = ResourceIcon::load(QStringLiteral("ads_sound_off"));
     applySoundImage();
 
-    ui->lablesView->textCommentFieldFirst()->setText(
+    views()->lablesView->textCommentFieldFirst()->setText(
         VLMStringFromKey(QStringLiteral("ApplicationWillBeLaunchedTextFirst")));
-    ui->lablesView->textCommentFieldSecond()->setText(
+    views()->lablesView->textCommentFieldSecond()->setText(
         VLMStringFromKey(QStringLiteral("ApplicationWillBeLaunchedTextSecond")));
 
     const QString removeAds = VLMStringFromKey(QStringLiteral("RemoveAdsText"));
-    ui->removeAdsButton->setText(removeAds);
-    ui->removeAdsImageButton->setText(removeAds.split(QLatin1Char(' ')).join(QLatin1Char('\n')).toUpper());
+    views()->removeAdsButton->setText(removeAds);
+    views()->removeAdsImageButton->setText(removeAds.split(QLatin1Char(' ')).join(QLatin1Char('\n')).toUpper());
 
     applyStackingOrder();
     // Pictures, texts and countdowns take no clicks: a click on them is a click on the ad
     // (urlButton beneath) or on a button, also while they fade out over one.
     for (QWidget *decoration :
-         { static_cast<QWidget *>(ui->lablesView), static_cast<QWidget *>(ui->iconImageView),
-           static_cast<QWidget *>(ui->bgImage), static_cast<QWidget *>(ui->timeVideoLabel),
-           static_cast<QWidget *>(ui->videoProgressView), static_cast<QWidget *>(ui->interstitialImage),
-           static_cast<QWidget *>(ui->splashScreenPlayerView) })
+         { static_cast<QWidget *>(views()->lablesView), static_cast<QWidget *>(views()->iconImageView),
+           static_cast<QWidget *>(views()->bgImage), static_cast<QWidget *>(views()->timeVideoLabel),
+           static_cast<QWidget *>(views()->videoProgressView), static_cast<QWidget *>(views()->interstitialImage),
+           static_cast<QWidget *>(views()->splashScreenPlayerView) })
         decoration->setAttribute(Qt::WA_TransparentForMouseEvents);
 
     for (QWidget *element :
-         { static_cast<QWidget *>(ui->closeButton), static_cast<QWidget *>(ui->splashScreenPlayerView),
-           static_cast<QWidget *>(ui->timeVideoLabel), static_cast<QWidget *>(ui->videoProgressView),
-           static_cast<QWidget *>(ui->soundButton) })
+         { static_cast<QWidget *>(views()->closeButton), static_cast<QWidget *>(views()->splashScreenPlayerView),
+           static_cast<QWidget *>(views()->timeVideoLabel), static_cast<QWidget *>(views()->videoProgressView),
+           static_cast<QWidget *>(views()->soundButton) })
         setHidden(element, true);
 
-    m_didInitState = true;
     // Always on a later turn of the loop, so that an icon the host sets first wins.
     QMetaObject::invokeMethod(this, &SplashScreenController::applyIconIfUnset, Qt::QueuedConnection);
 }
@@ -333,13 +357,13 @@ void SplashScreenController::initViewState()
 // countdown text over its ring), 2 for the video countdown and the buttons over the video.
 void SplashScreenController::applyStackingOrder()
 {
-    ui->lablesView->timeLabel()->raise();
-    ui->closeButton->raise();
-    ui->removeAdsImageButton->raise();
-    ui->videoProgressView->raise();
-    ui->timeVideoLabel->raise();
-    ui->removeAdsButton->raise();
-    ui->soundButton->raise();
+    views()->lablesView->timeLabel()->raise();
+    views()->closeButton->raise();
+    views()->removeAdsImageButton->raise();
+    views()->videoProgressView->raise();
+    views()->timeVideoLabel->raise();
+    views()->removeAdsButton->raise();
+    views()->soundButton->raise();
 }
 
 void SplashScreenController::applyIconIfUnset()
@@ -355,7 +379,7 @@ void SplashScreenController::applyIconIfUnset()
 
 void SplashScreenController::applySoundImage()
 {
-    ui->soundButton->setIcon(ui->soundButton->isChecked() ? m_soundAlternateImage : m_soundImage);
+    views()->soundButton->setIcon(views()->soundButton->isChecked() ? m_soundAlternateImage : m_soundImage);
 }
 
 // ---- View states ----------------------------------------------------------------------
@@ -381,50 +405,50 @@ void SplashScreenController::swapViewForState(int state)
 void SplashScreenController::showStartState()
 {
     for (QWidget *element :
-         { static_cast<QWidget *>(ui->splashScreenPlayerView), static_cast<QWidget *>(ui->timeVideoLabel),
-           static_cast<QWidget *>(ui->videoProgressView), static_cast<QWidget *>(ui->soundButton),
-           static_cast<QWidget *>(ui->closeButton), static_cast<QWidget *>(ui->interstitialImage),
-           static_cast<QWidget *>(ui->removeAdsImageButton) })
+         { static_cast<QWidget *>(views()->splashScreenPlayerView), static_cast<QWidget *>(views()->timeVideoLabel),
+           static_cast<QWidget *>(views()->videoProgressView), static_cast<QWidget *>(views()->soundButton),
+           static_cast<QWidget *>(views()->closeButton), static_cast<QWidget *>(views()->interstitialImage),
+           static_cast<QWidget *>(views()->removeAdsImageButton) })
         setHidden(element, true);
     fadeHidden(m_view, false);
     m_rehearsalPending = true;
-    fadeHidden(ui->removeAdsButton, m_withouSplash || m_hiddenButtonBeforeVideo);
-    fadeHidden(ui->iconImageView, m_withouSplash || m_hiddenIcon || m_hiddenIconBeforeVideo);
-    fadeHidden(ui->lablesView, m_withouSplash);
-    fadeHidden(ui->bgImage, m_withouSplash || m_hiddenBackgroundImage || m_hiddenBackgroundImageBeforeVideo);
+    fadeHidden(views()->removeAdsButton, m_withouSplash || m_hiddenButtonBeforeVideo);
+    fadeHidden(views()->iconImageView, m_withouSplash || m_hiddenIcon || m_hiddenIconBeforeVideo);
+    fadeHidden(views()->lablesView, m_withouSplash);
+    fadeHidden(views()->bgImage, m_withouSplash || m_hiddenBackgroundImage || m_hiddenBackgroundImageBeforeVideo);
 }
 
 void SplashScreenController::showVideoState()
 {
-    fadeHidden(ui->removeAdsButton, true);
-    fadeHidden(ui->iconImageView, true);
-    fadeHidden(ui->lablesView, true);
-    fadeHidden(ui->removeAdsButton, true);
-    fadeHidden(ui->closeButton, true);
-    fadeHidden(ui->interstitialImage, true);
-    fadeHidden(ui->bgImage, true);
-    fadeHidden(ui->removeAdsImageButton, false);
+    fadeHidden(views()->removeAdsButton, true);
+    fadeHidden(views()->iconImageView, true);
+    fadeHidden(views()->lablesView, true);
+    fadeHidden(views()->removeAdsButton, true);
+    fadeHidden(views()->closeButton, true);
+    fadeHidden(views()->interstitialImage, true);
+    fadeHidden(views()->bgImage, true);
+    fadeHidden(views()->removeAdsImageButton, false);
     fadeHidden(m_view, false);
-    fadeHidden(ui->splashScreenPlayerView, false);
-    fadeHidden(ui->timeVideoLabel, false);
-    fadeHidden(ui->videoProgressView, false);
-    fadeHidden(ui->soundButton, false);
+    fadeHidden(views()->splashScreenPlayerView, false);
+    fadeHidden(views()->timeVideoLabel, false);
+    fadeHidden(views()->videoProgressView, false);
+    fadeHidden(views()->soundButton, false);
 }
 
 void SplashScreenController::showEndState()
 {
     const bool interstitial = !m_interstitialUrl.isEmpty();
     for (QWidget *element :
-         { static_cast<QWidget *>(ui->splashScreenPlayerView), static_cast<QWidget *>(ui->timeVideoLabel),
-           static_cast<QWidget *>(ui->videoProgressView), static_cast<QWidget *>(ui->soundButton),
-           static_cast<QWidget *>(ui->lablesView), static_cast<QWidget *>(ui->removeAdsImageButton) })
+         { static_cast<QWidget *>(views()->splashScreenPlayerView), static_cast<QWidget *>(views()->timeVideoLabel),
+           static_cast<QWidget *>(views()->videoProgressView), static_cast<QWidget *>(views()->soundButton),
+           static_cast<QWidget *>(views()->lablesView), static_cast<QWidget *>(views()->removeAdsImageButton) })
         fadeHidden(element, true);
     fadeHidden(m_view, false);
-    fadeHidden(ui->iconImageView, interstitial || m_hiddenIcon || m_hiddenIconAfterVideo);
-    fadeHidden(ui->removeAdsButton, interstitial || m_hiddenButtonAfterVideo);
-    fadeHidden(ui->closeButton, false);
-    fadeHidden(ui->interstitialImage, !interstitial);
-    fadeHidden(ui->bgImage, interstitial || m_hiddenBackgroundImage || m_hiddenBackgroundImageAfterVideo);
+    fadeHidden(views()->iconImageView, interstitial || m_hiddenIcon || m_hiddenIconAfterVideo);
+    fadeHidden(views()->removeAdsButton, interstitial || m_hiddenButtonAfterVideo);
+    fadeHidden(views()->closeButton, false);
+    fadeHidden(views()->interstitialImage, !interstitial);
+    fadeHidden(views()->bgImage, interstitial || m_hiddenBackgroundImage || m_hiddenBackgroundImageAfterVideo);
 }
 
 void SplashScreenController::setHidden(QWidget *element, bool hidden)
@@ -450,7 +474,7 @@ void SplashScreenController::applyRootOpacity(qreal opacity)
 {
     const bool done = opacity >= 1.0;
     for (QWidget *element : m_view->findChildren<QWidget *>(Qt::FindDirectChildrenOnly)) {
-        if (element == ui->urlButton || element->findChild<QPropertyAnimation *>(kFadeName, Qt::FindDirectChildrenOnly))
+        if (element == views()->urlButton || element->findChild<QPropertyAnimation *>(kFadeName, Qt::FindDirectChildrenOnly))
             continue;
         if (paintsOwnOpacity(element)) {
             element->setProperty(kOpacityProperty, opacity);
@@ -591,8 +615,8 @@ void SplashScreenController::showVideo()
     m_canShowEnd = false;
     initVideoLayer();
     swapViewForState(SplashScreenViewStateVideo);
-    ui->soundButton->setChecked(m_muted);
-    fadeHidden(ui->splashScreenPlayerView, false);
+    views()->soundButton->setChecked(m_muted);
+    fadeHidden(views()->splashScreenPlayerView, false);
 }
 
 void SplashScreenController::showEndScreen()
@@ -601,9 +625,9 @@ void SplashScreenController::showEndScreen()
         return;
     if (!m_canShowEnd) {
         // The video plays on; only its close button appears.
-        fadeHidden(ui->closeButton, false);
-        fadeHidden(ui->timeVideoLabel, true);
-        fadeHidden(ui->videoProgressView, true);
+        fadeHidden(views()->closeButton, false);
+        fadeHidden(views()->timeVideoLabel, true);
+        fadeHidden(views()->videoProgressView, true);
         return;
     }
     m_withouSplash = false;
@@ -656,7 +680,7 @@ void SplashScreenController::startHelperAhead()
             if (m_preparation != VideoPreparation::Posted)
                 return;
             m_preparation = VideoPreparation::None;
-            m_playback->prepare(m_likelyVideoUrl.isEmpty() ? m_videoUrl : m_likelyVideoUrl, ui->splashScreenPlayerView);
+            m_playback->prepare(m_likelyVideoUrl.isEmpty() ? m_videoUrl : m_likelyVideoUrl, views()->splashScreenPlayerView);
         },
         Qt::QueuedConnection);
 }
@@ -665,9 +689,9 @@ void SplashScreenController::startHelperAhead()
 // frame would otherwise pay for all of their first paints at once.
 void SplashScreenController::rehearseVideoElements()
 {
-    for (QWidget *element : { static_cast<QWidget *>(ui->removeAdsImageButton), static_cast<QWidget *>(ui->soundButton),
-                              static_cast<QWidget *>(ui->videoProgressView), static_cast<QWidget *>(ui->timeVideoLabel),
-                              static_cast<QWidget *>(ui->closeButton) }) {
+    for (QWidget *element : { static_cast<QWidget *>(views()->removeAdsImageButton), static_cast<QWidget *>(views()->soundButton),
+                              static_cast<QWidget *>(views()->videoProgressView), static_cast<QWidget *>(views()->timeVideoLabel),
+                              static_cast<QWidget *>(views()->closeButton) }) {
         IdleQueue::post(element, [this, element] {
             if (isElementHidden(element))
                 paintOffscreen(element);
@@ -678,7 +702,7 @@ void SplashScreenController::rehearseVideoElements()
 void SplashScreenController::initVideoLayer()
 {
     m_preparation = VideoPreparation::None;
-    m_playerlayer = ui->splashScreenPlayerView;
+    m_playerlayer = views()->splashScreenPlayerView;
     m_playback->load(m_videoUrl, m_muted, m_playerlayer);
 }
 
@@ -726,14 +750,18 @@ void SplashScreenController::continueShow()
 
 void SplashScreenController::pauseProgressViews()
 {
-    ui->lablesView->timeProgressView()->stop();
-    ui->videoProgressView->stop();
+    if (!m_didInitState)
+        return;
+    views()->lablesView->timeProgressView()->stop();
+    views()->videoProgressView->stop();
 }
 
 void SplashScreenController::compliteProgressViews()
 {
-    ui->lablesView->timeProgressView()->complite();
-    ui->videoProgressView->complite();
+    if (!m_didInitState)
+        return;
+    views()->lablesView->timeProgressView()->complite();
+    views()->videoProgressView->complite();
 }
 
 // ---- Teardown -------------------------------------------------------------------------
@@ -753,10 +781,10 @@ void SplashScreenController::hide()
     // The end screen's decoded picture (megabytes) is not kept between showings: once the
     // fade is over it goes, and the next end screen loads it again.
     QTimer::singleShot(1000, this, [this] {
-        if (m_view && isElementHidden(m_view)) {
+        if (m_view && m_didInitState && isElementHidden(m_view)) {
             m_preparedStill = {};
             m_shownStill = {};
-            ui->interstitialImage->clear();
+            views()->interstitialImage->clear();
         }
     });
 }
@@ -764,10 +792,12 @@ void SplashScreenController::hide()
 // Buttons that take no input let it through to the root view, which keeps it.
 void SplashScreenController::setInteractive(bool on)
 {
+    if (!m_didInitState)
+        return; // made hidden; a showing makes them interactive
     for (QWidget *button :
-         { static_cast<QWidget *>(ui->urlButton), static_cast<QWidget *>(ui->closeButton),
-           static_cast<QWidget *>(ui->removeAdsButton), static_cast<QWidget *>(ui->removeAdsImageButton),
-           static_cast<QWidget *>(ui->soundButton) })
+         { static_cast<QWidget *>(views()->urlButton), static_cast<QWidget *>(views()->closeButton),
+           static_cast<QWidget *>(views()->removeAdsButton), static_cast<QWidget *>(views()->removeAdsImageButton),
+           static_cast<QWidget *>(views()->soundButton) })
         button->setAttribute(Qt::WA_TransparentForMouseEvents, !on);
 }
 
@@ -795,8 +825,8 @@ void SplashScreenController::removeAdsAction(QAbstractButton *)
 
 void SplashScreenController::goToURLForBanner(QAbstractButton *)
 {
-    const bool onAd = !isElementHidden(ui->splashScreenPlayerView) || !isElementHidden(ui->interstitialImage)
-        || !isElementHidden(ui->closeButton);
+    const bool onAd = !isElementHidden(views()->splashScreenPlayerView) || !isElementHidden(views()->interstitialImage)
+        || !isElementHidden(views()->closeButton);
     if (onAd && m_output)
         m_output->didClickOnVideo();
 }
@@ -965,7 +995,7 @@ QRect SplashScreenController::videoRect() const
 // Showing it lays it out at once.
 void SplashScreenController::layoutViews()
 {
-    if (!m_view)
+    if (!m_view || !m_didInitState)
         return;
     if (!m_view->isVisible()) {
         m_layoutPending = true;
@@ -974,16 +1004,16 @@ void SplashScreenController::layoutViews()
             // each: the button's title and the labels' texts are measured a few letters a
             // turn, then the button and the labels whole, each in a turn of its own, then the
             // layout.
-            loadGlyphsInTurns(ui->removeAdsButton->baseTitleFont(), ui->removeAdsButton->text());
+            loadGlyphsInTurns(views()->removeAdsButton->baseTitleFont(), views()->removeAdsButton->text());
             for (const QLabel *label :
-                 { ui->lablesView->textCommentFieldFirst(), ui->lablesView->textCommentFieldSecond() }) {
+                 { views()->lablesView->textCommentFieldFirst(), views()->lablesView->textCommentFieldSecond() }) {
                 if (label)
                     loadGlyphsInTurns(label->font(), label->text());
             }
-            IdleQueue::post(this, [this] { (void)ui->removeAdsButton->sizeHint(); });
+            IdleQueue::post(this, [this] { (void)views()->removeAdsButton->sizeHint(); });
             IdleQueue::post(this, [this] {
                 if (m_view)
-                    (void)ui->lablesView->heightForWidth(m_view->width());
+                    (void)views()->lablesView->heightForWidth(m_view->width());
             });
             IdleQueue::post(this, [this] {
                 m_layoutQueued = false;
@@ -1023,22 +1053,22 @@ void SplashScreenController::layoutNow()
     const int width = bounds.width();
     const int height = bounds.height();
 
-    ui->bgImage->setGeometry(bounds);
-    ui->urlButton->setGeometry(bounds);
-    ui->splashScreenPlayerView->setGeometry(videoRect());
+    views()->bgImage->setGeometry(bounds);
+    views()->urlButton->setGeometry(bounds);
+    views()->splashScreenPlayerView->setGeometry(videoRect());
 
     // Start and end screens: icon and texts centred above the remove-ads button. A window
     // too low for all of it first shrinks the icon, then leaves it out; the texts with their
     // countdown and the button stay. Without any icon (none set, none of the application's)
     // there is no empty square above the texts either.
     const int buttonWidth
-        = qMin(width - 2 * kMargin, qMax(kRemoveAdsMinWidth, ui->removeAdsButton->sizeHint().width()));
+        = qMin(width - 2 * kMargin, qMax(kRemoveAdsMinWidth, views()->removeAdsButton->sizeHint().width()));
     const int buttonTop = height - 2 * kMargin - kRemoveAdsHeight;
-    ui->removeAdsButton->setGeometry((width - buttonWidth) / 2, buttonTop, buttonWidth, kRemoveAdsHeight);
-    const int labelsHeight = ui->lablesView->heightForWidth(width) > 0 ? ui->lablesView->heightForWidth(width)
-                                                                       : ui->lablesView->sizeHint().height();
+    views()->removeAdsButton->setGeometry((width - buttonWidth) / 2, buttonTop, buttonWidth, kRemoveAdsHeight);
+    const int labelsHeight = views()->lablesView->heightForWidth(width) > 0 ? views()->lablesView->heightForWidth(width)
+                                                                       : views()->lablesView->sizeHint().height();
     // The end screen has no texts: its icon alone is centred.
-    const bool withTexts = !isElementHidden(ui->lablesView);
+    const bool withTexts = !isElementHidden(views()->lablesView);
     const int textsHeight = withTexts ? labelsHeight : 0;
     const int room = buttonTop - 2 * kMargin;
     int iconSize = m_shownIcon.isNull() ? 0 : qBound(72, qMin(width, height) / 5, 144);
@@ -1048,37 +1078,37 @@ void SplashScreenController::layoutNow()
     const int gap = iconSize > 0 && withTexts ? kIconGap : 0;
     const int blockHeight = iconSize + gap + textsHeight;
     const int blockTop = qMax(kMargin, (buttonTop - kMargin - blockHeight) / 2);
-    ui->iconImageView->setGeometry((width - iconSize) / 2, blockTop, iconSize, iconSize);
-    ui->lablesView->setGeometry(0, blockTop + iconSize + gap, width, labelsHeight);
+    views()->iconImageView->setGeometry((width - iconSize) / 2, blockTop, iconSize, iconSize);
+    views()->lablesView->setGeometry(0, blockTop + iconSize + gap, width, labelsHeight);
 
     // Over the video: countdown top right (where the close button appears), sound and
     // remove-ads at the bottom corners.
     const int ringMargin = m_spashTimerConstraint1 ? qRound(m_spashTimerConstraint1->constant) : kMargin;
     const QRect ring(width - ringMargin - kRingSize, ringMargin, kRingSize, kRingSize);
-    ui->videoProgressView->setGeometry(ring);
+    views()->videoProgressView->setGeometry(ring);
     const int textOffset = m_splashTimerConstraint ? qRound(m_splashTimerConstraint->constant) : 0;
-    ui->timeVideoLabel->setGeometry(ring.translated(0, textOffset));
+    views()->timeVideoLabel->setGeometry(ring.translated(0, textOffset));
     QRect close(0, 0, kCloseSize, kCloseSize);
     close.moveCenter(ring.center());
-    ui->closeButton->setGeometry(close);
-    ui->soundButton->setGeometry(kMargin, height - kMargin - kSoundSize - (kRemoveAdsCircle - kSoundSize) / 2,
+    views()->closeButton->setGeometry(close);
+    views()->soundButton->setGeometry(kMargin, height - kMargin - kSoundSize - (kRemoveAdsCircle - kSoundSize) / 2,
                                  kSoundSize, kSoundSize);
-    ui->removeAdsImageButton->setGeometry(width - kMargin - kRemoveAdsCircle, height - kMargin - kRemoveAdsCircle,
+    views()->removeAdsImageButton->setGeometry(width - kMargin - kRemoveAdsCircle, height - kMargin - kRemoveAdsCircle,
                                           kRemoveAdsCircle, kRemoveAdsCircle);
 
     // End screen: the interstitial picture below the close button's bar.
-    ui->interstitialImage->setGeometry(bounds.adjusted(kMargin, kVideoTopBar, -kMargin, -kMargin).intersected(bounds));
+    views()->interstitialImage->setGeometry(bounds.adjusted(kMargin, kVideoTopBar, -kMargin, -kMargin).intersected(bounds));
     layoutImages();
 }
 
 void SplashScreenController::layoutImages()
 {
-    if (!m_view)
+    if (!m_view || !m_didInitState)
         return;
     const qreal ratio = m_view->devicePixelRatioF();
-    ui->bgImage->setPixmap(scaledPixmap(m_backgroundImage, ui->bgImage->size(), m_backgroundImageScaling, ratio));
-    ui->iconImageView->setPixmap(
-        scaledPixmap(m_shownIcon, ui->iconImageView->size(), ImageScaleProportionallyUpOrDown, ratio));
+    views()->bgImage->setPixmap(scaledPixmap(m_backgroundImage, views()->bgImage->size(), m_backgroundImageScaling, ratio));
+    views()->iconImageView->setPixmap(
+        scaledPixmap(m_shownIcon, views()->iconImageView->size(), ImageScaleProportionallyUpOrDown, ratio));
     layoutStill();
 }
 
@@ -1087,15 +1117,15 @@ void SplashScreenController::layoutImages()
 // picture. Decoded here only when that did not finish in time or the view's size changed.
 void SplashScreenController::layoutStill()
 {
-    const StillKey wanted { m_interstitialUrl, ui->interstitialImage->size(), m_view->devicePixelRatioF() };
+    const StillKey wanted { m_interstitialUrl, views()->interstitialImage->size(), m_view->devicePixelRatioF() };
     if (m_interstitialUrl.isEmpty() || wanted == m_shownStill)
         return;
     if (m_preparedStill.key == wanted && !m_preparedStill.image.isNull()) {
-        ui->interstitialImage->setPixmap(QPixmap::fromImage(std::move(m_preparedStill.image)));
+        views()->interstitialImage->setPixmap(QPixmap::fromImage(std::move(m_preparedStill.image)));
     } else {
-        if (isElementHidden(ui->interstitialImage))
+        if (isElementHidden(views()->interstitialImage))
             return; // not needed yet
-        ui->interstitialImage->setPixmap(
+        views()->interstitialImage->setPixmap(
             scaledPixmap(loadImage(m_interstitialUrl), wanted.size, ImageScaleProportionallyUpOrDown, wanted.ratio));
     }
     m_preparedStill = {};
@@ -1104,7 +1134,7 @@ void SplashScreenController::layoutStill()
 
 void SplashScreenController::prepareStill()
 {
-    const StillKey key { m_interstitialUrl, ui->interstitialImage->size(), m_view->devicePixelRatioF() };
+    const StillKey key { m_interstitialUrl, views()->interstitialImage->size(), m_view->devicePixelRatioF() };
     if (key.url.isEmpty() || key == m_shownStill || key == m_preparedStill.key)
         return;
     m_preparedStill = { key, QImage() };
@@ -1133,7 +1163,7 @@ QUrl SplashScreenController::videoUrl() const
 void SplashScreenController::setInterstitialUrl(const QUrl &url)
 {
     m_interstitialUrl = url;
-    if (m_view && MainThread::isCurrent())
+    if (m_view && m_didInitState && MainThread::isCurrent())
         prepareStill();
 }
 
@@ -1154,22 +1184,26 @@ bool SplashScreenController::isFocus() const
 
 void SplashScreenController::setTimerText(const QString &text)
 {
-    ui->lablesView->timeLabel()->setText(text);
+    m_timerText = text;
+    if (m_didInitState)
+        ui->lablesView->timeLabel()->setText(text);
 }
 
 void SplashScreenController::setVideoTimerText(const QString &text)
 {
-    ui->timeVideoLabel->setText(text);
+    m_videoTimerText = text;
+    if (m_didInitState)
+        ui->timeVideoLabel->setText(text);
 }
 
 void SplashScreenController::startTimerViewFromSec(int fromSec, int endSec)
 {
-    ui->lablesView->timeProgressView()->startTimerFromSec(float(fromSec), float(endSec));
+    views()->lablesView->timeProgressView()->startTimerFromSec(float(fromSec), float(endSec));
 }
 
 void SplashScreenController::startVideoTimerViewFromSec(int fromSec, int endSec)
 {
-    ui->videoProgressView->startTimerFromSec(float(fromSec), float(endSec));
+    views()->videoProgressView->startTimerFromSec(float(fromSec), float(endSec));
 }
 
 void SplashScreenController::setBackgroundColor(const QColor &color)
@@ -1200,51 +1234,65 @@ void SplashScreenController::setIcon(const QImage &icon)
 void SplashScreenController::setTextColor(const QColor &color)
 {
     m_textColor = color;
-    setTextColorOf(ui->lablesView->textCommentFieldFirst(), color);
-    setTextColorOf(ui->lablesView->textCommentFieldSecond(), color);
+    if (!m_didInitState)
+        return;
+    setTextColorOf(views()->lablesView->textCommentFieldFirst(), color);
+    setTextColorOf(views()->lablesView->textCommentFieldSecond(), color);
 }
 
 void SplashScreenController::setTimerTextColor(const QColor &color)
 {
     m_timerTextColor = color;
-    setTextColorOf(ui->lablesView->timeLabel(), color);
-    setTextColorOf(ui->timeVideoLabel, color);
+    if (!m_didInitState)
+        return;
+    setTextColorOf(views()->lablesView->timeLabel(), color);
+    setTextColorOf(views()->timeVideoLabel, color);
 }
 
 // The rings pick up their new colours and widths at their next redraw.
 void SplashScreenController::setTimerBackgroundColor(const QColor &color)
 {
     m_timerBackgroundColor = color;
-    ui->videoProgressView->setBackgroundColor(color);
-    ui->lablesView->timeProgressView()->setBackgroundColor(color);
+    if (!m_didInitState)
+        return;
+    views()->videoProgressView->setBackgroundColor(color);
+    views()->lablesView->timeProgressView()->setBackgroundColor(color);
 }
 
 void SplashScreenController::setTimerBorderColor(const QColor &color)
 {
     m_timerBorderColor = color;
-    ui->videoProgressView->setBackgroundProgressColor(color);
-    ui->lablesView->timeProgressView()->setBackgroundProgressColor(color);
+    if (!m_didInitState)
+        return;
+    views()->videoProgressView->setBackgroundProgressColor(color);
+    views()->lablesView->timeProgressView()->setBackgroundProgressColor(color);
 }
 
 void SplashScreenController::setTimerProgressColor(const QColor &color)
 {
     m_timerProgressColor = color;
-    ui->videoProgressView->setProgressColor(color);
-    ui->lablesView->timeProgressView()->setProgressColor(color);
+    if (!m_didInitState)
+        return;
+    views()->videoProgressView->setProgressColor(color);
+    views()->lablesView->timeProgressView()->setProgressColor(color);
 }
 
 void SplashScreenController::setTimerBorderWidth(double width)
 {
     m_timerBorderWidth = width;
-    ui->videoProgressView->setWidthBorder(width);
-    ui->lablesView->timeProgressView()->setWidthBorder(width);
+    if (!m_didInitState)
+        return;
+    views()->videoProgressView->setWidthBorder(width);
+    views()->lablesView->timeProgressView()->setWidthBorder(width);
 }
 
 void SplashScreenController::setTimerProgressWidth(double width)
 {
     m_timerProgressWidth = width;
-    ui->videoProgressView->setWidthProgress(width);
-    ui->lablesView->timeProgressView()->setWidthProgress(width);
+    if (!m_didInitState)
+        return;
+    views()->videoProgressView->setWidthProgress(width);
+    views()->lablesView->timeProgressView()->setWidthProgress(width);
 }
 
 void SplashScreenController::setHiddenIcon(bool hidden)
@@ -1291,62 +1339,62 @@ void SplashScreenController::setHiddenButtonAfterVideo(bool hidden)
 
 QWidget *SplashScreenController::splashScreenPlayerView() const
 {
-    return ui->splashScreenPlayerView;
+    return views()->splashScreenPlayerView;
 }
 
 SplashScreenLabelsView *SplashScreenController::lablesView() const
 {
-    return ui->lablesView;
+    return views()->lablesView;
 }
 
 QLabel *SplashScreenController::iconImageView() const
 {
-    return ui->iconImageView;
+    return views()->iconImageView;
 }
 
 QLabel *SplashScreenController::bgImage() const
 {
-    return ui->bgImage;
+    return views()->bgImage;
 }
 
 QLabel *SplashScreenController::timeVideoLabel() const
 {
-    return ui->timeVideoLabel;
+    return views()->timeVideoLabel;
 }
 
 TimeProgressView *SplashScreenController::videoProgressView() const
 {
-    return ui->videoProgressView;
+    return views()->videoProgressView;
 }
 
 QAbstractButton *SplashScreenController::urlButton() const
 {
-    return ui->urlButton;
+    return views()->urlButton;
 }
 
 QAbstractButton *SplashScreenController::closeButton() const
 {
-    return ui->closeButton;
+    return views()->closeButton;
 }
 
 QAbstractButton *SplashScreenController::removeAdsButton() const
 {
-    return ui->removeAdsButton;
+    return views()->removeAdsButton;
 }
 
 QAbstractButton *SplashScreenController::removeAdsImageButton() const
 {
-    return ui->removeAdsImageButton;
+    return views()->removeAdsImageButton;
 }
 
 QAbstractButton *SplashScreenController::soundButton() const
 {
-    return ui->soundButton;
+    return views()->soundButton;
 }
 
 QLabel *SplashScreenController::interstitialImage() const
 {
-    return ui->interstitialImage;
+    return views()->interstitialImage;
 }
 
 } // namespace velmora

@@ -69,11 +69,11 @@ public:
     static unsigned int collectionBehavior(const QWidget *window);
     static bool isResizable(const QWidget *window);
 
-    // Loads the view tree; not attached to any window yet.
+    // Makes the root view (its elements follow on the next turn); not attached to any window yet.
     explicit SplashScreenController(QObject *parent = nullptr);
     ~SplashScreenController() override;
 
-    // The root view.
+    // The root view, with its elements.
     ColoredView *view() const;
 
     // SplashScreenControllerProtocolInput
@@ -159,6 +159,7 @@ public:
 
     bool canShowEnd() const { return m_canShowEnd; }
     bool withouSplash() const { return m_withouSplash; }
+    // Whether the view's elements are made and set up.
     bool didInitState() const { return m_didInitState; }
     unsigned int oldWindowCollection() const { return m_oldWindowCollection; }
     bool oldResize() const { return m_oldResize; }
@@ -205,6 +206,8 @@ protected:
 
 private:
     void loadView();
+    void loadElementsIfNeeded();
+    Ui::SplashScreenController *views() const;
     void applyAppearance();
     void connectActions();
     void applyStackingOrder();
@@ -277,6 +280,8 @@ private:
     bool m_canShowEnd = true;
     bool m_withouSplash = false;
     bool m_didInitState = false;
+    QString m_timerText;
+    QString m_videoTimerText;
     // A layout waits for a later turn (or the view's showing).
     bool m_layoutPending = false;
     bool m_layoutQueued = false;
