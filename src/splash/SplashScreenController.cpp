@@ -308,62 +308,62 @@ template<typename Call> bool SplashScreenController::postToMainThread(Call call)
 
 void SplashScreenController::connectActions()
 {
-    connect(views()->urlButton, &QAbstractButton::clicked, this, [this] { goToURLForBanner(views()->urlButton); });
-    connect(views()->closeButton, &QAbstractButton::clicked, this, [this] { closeSplashScreen(views()->closeButton); });
-    connect(views()->removeAdsButton, &QAbstractButton::clicked, this, [this] { removeAdsAction(views()->removeAdsButton); });
-    connect(views()->removeAdsImageButton, &QAbstractButton::clicked, this,
-            [this] { removeAdsAction(views()->removeAdsImageButton); });
-    connect(views()->soundButton, &QAbstractButton::clicked, this, [this] { soundOnOff(views()->soundButton); });
-    connect(views()->soundButton, &QAbstractButton::toggled, this, &SplashScreenController::applySoundImage);
+    connect(ui->urlButton, &QAbstractButton::clicked, this, [this] { goToURLForBanner(ui->urlButton); });
+    connect(ui->closeButton, &QAbstractButton::clicked, this, [this] { closeSplashScreen(ui->closeButton); });
+    connect(ui->removeAdsButton, &QAbstractButton::clicked, this, [this] { removeAdsAction(ui->removeAdsButton); });
+    connect(ui->removeAdsImageButton, &QAbstractButton::clicked, this,
+            [this] { removeAdsAction(ui->removeAdsImageButton); });
+    connect(ui->soundButton, &QAbstractButton::clicked, this, [this] { soundOnOff(ui->soundButton); });
+    connect(ui->soundButton, &QAbstractButton::toggled, this, &SplashScreenController::applySoundImage);
 }
 
 void SplashScreenController::initViewState()
 {
-    views()->closeButton->setIcon(ResourceIcon::load(QStringLiteral("ads_close_button")));
+    ui->closeButton->setIcon(ResourceIcon::load(QStringLiteral("ads_close_button")));
     m_soundImage = ResourceIcon::load(QStringLiteral("ads_sound_on"));
     m_soundAlternateImage = ResourceIcon::load(QStringLiteral("ads_sound_off"));
     applySoundImage();
 
-    views()->lablesView->textCommentFieldFirst()->setText(
+    ui->lablesView->textCommentFieldFirst()->setText(
         VLMStringFromKey(QStringLiteral("ApplicationWillBeLaunchedTextFirst")));
-    views()->lablesView->textCommentFieldSecond()->setText(
+    ui->lablesView->textCommentFieldSecond()->setText(
         VLMStringFromKey(QStringLiteral("ApplicationWillBeLaunchedTextSecond")));
 
     const QString removeAds = VLMStringFromKey(QStringLiteral("RemoveAdsText"));
-    views()->removeAdsButton->setText(removeAds);
-    views()->removeAdsImageButton->setText(removeAds.split(QLatin1Char(' ')).join(QLatin1Char('\n')).toUpper());
+    ui->removeAdsButton->setText(removeAds);
+    ui->removeAdsImageButton->setText(removeAds.split(QLatin1Char(' ')).join(QLatin1Char('\n')).toUpper());
 
     applyStackingOrder();
     // Pictures, texts and countdowns take no clicks: a click on them is a click on the ad
     // (urlButton beneath) or on a button, also while they fade out over one.
     for (QWidget *decoration :
-         { static_cast<QWidget *>(views()->lablesView), static_cast<QWidget *>(views()->iconImageView),
-           static_cast<QWidget *>(views()->bgImage), static_cast<QWidget *>(views()->timeVideoLabel),
-           static_cast<QWidget *>(views()->videoProgressView), static_cast<QWidget *>(views()->interstitialImage),
-           static_cast<QWidget *>(views()->splashScreenPlayerView) })
+         { static_cast<QWidget *>(ui->lablesView), static_cast<QWidget *>(ui->iconImageView),
+           static_cast<QWidget *>(ui->bgImage), static_cast<QWidget *>(ui->timeVideoLabel),
+           static_cast<QWidget *>(ui->videoProgressView), static_cast<QWidget *>(ui->interstitialImage),
+           static_cast<QWidget *>(ui->splashScreenPlayerView) })
         decoration->setAttribute(Qt::WA_TransparentForMouseEvents);
 
     for (QWidget *element :
-         { static_cast<QWidget *>(views()->closeButton), static_cast<QWidget *>(views()->splashScreenPlayerView),
-           static_cast<QWidget *>(views()->timeVideoLabel), static_cast<QWidget *>(views()->videoProgressView),
-           static_cast<QWidget *>(views()->soundButton) })
+         { static_cast<QWidget *>(ui->closeButton), static_cast<QWidget *>(ui->splashScreenPlayerView),
+           static_cast<QWidget *>(ui->timeVideoLabel), static_cast<QWidget *>(ui->videoProgressView),
+           static_cast<QWidget *>(ui->soundButton) })
         setHidden(element, true);
 
     // Always on a later turn of the loop, so that an icon the host sets first wins.
     QMetaObject::invokeMethod(this, &SplashScreenController::applyIconIfUnset, Qt::QueuedConnection);
 }
 
-// Z positions: 0 for the backdrop and the ad, 1 for the close button (and the start
+// Z positions (set while the elements are made): 0 for the backdrop and the ad, 1 for the close button (and the start
 // countdown text over its ring), 2 for the video countdown and the buttons over the video.
 void SplashScreenController::applyStackingOrder()
 {
-    views()->lablesView->timeLabel()->raise();
-    views()->closeButton->raise();
-    views()->removeAdsImageButton->raise();
-    views()->videoProgressView->raise();
-    views()->timeVideoLabel->raise();
-    views()->removeAdsButton->raise();
-    views()->soundButton->raise();
+    ui->lablesView->timeLabel()->raise();
+    ui->closeButton->raise();
+    ui->removeAdsImageButton->raise();
+    ui->videoProgressView->raise();
+    ui->timeVideoLabel->raise();
+    ui->removeAdsButton->raise();
+    ui->soundButton->raise();
 }
 
 void SplashScreenController::applyIconIfUnset()
@@ -474,7 +474,8 @@ void SplashScreenController::applyRootOpacity(qreal opacity)
 {
     const bool done = opacity >= 1.0;
     for (QWidget *element : m_view->findChildren<QWidget *>(Qt::FindDirectChildrenOnly)) {
-        if (element == views()->urlButton || element->findChild<QPropertyAnimation *>(kFadeName, Qt::FindDirectChildrenOnly))
+        if (element == views()->urlButton
+            || element->findChild<QPropertyAnimation *>(kFadeName, Qt::FindDirectChildrenOnly))
             continue;
         if (paintsOwnOpacity(element)) {
             element->setProperty(kOpacityProperty, opacity);
@@ -680,7 +681,8 @@ void SplashScreenController::startHelperAhead()
             if (m_preparation != VideoPreparation::Posted)
                 return;
             m_preparation = VideoPreparation::None;
-            m_playback->prepare(m_likelyVideoUrl.isEmpty() ? m_videoUrl : m_likelyVideoUrl, views()->splashScreenPlayerView);
+            m_playback->prepare(m_likelyVideoUrl.isEmpty() ? m_videoUrl : m_likelyVideoUrl,
+                                views()->splashScreenPlayerView);
         },
         Qt::QueuedConnection);
 }
@@ -689,9 +691,10 @@ void SplashScreenController::startHelperAhead()
 // frame would otherwise pay for all of their first paints at once.
 void SplashScreenController::rehearseVideoElements()
 {
-    for (QWidget *element : { static_cast<QWidget *>(views()->removeAdsImageButton), static_cast<QWidget *>(views()->soundButton),
-                              static_cast<QWidget *>(views()->videoProgressView), static_cast<QWidget *>(views()->timeVideoLabel),
-                              static_cast<QWidget *>(views()->closeButton) }) {
+    for (QWidget *element :
+         { static_cast<QWidget *>(views()->removeAdsImageButton), static_cast<QWidget *>(views()->soundButton),
+           static_cast<QWidget *>(views()->videoProgressView), static_cast<QWidget *>(views()->timeVideoLabel),
+           static_cast<QWidget *>(views()->closeButton) }) {
         IdleQueue::post(element, [this, element] {
             if (isElementHidden(element))
                 paintOffscreen(element);
@@ -1066,7 +1069,7 @@ void SplashScreenController::layoutNow()
     const int buttonTop = height - 2 * kMargin - kRemoveAdsHeight;
     views()->removeAdsButton->setGeometry((width - buttonWidth) / 2, buttonTop, buttonWidth, kRemoveAdsHeight);
     const int labelsHeight = views()->lablesView->heightForWidth(width) > 0 ? views()->lablesView->heightForWidth(width)
-                                                                       : views()->lablesView->sizeHint().height();
+                                                                            : views()->lablesView->sizeHint().height();
     // The end screen has no texts: its icon alone is centred.
     const bool withTexts = !isElementHidden(views()->lablesView);
     const int textsHeight = withTexts ? labelsHeight : 0;
@@ -1092,12 +1095,13 @@ void SplashScreenController::layoutNow()
     close.moveCenter(ring.center());
     views()->closeButton->setGeometry(close);
     views()->soundButton->setGeometry(kMargin, height - kMargin - kSoundSize - (kRemoveAdsCircle - kSoundSize) / 2,
-                                 kSoundSize, kSoundSize);
+                                      kSoundSize, kSoundSize);
     views()->removeAdsImageButton->setGeometry(width - kMargin - kRemoveAdsCircle, height - kMargin - kRemoveAdsCircle,
-                                          kRemoveAdsCircle, kRemoveAdsCircle);
+                                               kRemoveAdsCircle, kRemoveAdsCircle);
 
     // End screen: the interstitial picture below the close button's bar.
-    views()->interstitialImage->setGeometry(bounds.adjusted(kMargin, kVideoTopBar, -kMargin, -kMargin).intersected(bounds));
+    views()->interstitialImage->setGeometry(
+        bounds.adjusted(kMargin, kVideoTopBar, -kMargin, -kMargin).intersected(bounds));
     layoutImages();
 }
 
@@ -1106,7 +1110,8 @@ void SplashScreenController::layoutImages()
     if (!m_view || !m_didInitState)
         return;
     const qreal ratio = m_view->devicePixelRatioF();
-    views()->bgImage->setPixmap(scaledPixmap(m_backgroundImage, views()->bgImage->size(), m_backgroundImageScaling, ratio));
+    views()->bgImage->setPixmap(
+        scaledPixmap(m_backgroundImage, views()->bgImage->size(), m_backgroundImageScaling, ratio));
     views()->iconImageView->setPixmap(
         scaledPixmap(m_shownIcon, views()->iconImageView->size(), ImageScaleProportionallyUpOrDown, ratio));
     layoutStill();
