@@ -261,13 +261,15 @@ void SplashScreenController::applyAppearance()
          { std::pair { m_timerBackgroundColor, &SplashScreenController::setTimerBackgroundColor },
            std::pair { m_timerBorderColor, &SplashScreenController::setTimerBorderColor },
            std::pair { m_timerProgressColor, &SplashScreenController::setTimerProgressColor } }) {
-        if (color.isValid())
-            (this->*setter)(color);
+        if (color)
+            (this->*setter)(*color);
     }
-    if (m_timerBorderWidth > 0)
-        setTimerBorderWidth(m_timerBorderWidth);
-    if (m_timerProgressWidth > 0)
-        setTimerProgressWidth(m_timerProgressWidth);
+    for (const auto &[width, setter] :
+         { std::pair { m_timerBorderWidth, &SplashScreenController::setTimerBorderWidth },
+           std::pair { m_timerProgressWidth, &SplashScreenController::setTimerProgressWidth } }) {
+        if (width)
+            (this->*setter)(*width);
+    }
     layoutImages();
 }
 
@@ -353,8 +355,9 @@ void SplashScreenController::initViewState()
     QMetaObject::invokeMethod(this, &SplashScreenController::applyIconIfUnset, Qt::QueuedConnection);
 }
 
-// Z positions (set while the elements are made): 0 for the backdrop and the ad, 1 for the close button (and the start
-// countdown text over its ring), 2 for the video countdown and the buttons over the video.
+// Z positions, set while the elements are made: 0 for the backdrop and the ad, 1 for the
+// close button (and the start countdown text over its ring), 2 for the video countdown and
+// the buttons over the video.
 void SplashScreenController::applyStackingOrder()
 {
     ui->lablesView->timeLabel()->raise();

@@ -11,6 +11,7 @@
 #include <QUrl>
 
 #include <memory>
+#include <optional>
 
 class QAbstractButton;
 class QAudioOutput;
@@ -173,11 +174,11 @@ public:
     QImage backgroundImage() const { return m_backgroundImage; }
     unsigned int backgroundImageScaling() const { return m_backgroundImageScaling; }
     QColor timerTextColor() const { return m_timerTextColor; }
-    QColor timerBackgroundColor() const { return m_timerBackgroundColor; }
-    QColor timerBorderColor() const { return m_timerBorderColor; }
-    QColor timerProgressColor() const { return m_timerProgressColor; }
-    double timerBorderWidth() const { return m_timerBorderWidth; }
-    double timerProgressWidth() const { return m_timerProgressWidth; }
+    QColor timerBackgroundColor() const { return m_timerBackgroundColor.value_or(QColor()); }
+    QColor timerBorderColor() const { return m_timerBorderColor.value_or(QColor()); }
+    QColor timerProgressColor() const { return m_timerProgressColor.value_or(QColor()); }
+    double timerBorderWidth() const { return m_timerBorderWidth.value_or(0); }
+    double timerProgressWidth() const { return m_timerProgressWidth.value_or(0); }
     bool isHiddenIcon() const { return m_hiddenIcon; }
     bool isHiddenIconBeforeVideo() const { return m_hiddenIconBeforeVideo; }
     bool isHiddenIconAfterVideo() const { return m_hiddenIconAfterVideo; }
@@ -301,11 +302,12 @@ private:
     QImage m_backgroundImage;
     unsigned int m_backgroundImageScaling = ImageScaleProportionallyDown;
     QColor m_timerTextColor;
-    QColor m_timerBackgroundColor;
-    QColor m_timerBorderColor;
-    QColor m_timerProgressColor;
-    double m_timerBorderWidth = 0;
-    double m_timerProgressWidth = 0;
+    // The rings' looks as set, also to none or 0; never set, the rings keep their own.
+    std::optional<QColor> m_timerBackgroundColor;
+    std::optional<QColor> m_timerBorderColor;
+    std::optional<QColor> m_timerProgressColor;
+    std::optional<double> m_timerBorderWidth;
+    std::optional<double> m_timerProgressWidth;
     bool m_hiddenIcon = false;
     bool m_hiddenIconBeforeVideo = false;
     bool m_hiddenIconAfterVideo = false;

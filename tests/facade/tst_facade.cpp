@@ -310,6 +310,8 @@ private Q_SLOTS:
         const QColor before(200, 30, 30);
         const QColor after(20, 40, 200);
         Velmora::setSplashScreenBackgroundColor(before);
+        // A ring without a border is a setting too, not a missing one.
+        Velmora::setSplashScreenTimerBorderWidth(0, 6);
         QMainWindow first;
         first.setCentralWidget(new QWidget);
         first.resize(800, 600);
@@ -318,6 +320,13 @@ private Q_SLOTS:
         QWidget *firstRoot = rootViewOf(&first);
         QVERIFY(firstRoot);
         QCOMPARE(firstRoot->property("color").value<QColor>(), before);
+        const auto ring = [&first] {
+            QCoreApplication::processEvents(); // the elements come a turn after the window
+            return first.findChild<QWidget *>(QStringLiteral("timeProgressView"));
+        };
+        QVERIFY(ring());
+        QCOMPARE(ring()->property("widthBorder").toDouble(), 0.0);
+        QCOMPARE(ring()->property("widthProgress").toDouble(), 6.0);
 
         QWidget second;
         second.resize(640, 480);
@@ -333,6 +342,8 @@ private Q_SLOTS:
         const QVariantMap options = Velmora::SSPresenter()->splashScreenOptions();
         QCOMPARE(options.value(QStringLiteral("timerBorderWidth")).toDouble(), 3.0);
         QCOMPARE(options.value(QStringLiteral("timerProgressWidth")).toDouble(), 5.0);
+        QCOMPARE(ring()->property("widthBorder").toDouble(), 3.0);
+        QCOMPARE(ring()->property("widthProgress").toDouble(), 5.0);
         Velmora::removeSplashScreenFromWindow(&first);
         Velmora::removeSplashScreenFromWindow(&second);
     }
