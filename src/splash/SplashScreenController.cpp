@@ -240,7 +240,7 @@ void SplashScreenController::loadElementsIfNeeded()
     connectActions();
     initViewState();
     applyAppearance();
-    layoutViews();
+    layoutViews(); // the pictures too, once their places are known
     if (!m_interstitialUrl.isEmpty())
         prepareStill();
 }
@@ -271,7 +271,6 @@ void SplashScreenController::applyAppearance()
         if (width)
             (this->*setter)(*width);
     }
-    layoutImages();
 }
 
 SplashScreenController::~SplashScreenController()
