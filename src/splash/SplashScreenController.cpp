@@ -212,9 +212,8 @@ SplashScreenController::SplashScreenController(QObject *parent)
     loadView();
 }
 
-// Makes the root view now and its elements in a later turn of the loop (one window's a turn),
-// or as soon as anything needs one: a host registering its windows at start-up does not wait
-// for them.
+// Makes the root view now and its elements on the next turn of the loop, or as soon as
+// anything needs one: a host registering its windows at start-up does not wait for them.
 // When the host deletes its window (and with it the tree), a fresh detached tree takes its
 // place, so that every later call finds its elements.
 void SplashScreenController::loadView()
@@ -227,7 +226,7 @@ void SplashScreenController::loadView()
     // element takes must not reach the host's widgets behind the splash screen.
     m_view->setAttribute(Qt::WA_NoMousePropagation);
     connect(m_view, &QObject::destroyed, this, &SplashScreenController::loadView);
-    IdleQueue::post(this, [this] { loadElementsIfNeeded(); });
+    QMetaObject::invokeMethod(this, &SplashScreenController::loadElementsIfNeeded, Qt::QueuedConnection);
 }
 
 void SplashScreenController::loadElementsIfNeeded()

@@ -320,9 +320,11 @@ private Q_SLOTS:
         QWidget *firstRoot = rootViewOf(&first);
         QVERIFY(firstRoot);
         QCOMPARE(firstRoot->property("color").value<QColor>(), before);
-        // The elements come in a later turn than the window.
-        const auto ring = [&first] { return first.findChild<QWidget *>(QStringLiteral("timeProgressView")); };
-        QTRY_VERIFY(ring());
+        const auto ring = [&first] {
+            QCoreApplication::processEvents(); // the elements come a turn after the window
+            return first.findChild<QWidget *>(QStringLiteral("timeProgressView"));
+        };
+        QVERIFY(ring());
         QCOMPARE(ring()->property("widthBorder").toDouble(), 0.0);
         QCOMPARE(ring()->property("widthProgress").toDouble(), 6.0);
 
