@@ -1,7 +1,11 @@
 #include "controls/ColoredView.h"
 
+#include "controls/SerialPaint.h"
+
+#include <QPaintEvent>
 #include <QPainter>
 #include <QPainterPath>
+#include <QtMath>
 
 namespace velmora {
 
@@ -23,19 +27,29 @@ void ColoredView::setColor(const QColor &color)
     update();
 }
 
-void ColoredView::paintEvent(QPaintEvent *)
+void ColoredView::paintEvent(QPaintEvent *event)
 {
     if (!m_color.isValid() || isInvisible())
         return;
-    // The rounded rectangle reaches one radius above the view, so only its bottom
-    // corners show rounded.
-    const QRectF shape = QRectF(rect()).adjusted(0, -kCornerRadius, 0, 0);
-    QPainterPath path;
-    path.addRoundedRect(shape, kCornerRadius, kCornerRadius);
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
     painter.setOpacity(opacity());
-    painter.fillPath(path, m_color);
+    // Only the bottom corners are rounded; above them the view is a plain rectangle.
+    const int cornerRows = qMin(height(), qCeil(kCornerRadius));
+    const QRect body(0, 0, width(), height() - cornerRows);
+    const QRect corners(0, height() - cornerRows, width(), cornerRows);
+    QPainterPath rounded;
+    rounded.addRoundedRect(QRectF(0, height() - 2 * kCornerRadius, width(), 2 * kCornerRadius), kCornerRadius,
+                           kCornerRadius);
+    SerialPaint::eachRect(painter, event->region(), [&](const QRect &area) {
+        SerialPaint::fillRect(painter, body.intersected(area), m_color);
+        const QRect bottom = corners.intersected(area);
+        if (bottom.isEmpty())
+            return;
+        painter.setClipRect(bottom);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.fillPath(rounded, m_color);
+        painter.setRenderHint(QPainter::Antialiasing, false);
+    });
 }
 
 } // namespace velmora

@@ -1,5 +1,8 @@
 #include "controls/PictureView.h"
 
+#include "controls/SerialPaint.h"
+
+#include <QPaintEvent>
 #include <QPainter>
 #include <QStyle>
 
@@ -22,7 +25,9 @@ void PictureView::paintEvent(QPaintEvent *event)
         return;
     QPainter painter(this);
     painter.setOpacity(opacity());
-    style()->drawItemPixmap(&painter, contentsRect(), int(alignment()), picture);
+    SerialPaint::eachRect(painter, event->region(), [&](const QRect &) {
+        style()->drawItemPixmap(&painter, contentsRect(), int(alignment()), picture);
+    });
 }
 
 } // namespace velmora

@@ -1,8 +1,11 @@
 #include "splash/TimeProgressView.h"
 
+#include "controls/SerialPaint.h"
+
 #include <velmora/Support.h>
 #include <velmora/Timer.h>
 
+#include <QPaintEvent>
 #include <QPainter>
 #include <QPainterPath>
 
@@ -191,15 +194,36 @@ void TimeProgressView::step()
         stop();
 }
 
-void TimeProgressView::paintEvent(QPaintEvent *)
+// The ring drawn opaque, once per step. Drawn with the fade's opacity, its antialiased edges
+// would go to Qt's GUI thread pool on every frame of a fade, or of the video beneath it, with
+// the main thread waiting for a core to come free; an image blends on this thread.
+const QImage &TimeProgressView::face()
 {
-    if (isInvisible())
-        return;
-    QPainter painter(this);
-    painter.setOpacity(opacity());
+    const FaceKey key {
+        size(),          devicePixelRatioF(), m_val1,         m_backgroundColor, m_backgroundProgressColor,
+        m_progressColor, m_widthBorder,       m_widthProgress
+    };
+    if (key == m_faceKey && !m_face.isNull())
+        return m_face;
+    m_faceKey = key;
+    m_face = QImage(size() * key.ratio, QImage::Format_ARGB32_Premultiplied);
+    m_face.setDevicePixelRatio(key.ratio);
+    m_face.fill(Qt::transparent);
+    QPainter painter(&m_face);
     painter.setRenderHint(QPainter::Antialiasing);
     draw(painter, computeGeometry(rect(), m_val1, m_widthBorder, m_widthProgress), m_backgroundColor,
          m_backgroundProgressColor, m_progressColor);
+    return m_face;
+}
+
+void TimeProgressView::paintEvent(QPaintEvent *event)
+{
+    if (isInvisible() || size().isEmpty())
+        return;
+    const QImage &drawn = face();
+    QPainter painter(this);
+    painter.setOpacity(opacity());
+    SerialPaint::eachRect(painter, event->region(), [&](const QRect &) { painter.drawImage(QPointF(0, 0), drawn); });
 }
 
 void TimeProgressView::showEvent(QShowEvent *event)

@@ -3,6 +3,7 @@
 #include "controls/FadeOpacity.h"
 
 #include <QColor>
+#include <QImage>
 #include <QPointF>
 #include <QPointer>
 #include <QRectF>
@@ -77,9 +78,20 @@ protected:
     void hideEvent(QHideEvent *event) override;
 
 private:
+    // What the face was drawn from: a change of any of them draws it again.
+    struct FaceKey {
+        QSize size;
+        qreal ratio = 0;
+        qint64 val1 = 0;
+        QColor background, track, progress;
+        double widthBorder = 0, widthProgress = 0;
+        bool operator==(const FaceKey &) const = default;
+    };
+
     void startTicking();
     void stopTimer();
     void step();
+    const QImage &face();
 
     QColor m_backgroundColor;
     QColor m_backgroundProgressColor;
@@ -90,6 +102,8 @@ private:
     float m_countSec = 0;
     QPointer<Timer> m_timer;
     bool m_ticking = false;
+    QImage m_face;
+    FaceKey m_faceKey;
 };
 
 } // namespace velmora

@@ -1,5 +1,8 @@
 #include "splash/VideoFrameView.h"
 
+#include "controls/SerialPaint.h"
+
+#include <QPaintEvent>
 #include <QPainter>
 #include <QRegion>
 
@@ -48,23 +51,24 @@ QRect VideoFrameView::fittedRect(const QSize &frame, const QRect &bounds)
     return fitted;
 }
 
-void VideoFrameView::paintEvent(QPaintEvent *)
+void VideoFrameView::paintEvent(QPaintEvent *event)
 {
     if (isInvisible())
         return;
     QPainter painter(this);
     painter.setOpacity(opacity());
-    if (m_frame.isNull()) {
-        painter.fillRect(rect(), Qt::black);
-        return;
-    }
     const QRect target = fittedRect(m_frame.deviceIndependentSize().toSize(), rect());
-    // Only the bars are black: a frame fills the rest, and the helper sends it at this size.
-    for (const QRect &bar : QRegion(rect()).subtracted(target))
-        painter.fillRect(bar, Qt::black);
     painter.setRenderHint(QPainter::SmoothPixmapTransform, target.size() != m_frame.size());
-    painter.drawImage(target, m_frame);
-    emit framePainted();
+    // Only the bars are black: a frame fills the rest, and the helper sends it at this size.
+    const QRegion bars = QRegion(rect()).subtracted(target);
+    SerialPaint::eachRect(painter, event->region(), [&](const QRect &area) {
+        for (const QRect &bar : bars.intersected(area))
+            SerialPaint::fillRect(painter, bar, Qt::black);
+        if (!m_frame.isNull() && target.intersects(area))
+            painter.drawImage(target, m_frame);
+    });
+    if (!m_frame.isNull())
+        emit framePainted();
 }
 
 } // namespace velmora
