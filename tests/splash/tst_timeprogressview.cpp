@@ -81,6 +81,12 @@ private Q_SLOTS:
         QCOMPARE(pixelAt(image, c, 135, inProgressOnly), disc);
         // Nothing outside the disc.
         QCOMPARE(image.pixelColor(2, 2).alpha(), 0);
+
+        // A later step shows at the next paint: 75 reaches 90 - 270 = -180 degrees.
+        ring.setVal1(75);
+        const QImage later = ring.grab().toImage();
+        QCOMPARE(pixelAt(later, c, -135, inTrack), progress);
+        QCOMPARE(pixelAt(later, c, 135, inTrack), track);
     }
 
     void ticksAHundredTimesPerCountdownAndStopsWhenFull()
