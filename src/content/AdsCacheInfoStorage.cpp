@@ -75,15 +75,21 @@ QThreadPool *storageThread()
     return pool;
 }
 
-// Below the host: the first read of a thousand-ad table falls in the turns after the host's
-// start-up, and a waking main thread must take the core from it at once. A main thread that
-// waits for it leaves the core to it anyway.
+// Below the host and off its main thread's core: the first read of a thousand-ad table falls
+// in the turns after the host's start-up, when the main thread builds the splash screens; on
+// the same core the read took it from the main thread for up to 4 ms. A main thread that waits
+// for it leaves the core to it anyway.
 void startOnStorageThread(std::function<void()> work)
 {
-    PoolTask::start(storageThread(), [niceness = BackgroundPriority::niceness(), work = std::move(work)] {
-        BackgroundPriority::apply(0, niceness);
-        work();
-    });
+    PoolTask::start(storageThread(),
+                    [niceness = BackgroundPriority::niceness(), hostCore = BackgroundPriority::currentCore(),
+                     work = std::move(work)] {
+                        BackgroundPriority::apply(0, niceness);
+                        const bool moved = BackgroundPriority::keepOffCore(0, hostCore);
+                        work();
+                        if (moved)
+                            BackgroundPriority::allowHostCores(0);
+                    });
 }
 } // namespace
 

@@ -16,9 +16,6 @@
 #if defined(Q_OS_UNIX)
 #include <dlfcn.h>
 #endif
-#if defined(Q_OS_LINUX)
-#include <sched.h>
-#endif
 
 namespace velmora {
 
@@ -50,21 +47,10 @@ void releaseFrame(void *info)
 // the child.
 void keepOutOfHostsWay(qint64 helper)
 {
-#if defined(Q_OS_LINUX)
     if (helper <= 0)
         return;
     BackgroundPriority::apply(helper, BackgroundPriority::niceness());
-    cpu_set_t cpus;
-    CPU_ZERO(&cpus);
-    const int hostCpu = sched_getcpu();
-    if (hostCpu < 0 || hostCpu >= CPU_SETSIZE || sched_getaffinity(0, sizeof cpus, &cpus) != 0
-        || !CPU_ISSET(hostCpu, &cpus) || CPU_COUNT(&cpus) < 2)
-        return;
-    CPU_CLR(hostCpu, &cpus);
-    sched_setaffinity(pid_t(helper), sizeof cpus, &cpus);
-#else
-    Q_UNUSED(helper);
-#endif
+    BackgroundPriority::keepOffCore(helper, BackgroundPriority::currentCore());
 }
 
 } // namespace

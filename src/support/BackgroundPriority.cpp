@@ -1,7 +1,9 @@
 #include "support/BackgroundPriority.h"
 
 #if defined(Q_OS_LINUX)
+#include <sched.h>
 #include <sys/resource.h>
+#include <unistd.h>
 #endif
 
 #include <algorithm>
@@ -26,6 +28,44 @@ void BackgroundPriority::apply(qint64 task, int niceness)
 #else
     Q_UNUSED(task);
     Q_UNUSED(niceness);
+#endif
+}
+
+int BackgroundPriority::currentCore()
+{
+#if defined(Q_OS_LINUX)
+    return sched_getcpu();
+#else
+    return -1;
+#endif
+}
+
+bool BackgroundPriority::keepOffCore(qint64 task, int core)
+{
+#if defined(Q_OS_LINUX)
+    cpu_set_t cores;
+    CPU_ZERO(&cores);
+    if (task < 0 || core < 0 || core >= CPU_SETSIZE || sched_getaffinity(pid_t(task), sizeof cores, &cores) != 0
+        || !CPU_ISSET(core, &cores) || CPU_COUNT(&cores) < 2)
+        return false;
+    CPU_CLR(core, &cores);
+    return sched_setaffinity(pid_t(task), sizeof cores, &cores) == 0;
+#else
+    Q_UNUSED(task);
+    Q_UNUSED(core);
+    return false;
+#endif
+}
+
+void BackgroundPriority::allowHostCores(qint64 task)
+{
+#if defined(Q_OS_LINUX)
+    // The main thread's task id is the process id.
+    cpu_set_t cores;
+    if (task >= 0 && sched_getaffinity(getpid(), sizeof cores, &cores) == 0)
+        sched_setaffinity(pid_t(task), sizeof cores, &cores);
+#else
+    Q_UNUSED(task);
 #endif
 }
 

@@ -17,6 +17,15 @@ public:
     // Gives a thread (a Linux task id; 0 is the calling thread) that niceness. Threads it
     // makes afterwards inherit it. Does nothing elsewhere.
     static void apply(qint64 task, int niceness);
+    // The core the calling thread runs on (Linux), -1 where unknown.
+    static int currentCore();
+    // Keeps a task (0: the calling thread) off `core` when the process may use other cores, so
+    // that a burst of work does not share the core of the host's main thread, which asked for
+    // it from there: on a busy core the scheduler lets a thread that has just started catch up
+    // with one that has run for a while. Returns whether the task was moved.
+    static bool keepOffCore(qint64 task, int core);
+    // Lets a task run on every core the host's main thread may use again.
+    static void allowHostCores(qint64 task);
 };
 
 } // namespace velmora

@@ -4,6 +4,8 @@
 #include "content/AdsCacheInfoStorage.h"
 #include "support/BackgroundPriority.h"
 
+#include <sched.h>
+
 using namespace velmora;
 
 namespace {
@@ -37,6 +39,15 @@ private Q_SLOTS:
         QTRY_VERIFY(storage.isLoaded());
         const int background = test::nicenessBelowThisThread(BackgroundPriority::kBelowHost);
         QCOMPARE(test::nicenessOfThreads("velmora-savedAd"), QList<int> { background });
+        // Off the asking thread's core while it read, it may use every core again after.
+        const auto everyCore = [] {
+            cpu_set_t own, thread;
+            const QStringList tasks = test::threadsNamed("velmora-savedAd");
+            return tasks.size() == 1 && sched_getaffinity(0, sizeof own, &own) == 0
+                && sched_getaffinity(pid_t(tasks.first().toInt()), sizeof thread, &thread) == 0
+                && CPU_EQUAL(&own, &thread);
+        };
+        QTRY_VERIFY(everyCore());
         storage.setInfoDictionary({ { QStringLiteral("campaign"), QStringLiteral("autumn") } });
         QVariantMap video = banner(7);
         video.insert(QStringLiteral("Rating"), 4.5);
