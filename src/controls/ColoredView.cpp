@@ -37,14 +37,15 @@ void ColoredView::paintEvent(QPaintEvent *event)
     const int cornerRows = qMin(height(), qCeil(kCornerRadius));
     const QRect body(0, 0, width(), height() - cornerRows);
     const QRect corners(0, height() - cornerRows, width(), cornerRows);
-    QPainterPath rounded;
-    rounded.addRoundedRect(QRectF(0, height() - 2 * kCornerRadius, width(), 2 * kCornerRadius), kCornerRadius,
-                           kCornerRadius);
     SerialPaint::eachRect(painter, event->region(), [&](const QRect &area) {
         SerialPaint::fillRect(painter, body.intersected(area), m_color);
         const QRect bottom = corners.intersected(area);
         if (bottom.isEmpty())
             return;
+        // Most updates (a ring, a label) lie above the corners and never need the shape.
+        QPainterPath rounded;
+        rounded.addRoundedRect(QRectF(0, height() - 2 * kCornerRadius, width(), 2 * kCornerRadius), kCornerRadius,
+                               kCornerRadius);
         painter.setClipRect(bottom);
         painter.setRenderHint(QPainter::Antialiasing);
         painter.fillPath(rounded, m_color);

@@ -14,12 +14,11 @@ PictureView::PictureView(QWidget *parent)
 {
 }
 
+// Faded or not, one rectangle of the update region at a time: the picture is as large as the
+// window, and blended under a clip of several rectangles (the ring and the button above it
+// repainting together) it would go to Qt's GUI thread pool.
 void PictureView::paintEvent(QPaintEvent *event)
 {
-    if (isOpaque()) {
-        QLabel::paintEvent(event);
-        return;
-    }
     const QPixmap picture = pixmap();
     if (isInvisible() || picture.isNull())
         return;

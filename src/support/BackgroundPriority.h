@@ -5,8 +5,10 @@
 namespace velmora {
 
 // Work the host never waits for (video decoding, media downloads) runs nicer than the host
-// (Linux): a host thread that wakes takes the core at once instead of waiting for the end of
-// a time slice, and the work still goes on whenever the host leaves a core free.
+// (Linux), and its bursts keep off the core of the host's main thread: a nice thread that the
+// scheduler has picked may still keep that core for the rest of its time slice, so niceness
+// alone gives the core back often but not at once. The work still goes on whenever the host
+// leaves a core free.
 class BackgroundPriority {
 public:
     static constexpr int kBelowHost = 10;
