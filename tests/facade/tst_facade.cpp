@@ -3,7 +3,6 @@
 
 #include "ChildProcesses.h"
 #include "ChildRun.h"
-#include "HostCanvas.h"
 #include "SoundStreams.h"
 
 #include <velmora/Notifications.h>
@@ -21,6 +20,7 @@
 #include <QtTest>
 
 #include <limits>
+#include <memory>
 
 using velmora::Velmora;
 
@@ -60,16 +60,30 @@ QList<std::pair<QString, QVariant>> typedSettings()
         { QStringLiteral("big integer"), qint64(1) << 40 },
         { QStringLiteral("double"), 2.5 },
         { QStringLiteral("date"), when },
-        { QStringLiteral("data"),
-          QByteArray("\x00\xff"
-                     "bytes",
-                     7) },
+        { QStringLiteral("data"), QByteArray::fromHex("00ff6279746573") },
         { QStringLiteral("one-element array"), QVariantList { 7 } },
         { QStringLiteral("array"), QVariantList { true, 1.5 } },
         { QStringLiteral("dictionary"),
           QVariantMap { { QStringLiteral("n"), 3 },
                         { QStringLiteral("list"), QVariantList { QStringLiteral("a") } } } },
     };
+}
+
+// A shown host window with content of its own.
+std::unique_ptr<QMainWindow> hostWindow()
+{
+    auto window = std::make_unique<QMainWindow>();
+    window->setCentralWidget(new QWidget);
+    window->resize(900, 600);
+    window->show();
+    return window;
+}
+
+bool writeFile(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    return QDir().mkpath(QFileInfo(path).absolutePath()) && file.open(QIODevice::WriteOnly)
+        && file.write(bytes) == bytes.size();
 }
 
 QWidget *rootViewOf(QWidget *window)
@@ -95,80 +109,68 @@ private:
     QList<QUrl> openedUrls;
 
 private Q_SLOTS:
-    // Must run first: nothing has touched the facade yet.
-    void removeAdsNowBeforeAnythingCreatesNoPresenter()
+    // Must run first: nothing has touched the facade yet. With the ads off every call that
+    // would show an ad is refused, posts nothing and makes no presenter.
+    void adsOffRefusesEverythingAndMakesNothing()
     {
         Velmora::removeAdsNow();
         QVERIFY(Velmora::isADSRemoved());
-        QVERIFY2(Velmora::isInitializedSplashScreenWithLOG_WARNING(), "a presenter was created");
-        QVERIFY(Velmora::BControllers().isEmpty());
-        // The banner list now exists, so the inverted check reports false.
-        QVERIFY(!Velmora::isInitializedBannerLOG_ERROR());
-    }
-
-    void adsOffRefusesAndPersistsAcrossRestart()
-    {
-        QVERIFY(Velmora::isADSRemoved());
-        QMainWindow window;
-        window.resize(640, 480);
-        window.show();
+        const auto window = hostWindow();
         QStringList seen;
         QMetaObject::Connection observer = QObject::connect(
             velmora::NotificationCenter::defaultCenter(), &velmora::NotificationCenter::notificationPosted, this,
             [&seen](const QString &name, const QVariant &) { seen << name; });
-        QVERIFY(!Velmora::addSplashScreenToWindow(&window));
-        QVERIFY(!Velmora::addSplashScreenToUnityWindow(&window));
+        QVERIFY(!Velmora::addSplashScreenToWindow(window.get()));
+        QVERIFY(!Velmora::addSplashScreenToUnityWindow(window.get()));
         Velmora::show();
         Velmora::forceShow();
         Velmora::showWithouSplash();
-        Velmora::addBannerForWindow(&window);
-        Velmora::addBannerForViewController(&window, &window);
+        Velmora::addBannerForWindow(window.get());
+        Velmora::addBannerForViewController(window.get(), window.get());
         QCoreApplication::processEvents();
         QObject::disconnect(observer);
         QVERIFY(seen.isEmpty());
+        QVERIFY2(Velmora::isInitializedSplashScreenWithLOG_WARNING(), "a presenter was created");
         QVERIFY(Velmora::BControllers().isEmpty());
-        QCOMPARE(runChild(QStringLiteral("adsRemoved")), QStringLiteral("1"));
-
-        Velmora::resetAds();
-        QVERIFY(!Velmora::isADSRemoved());
-        QCOMPARE(runChild(QStringLiteral("adsRemoved")), QStringLiteral("0"));
-    }
-
-    // The purchase is stored at once, also from a worker; the ads leave on the main thread.
-    void removeAdsNowFromAWorkerThreadStoresAtOnce()
-    {
-        QVERIFY(!Velmora::isADSRemoved());
-        QMainWindow window;
-        window.setCentralWidget(new QWidget);
-        window.resize(640, 480);
-        window.show();
-        Velmora::addBannerForWindow(&window);
-        QCOMPARE(Velmora::BControllers().size(), 1);
-        QScopedPointer<QThread> worker(QThread::create([] { Velmora::removeAdsNow(); }));
-        worker->start();
-        QVERIFY(worker->wait(10000));
-        QVERIFY(Velmora::isADSRemoved());
-        QCOMPARE(runChild(QStringLiteral("adsRemoved")), QStringLiteral("1"));
-        QTRY_VERIFY(Velmora::BControllers().isEmpty());
+        // The banner list now exists, so the inverted check reports false.
+        QVERIFY(!Velmora::isInitializedBannerLOG_ERROR());
         Velmora::resetAds();
     }
 
-    // A host that restores the purchase in main() before its application object exists,
-    // or whose licence check answers after it is gone.
-    void purchaseOutsideTheApplicationObjectIsKept_data()
+    // The purchase is stored at once wherever it is made: on the main thread, on a worker, in
+    // a host's main() before its application object exists or after it is gone. The banners
+    // leave on the main thread; resetAds stores the ads back.
+    void purchaseIsStoredAtOnce_data()
     {
-        QTest::addColumn<QString>("mode");
+        QTest::addColumn<QString>("where");
+        QTest::newRow("main thread") << QStringLiteral("main");
+        QTest::newRow("worker thread") << QStringLiteral("worker");
         QTest::newRow("before QApplication") << QStringLiteral("removeBeforeApp");
         QTest::newRow("after QApplication") << QStringLiteral("removeAfterApp");
     }
 
-    void purchaseOutsideTheApplicationObjectIsKept()
+    void purchaseIsStoredAtOnce()
     {
-        QFETCH(QString, mode);
+        QFETCH(QString, where);
         QVERIFY(!Velmora::isADSRemoved());
-        QCOMPARE(runChild(mode), QStringLiteral("done"));
-        QCOMPARE(runChild(QStringLiteral("adsRemoved")), QStringLiteral("1"));
+        QCOMPARE(runChild(QStringLiteral("adsRemoved")), QStringLiteral("0"));
+        const auto window = hostWindow();
+        Velmora::addBannerForWindow(window.get());
+        QCOMPARE(Velmora::BControllers().size(), 1);
+        const bool here = where == QLatin1String("main") || where == QLatin1String("worker");
+        if (where == QLatin1String("main")) {
+            Velmora::removeAdsNow();
+        } else if (where == QLatin1String("worker")) {
+            QScopedPointer<QThread> worker(QThread::create([] { Velmora::removeAdsNow(); }));
+            worker->start();
+            QVERIFY(worker->wait(10000));
+        } else {
+            QCOMPARE(runChild(where), QStringLiteral("done"));
+        }
         QVERIFY(Velmora::isADSRemoved());
+        QCOMPARE(runChild(QStringLiteral("adsRemoved")), QStringLiteral("1"));
+        if (here)
+            QTRY_VERIFY(Velmora::BControllers().isEmpty());
         Velmora::resetAds();
     }
 
@@ -195,16 +197,13 @@ private Q_SLOTS:
     void earlierStoreStillReads()
     {
         QTemporaryDir home;
-        const QString folder = home.path() + QStringLiteral("/config/VelmoraFacadeTests");
-        QVERIFY(QDir().mkpath(folder));
-        QFile ini(folder + QStringLiteral("/tst_facade.conf"));
-        QVERIFY(ini.open(QIODevice::WriteOnly));
-        ini.write("[General]\nadsoff=true\nlastShown=12\n");
-        ini.close();
+        QVERIFY(writeFile(home.filePath(QStringLiteral("config/VelmoraFacadeTests/tst_facade.conf")),
+                          "[General]\nadsoff=true\nlastShown=12\n"));
         QCOMPARE(runChild(QStringLiteral("adsRemoved"), home.path()), QStringLiteral("1"));
     }
 
-    // Hosts match these exact strings; a typo must fail here.
+    // Hosts match these exact strings; a typo must fail here. The version and the remove-ads
+    // request are pinned by the install test's consumer.
     void hostVisibleStringsArePinned_data()
     {
         QTest::addColumn<QString>("actual");
@@ -212,7 +211,6 @@ private Q_SLOTS:
         const auto row = [](const char *name, const char *actual, const char *expected) {
             QTest::newRow(name) << QString::fromUtf8(actual) << QString::fromUtf8(expected);
         };
-        row("tryRemoveAds", velmora::VLMtryRemoveAds, "com.tamsel.tryremoveads");
         row("clickForBanner", velmora::VLMclickForBanner, "com.tamsel.clickforbanner");
         row("clickForVideo", velmora::VLMclickForVideo, "com.tamsel.clickforvideo");
         row("videoDidStart", velmora::VLMadsVideoDidStart, "com.tamsel.videostart");
@@ -222,7 +220,6 @@ private Q_SLOTS:
         row("didShow", velmora::VLMsplashScreenDidShow, "com.tamsel.splashcreendidshow");
         row("didClose", velmora::VLMsplashScreenDidClose, "com.tamsel.splashscreendidclose");
         row("versionString", velmora::VelmoraVersionString, "@(#)PROGRAM:Velmora  PROJECT:Velmora-1\n");
-        row("version", velmora::VelmoraVersion, "3.5.0");
         QTest::newRow("versionNumber") << QString::number(velmora::VelmoraVersionNumber, 'f', 1)
                                        << QStringLiteral("1.0");
     }
@@ -296,15 +293,6 @@ private Q_SLOTS:
         }
     }
 
-    // With a presenter present, an appearance setter prints one inverted warning.
-    void appearanceSetterPrintsTheWarningLine()
-    {
-        Velmora::activateDebugMode();
-        Velmora::SSPresenter();
-        QCOMPARE(logOf([] { Velmora::setSplashScreenTextColor(Qt::red); }),
-                 QStringList { QStringLiteral("VELMORA :: WARNING :: SplashScreen controller not initialized!") });
-    }
-
     void settersReachWindowsRegisteredBeforeAndAfter()
     {
         const QColor before(200, 30, 30);
@@ -312,10 +300,8 @@ private Q_SLOTS:
         Velmora::setSplashScreenBackgroundColor(before);
         // A ring without a border is a setting too, not a missing one.
         Velmora::setSplashScreenTimerBorderWidth(0, 6);
-        QMainWindow first;
-        first.setCentralWidget(new QWidget);
-        first.resize(800, 600);
-        first.show();
+        const auto window = hostWindow();
+        QMainWindow &first = *window;
         QVERIFY(Velmora::addSplashScreenToWindow(&first));
         QWidget *firstRoot = rootViewOf(&first);
         QVERIFY(firstRoot);
@@ -332,7 +318,10 @@ private Q_SLOTS:
         second.resize(640, 480);
         second.show();
         QVERIFY(Velmora::addSplashScreenToWindow(&second));
-        Velmora::setSplashScreenBackgroundColor(after);
+        // With a presenter present, an appearance setter prints one inverted warning.
+        Velmora::activateDebugMode();
+        QCOMPARE(logOf([&after] { Velmora::setSplashScreenBackgroundColor(after); }),
+                 QStringList { QStringLiteral("VELMORA :: WARNING :: SplashScreen controller not initialized!") });
         QCOMPARE(firstRoot->property("color").value<QColor>(), after);
         QCOMPARE(rootViewOf(&second)->property("color").value<QColor>(), after);
         QCOMPARE(Velmora::SSPresenter()->splashScreenOptions().value(QStringLiteral("backgroundColor")).value<QColor>(),
@@ -356,22 +345,19 @@ private Q_SLOTS:
 
     void oneBannerPerWindowTwoPerViewController()
     {
-        QMainWindow window;
-        window.setCentralWidget(new QWidget);
-        window.resize(900, 600);
-        window.show();
+        const auto window = hostWindow();
         const qsizetype start = Velmora::BControllers().size();
-        Velmora::addBannerForWindow(&window);
-        Velmora::addBannerForWindow(&window);
+        Velmora::addBannerForWindow(window.get());
+        Velmora::addBannerForWindow(window.get());
         QCOMPARE(Velmora::BControllers().size(), start + 1);
 
-        auto *panel = new QWidget(window.centralWidget());
+        auto *panel = new QWidget(window->centralWidget());
         panel->resize(400, 300);
         Velmora::addBannerForViewController(panel, panel);
         Velmora::addBannerForViewController(panel, panel);
         QCOMPARE(Velmora::BControllers().size(), start + 3);
         // Several banners in one window: the lookup finds the one added last.
-        QCOMPARE(Velmora::BControllFromWindow(&window), Velmora::BControllers().constLast());
+        QCOMPARE(Velmora::BControllFromWindow(window.get()), Velmora::BControllers().constLast());
 
         Velmora::setBannerHidden(true, panel);
         QVERIFY(Velmora::BControllers().constLast()->view()->isHidden());
@@ -388,12 +374,9 @@ private Q_SLOTS:
             QSKIP("the offscreen platform opens no URLs; this runs in the Wayland job");
         QTemporaryDir desktop;
         const QString record = desktop.filePath(QStringLiteral("opened"));
-        QVERIFY(QDir().mkpath(desktop.filePath(QStringLiteral("bin"))));
-        QFile opener(desktop.filePath(QStringLiteral("bin/xdg-open")));
-        QVERIFY(opener.open(QIODevice::WriteOnly));
-        opener.write("#!/bin/sh\necho \"$1\" >> '" + record.toUtf8() + "'\n");
-        opener.close();
-        opener.setPermissions(opener.permissions() | QFileDevice::ExeOwner);
+        const QString opener = desktop.filePath(QStringLiteral("bin/xdg-open"));
+        QVERIFY(writeFile(opener, "#!/bin/sh\necho \"$1\" >> '" + record.toUtf8() + "'\n"));
+        QVERIFY(QFile::setPermissions(opener, QFile::permissions(opener) | QFileDevice::ExeOwner));
         // The stand-in desktop lasts for this test only; the next tests find the real one.
         const auto restore = qScopeGuard([before = QProcessEnvironment::systemEnvironment()] {
             for (const char *variable :
@@ -433,11 +416,8 @@ private Q_SLOTS:
         QVERIFY2(web.path().startsWith(QStringLiteral("/app/id")), qPrintable(web.toString()));
 
         // The desktop names an application for the scheme: the store link goes to it.
-        QVERIFY(QDir().mkpath(desktop.filePath(QStringLiteral("XDG_CONFIG_HOME"))));
-        QFile associations(desktop.filePath(QStringLiteral("XDG_CONFIG_HOME/mimeapps.list")));
-        QVERIFY(associations.open(QIODevice::WriteOnly));
-        associations.write("[Default Applications]\nx-scheme-handler/macappstores=store.desktop\n");
-        associations.close();
+        QVERIFY(writeFile(desktop.filePath(QStringLiteral("XDG_CONFIG_HOME/mimeapps.list")),
+                          "[Default Applications]\nx-scheme-handler/macappstores=store.desktop\n"));
         click();
         QTRY_COMPARE(opened().size(), 2);
         QCOMPARE(QUrl(opened().at(1)).scheme(), QStringLiteral("macappstores"));
@@ -454,18 +434,15 @@ private Q_SLOTS:
         QDesktopServices::unsetUrlHandler(QStringLiteral("macappstores"));
     }
 
-    // The user's side, with real clicks through the window system: a double click on the
-    // banner or on the video opens their store pages and never reaches the host's canvas,
-    // and one second after the user closed the ad mid-video nothing of it sounds.
-    void closedAdFallsSilentAndKeepsItsClicks()
+    // The video plays, with its sound, in the installed helper, a child of the host; one second
+    // after the user closed the ad mid-video nothing of it sounds, and the helper ends.
+    void installedHelperPlaysAndEndsWithTheAd()
     {
         if (!velmora::test::runningSoundStreams())
             QSKIP("no private sound server (run through tests/session/with-sound-server.sh)");
         const QString clip
             = qEnvironmentVariable("VELMORA_SOURCE_DIR") + "/examples/sample-ads/media/video-cascade.mp4";
         QVERIFY2(QFile::exists(clip), qPrintable(clip));
-        QDesktopServices::setUrlHandler(QStringLiteral("macappstores"), this, "openUrl");
-        openedUrls.clear();
         // A sequence left on screen by the tests before (its window deleted) ends here.
         Velmora::removeAdsNow();
         Velmora::resetAds();
@@ -474,28 +451,19 @@ private Q_SLOTS:
             velmora::NotificationCenter::defaultCenter(), &velmora::NotificationCenter::notificationPosted, this,
             [&seen](const QString &name, const QVariant &) { seen << name; });
 
-        velmora::test::HostCanvas window;
+        QWidget window;
         window.resize(800, 600);
         window.show();
         window.activateWindow();
         QApplication::setActiveWindow(&window);
         QVERIFY(QTest::qWaitForWindowActive(&window));
-        Velmora::addBannerForWindow(&window);
-        QWidget *banner = Velmora::BControllFromWindow(&window)->view();
-        QTRY_VERIFY(banner->isVisible() && banner->width() > 0); // a house banner, the server being away
-        QTest::mouseDClick(window.windowHandle(), Qt::LeftButton, {}, banner->geometry().center(), 0);
-        QVERIFY(seen.contains(QString::fromLatin1(velmora::VLMclickForBanner)));
-
         QVERIFY(Velmora::addSplashScreenToWindow(&window));
         Velmora::setDefaultVideoURL(QUrl::fromLocalFile(clip), QStringLiteral("id42"));
         Velmora::setSplashScreenLoadTime(1);
         Velmora::forceShow();
         QTRY_VERIFY(seen.contains(QString::fromLatin1(velmora::VLMadsVideoDidStart)));
         QTRY_COMPARE(velmora::test::runningSoundStreams(), std::optional<int>(1));
-        // The video plays in the installed helper, a child of the host.
         QCOMPARE(velmora::test::childProcesses("velmora-media").size(), 1);
-        QTest::mouseDClick(window.windowHandle(), Qt::LeftButton, {}, window.rect().center(), 0);
-        QVERIFY(seen.contains(QString::fromLatin1(velmora::VLMclickForVideo)));
 
         QWidget *splash = rootViewOf(&window);
         QVERIFY(splash);
@@ -507,13 +475,9 @@ private Q_SLOTS:
         QVERIFY(seen.contains(QString::fromLatin1(velmora::VLMsplashScreenDidClose)));
         QTest::qWait(1000);
         QCOMPARE(velmora::test::runningSoundStreams(), std::optional<int>(0));
-        QCOMPARE(window.inputEvents, 0);
-        QCOMPARE(openedUrls.size(), 4); // two per double click
         // No helper holds memory between ads.
         QTRY_VERIFY_WITH_TIMEOUT(velmora::test::childProcesses("velmora-media").isEmpty(), 10000);
-
         QObject::disconnect(observer);
-        QDesktopServices::unsetUrlHandler(QStringLiteral("macappstores"));
         Velmora::removeSplashScreenFromWindow(&window);
     }
 };
@@ -534,13 +498,9 @@ int main(int argc, char **argv)
     // the application until the application object exists.
     QCoreApplication::setOrganizationName(QStringLiteral("VelmoraFacadeTests"));
     const QString child = qEnvironmentVariable("VELMORA_FACADE_CHILD");
-    if (child == QLatin1String("removeBeforeApp")) {
-        Velmora::removeAdsNow();
-        printf("done\n");
-        return 0;
-    }
-    if (child == QLatin1String("removeAfterApp")) {
-        {
+    // A purchase restored before the application object exists, or after it is gone.
+    if (child == QLatin1String("removeBeforeApp") || child == QLatin1String("removeAfterApp")) {
+        if (child == QLatin1String("removeAfterApp")) {
             QApplication gone(argc, argv);
         }
         Velmora::removeAdsNow();
@@ -569,12 +529,9 @@ int main(int argc, char **argv)
                                })
                                    .filter(QStringLiteral("Banner controller not initialized!"))
                                    .size());
-        QMainWindow window;
-        window.setCentralWidget(new QWidget);
-        window.resize(900, 600);
-        window.show();
-        Velmora::addBannerForWindow(&window);
-        velmora::BannerController *banner = Velmora::BControllFromWindow(&window);
+        const auto window = hostWindow();
+        Velmora::addBannerForWindow(window.get());
+        velmora::BannerController *banner = Velmora::BControllFromWindow(window.get());
         printf("height=%g inset=%g errors=%d\n", banner ? banner->height() : -1.0,
                banner ? banner->bottomInset() : -1.0, errors);
         return 0;

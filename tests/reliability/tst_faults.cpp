@@ -17,7 +17,6 @@
 
 #include <QDirIterator>
 #include <QElapsedTimer>
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QTcpServer>
@@ -89,9 +88,8 @@ public:
         Clock::time_point from, to;
     };
 
-    void start()
+    StallProbe()
     {
-        m_last = Clock::now();
         m_timer.setTimerType(Qt::PreciseTimer);
         m_timer.setInterval(1);
         QObject::connect(&m_timer, &QTimer::timeout, [this] { note(m_mainGaps, m_last); });
@@ -112,19 +110,23 @@ public:
         m_timer.stop();
         stopReference();
         for (const Gap &gap : m_mainGaps) {
-            const double own = toMs(gap.to - gap.from) - coveredMs(gap);
-            if (own > m_worstOwnMs) {
-                m_worstOwnMs = own;
-                m_worstOwnAtS = std::chrono::duration<double>(gap.from - m_began).count();
+            // Less the part of the gap during which the reference thread was held up too (its
+            // gaps do not overlap one another).
+            Clock::duration own = gap.to - gap.from;
+            for (const Gap &other : m_referenceGaps)
+                own -= std::max(Clock::duration {}, std::min(gap.to, other.to) - std::max(gap.from, other.from));
+            if (toMs(own) > worstOwnMs) {
+                worstOwnMs = toMs(own);
+                worstOwnAtS = std::chrono::duration<double>(gap.from - m_began).count();
             }
         }
         for (const Gap &gap : m_referenceGaps)
-            m_worstMachineMs = std::max(m_worstMachineMs, toMs(gap.to - gap.from));
+            worstMachineMs = std::max(worstMachineMs, toMs(gap.to - gap.from));
     }
 
-    double worstOwnMs() const { return m_worstOwnMs; }
-    double worstOwnAtS() const { return m_worstOwnAtS; }
-    double worstMachineMs() const { return m_worstMachineMs; }
+    double worstOwnMs = 0;
+    double worstOwnAtS = 0;
+    double worstMachineMs = 0;
 
 private:
     void stopReference()
@@ -146,44 +148,26 @@ private:
         last = now;
     }
 
-    // The part of `gap` during which the reference thread was held up too (its gaps do not
-    // overlap one another).
-    double coveredMs(const Gap &gap) const
-    {
-        Clock::duration covered {};
-        for (const Gap &other : m_referenceGaps) {
-            const Clock::time_point from = std::max(gap.from, other.from);
-            const Clock::time_point to = std::min(gap.to, other.to);
-            if (to > from)
-                covered += to - from;
-        }
-        return toMs(covered);
-    }
-
     const Clock::time_point m_began = Clock::now();
-    Clock::time_point m_last;
+    Clock::time_point m_last = m_began;
     QTimer m_timer;
     std::thread m_reference;
     std::atomic<bool> m_stop { false };
     std::vector<Gap> m_mainGaps;
     std::vector<Gap> m_referenceGaps; // written by the reference thread until stop() joins it
-    double m_worstOwnMs = 0;
-    double m_worstOwnAtS = 0;
-    double m_worstMachineMs = 0;
 };
 
 int childMain()
 {
     AdsMacHelper::setInternetProbe([] { return true; });
     StallProbe probe;
-    probe.start();
 
     AdsDownloader *downloader = AdsDownloader::sharedInstance();
     PullingDelegate delegate;
     downloader->addDelegate(&delegate);
     downloader->startUpdateAllAds();
-    const int answerWait = qEnvironmentVariableIntValue("VELMORA_FAULT_ANSWER_MS");
-    runUntil([downloader] { return downloader->isUpdateAdsCurrentSession(); }, answerWait > 0 ? answerWait : 30000);
+    runUntil([downloader] { return downloader->isUpdateAdsCurrentSession(); },
+             qEnvironmentVariableIntValue("VELMORA_FAULT_ANSWER_MS"));
     // Settled: no transfer running for 300 ms (bounded).
     QElapsedTimer idle;
     idle.start();
@@ -196,19 +180,16 @@ int childMain()
         30000);
     probe.stop();
 
-    const std::optional<QVariantMap> table = downloader->replyJSON();
     struct rusage usage { };
     getrusage(RUSAGE_SELF, &usage);
     QJsonObject report {
         { QStringLiteral("answered"), downloader->isUpdateAdsCurrentSession() },
-        { QStringLiteral("table"), table ? QStringLiteral("present") : QStringLiteral("absent") },
-        { QStringLiteral("keys"), QJsonArray::fromStringList(table ? table->keys() : QStringList()) },
+        { QStringLiteral("table"), downloader->replyJSON() ? QStringLiteral("present") : QStringLiteral("absent") },
         { QStringLiteral("banner"), fileName(downloader->bannerURL()) },
         { QStringLiteral("bannerPath"), downloader->bannerURL().toLocalFile() },
-        { QStringLiteral("still"), fileName(downloader->interstitialVideoURL()) },
-        { QStringLiteral("stallMs"), probe.worstOwnMs() },
-        { QStringLiteral("stallAtS"), probe.worstOwnAtS() },
-        { QStringLiteral("machineStallMs"), probe.worstMachineMs() },
+        { QStringLiteral("stallMs"), probe.worstOwnMs },
+        { QStringLiteral("stallAtS"), probe.worstOwnAtS },
+        { QStringLiteral("machineStallMs"), probe.worstMachineMs },
         { QStringLiteral("maxRssKb"), double(usage.ru_maxrss) },
     };
     // Read last: the getter prepares the next video as a side effect.
@@ -220,11 +201,11 @@ int childMain()
 
 // ---- A raw loopback server for faults the ad server cannot make ----------------------------
 
+// Answers every ad-table request in its mode: "silent" never answers, "reset" cuts the body
+// with a TCP reset, "utf8" sends invalid UTF-8, "stream" sends 100 MB without a length.
 class RawServer : public QObject {
 public:
-    enum Mode { ResetMidBody, Silent, Stream100MB, InvalidUtf8 };
-
-    explicit RawServer(Mode mode)
+    explicit RawServer(const QString &mode)
         : m_mode(mode)
     {
         QObject::connect(&m_server, &QTcpServer::newConnection, this, [this] {
@@ -241,15 +222,12 @@ public:
 private:
     void onRead(QTcpSocket *socket)
     {
-        QByteArray &buffer = m_buffers[socket];
-        buffer += socket->readAll();
-        if (!buffer.contains("\r\n\r\n") || socket->property("answered").toBool())
+        const QByteArray request = socket->property("request").toByteArray() + socket->readAll();
+        socket->setProperty("request", request);
+        if (!request.contains("\r\n\r\n") || socket->property("answered").toBool() || m_mode == QLatin1String("silent"))
             return;
         socket->setProperty("answered", true);
-        switch (m_mode) {
-        case Silent:
-            return; // holds the connection, never answers
-        case ResetMidBody: {
+        if (m_mode == QLatin1String("reset")) {
             socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: 4000\r\n\r\n"
                           "{\"standard\": [{\"priority\": 1, \"image_728x90\": \"/media/b.gif\"");
             socket->flush();
@@ -258,23 +236,17 @@ private:
             };
             setsockopt(int(socket->socketDescriptor()), SOL_SOCKET, SO_LINGER, &hard, sizeof hard);
             socket->abort();
-            return;
-        }
-        case InvalidUtf8: {
+        } else if (m_mode == QLatin1String("utf8")) {
             const QByteArray body = "{\"standard\": [{\"priority\": 1, \"name\": \"\xff\xfe\xc0\xaf\", "
                                     "\"image_728x90\": \"/media/b\xed\xa0\x80.gif\"}], \"video\": \"\xff\"}";
             socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: "
                           + QByteArray::number(body.size()) + "\r\nConnection: close\r\n\r\n" + body);
             socket->disconnectFromHost();
-            return;
-        }
-        case Stream100MB: {
+        } else {
             // No Content-Length: the client sees the size only as it grows.
             socket->write("HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nConnection: close\r\n\r\n[");
             QObject::connect(socket, &QTcpSocket::bytesWritten, this, [this, socket] { feed(socket); });
             feed(socket);
-            return;
-        }
         }
     }
     void feed(QTcpSocket *socket)
@@ -289,9 +261,8 @@ private:
             socket->disconnectFromHost();
     }
 
-    Mode m_mode;
+    const QString m_mode;
     QTcpServer m_server;
-    QHash<QTcpSocket *, QByteArray> m_buffers;
     qint64 m_sent = 0;
 };
 
@@ -315,27 +286,14 @@ Snapshot snapshot(const QString &root)
     return files;
 }
 
-// A name as ASCII for the report's fixed-width columns: anything else as \uXXXX.
-QString printable(const QString &name)
-{
-    QString out;
-    for (const QChar c : name)
-        out += c.unicode() < 0x80 ? QString(c) : QStringLiteral("\\u%1").arg(c.unicode(), 4, 16, QLatin1Char('0'));
-    return out;
-}
-
 QStringList changedOutside(const Snapshot &before, const Snapshot &after, const QString &allowed)
 {
-    QStringList changed;
     QSet<QString> paths(before.keyBegin(), before.keyEnd());
-    for (auto it = after.cbegin(); it != after.cend(); ++it)
-        paths.insert(it.key());
-    for (const QString &path : paths) {
-        if (before.value(path) == after.value(path))
-            continue;
-        if (path.startsWith(allowed + QLatin1Char('/')))
-            continue;
-        changed << path;
+    paths.unite(QSet<QString>(after.keyBegin(), after.keyEnd()));
+    QStringList changed;
+    for (const QString &path : std::as_const(paths)) {
+        if (before.value(path) != after.value(path) && !path.startsWith(allowed + QLatin1Char('/')))
+            changed << path;
     }
     changed.sort();
     return changed;
@@ -347,26 +305,16 @@ QString outcome;
 double longestStall = 0;
 QString longestStallCase;
 
+// The healthy table with one banner and one video (and its still) at these paths.
 QByteArray manifestWith(const QString &banner, const QString &video = QStringLiteral("/media/v.mp4"),
                         const QString &still = QStringLiteral("/media/s.jpg"))
 {
-    const QJsonObject table {
-        { QStringLiteral("standard"),
-          QJsonArray {
-              QJsonObject { { QStringLiteral("banner_id"), 1 },
-                            { QStringLiteral("priority"), 1 },
-                            { QStringLiteral("name"), QStringLiteral("B") },
-                            { QStringLiteral("market_url"), QStringLiteral("https://apps.velmora.example/app/id1") },
-                            { QStringLiteral("image_728x90"), banner } } } },
-        { QStringLiteral("video"),
-          QJsonArray {
-              QJsonObject { { QStringLiteral("banner_id"), 2 },
-                            { QStringLiteral("priority"), 1 },
-                            { QStringLiteral("market_url"), QStringLiteral("https://apps.velmora.example/app/id2") },
-                            { QStringLiteral("video_file_landscape"), video },
-                            { QStringLiteral("image"), still } } } },
-    };
-    return QJsonDocument(table).toJson(QJsonDocument::Compact);
+    return QStringLiteral(R"({"standard":[{"banner_id":1,"priority":1,"name":"B",)"
+                          R"("market_url":"https://apps.velmora.example/app/id1","image_728x90":"%1"}],)"
+                          R"("video":[{"banner_id":2,"priority":1,"market_url":"https://apps.velmora.example/app/id2",)"
+                          R"("video_file_landscape":"%2","image":"%3"}]})")
+        .arg(banner, video, still)
+        .toUtf8();
 }
 
 QVariantMap cachedTable()
@@ -393,26 +341,17 @@ private:
     // against one 60 Hz frame (VELMORA_STALL_LIMIT_MS).
     int m_stallLimitMs = hangLimitMs;
 
-    void writeManifest(const QByteArray &bytes)
-    {
-        QFile file(m_ads.filePath(QStringLiteral("manifest.json")));
-        QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-        file.write(bytes);
-    }
-
 private Q_SLOTS:
     void initTestCase()
     {
         QVERIFY(m_ads.isValid());
         QDir().mkpath(m_ads.filePath(QStringLiteral("media")));
         const QString media = TestEnvironment::sourcePath(QStringLiteral("tests/data/media/"));
-        QVERIFY(QFile::copy(media + QStringLiteral("banner.gif"), m_ads.filePath(QStringLiteral("media/b.gif"))));
-        QVERIFY(
-            QFile::copy(media + QStringLiteral("test-video-short.mp4"), m_ads.filePath(QStringLiteral("media/v.mp4"))));
-        QVERIFY(QFile::copy(media + QStringLiteral("still.jpg"), m_ads.filePath(QStringLiteral("media/s.jpg"))));
-        QVERIFY(QFile::copy(media + QStringLiteral("not-a-gif.gif"),
-                            m_ads.filePath(QStringLiteral("media/not-a-gif.gif"))));
-        writeManifest(manifestWith(QStringLiteral("/media/b.gif")));
+        for (const auto &[from, to] :
+             { std::pair { "banner.gif", "b.gif" }, std::pair { "test-video-short.mp4", "v.mp4" },
+               std::pair { "still.jpg", "s.jpg" }, std::pair { "not-a-gif.gif", "not-a-gif.gif" } })
+            QVERIFY(
+                QFile::copy(media + QLatin1String(from), m_ads.filePath(QStringLiteral("media/") + QLatin1String(to))));
         QVERIFY2(m_server.start(m_ads.path()), qPrintable(m_server.errorString()));
         m_cache = AdsDownloader::cacheDirectory();
         QVERIFY(m_cache.startsWith(TestEnvironment::root()));
@@ -428,112 +367,81 @@ private Q_SLOTS:
 
     void matrix_data()
     {
-        // server: "adserver", "refused" or a raw server mode; faults: the ad server's fault
-        // table; manifest: replacement table bytes (empty: the healthy one); cached: a
-        // table and its media are in the cache before the run. Expected: the table state,
-        // the banner and video file names (empty: none), and whether the reply arrives.
-        QTest::addColumn<QString>("server");
-        QTest::addColumn<QByteArray>("faults");
+        // server: the ad server's fault table (empty: none), "refused", or "raw-" and a raw
+        // server mode; manifest: replacement table bytes (empty: the healthy one); cached: a
+        // table and its media are in the cache before the run. Expected: the table state and
+        // the banner and video file names ("-": none), and whether the reply arrives.
+        QTest::addColumn<QByteArray>("server");
         QTest::addColumn<QByteArray>("manifest");
         QTest::addColumn<bool>("cached");
-        QTest::addColumn<QString>("table");
-        QTest::addColumn<QString>("banner");
-        QTest::addColumn<QString>("video");
+        QTest::addColumn<QString>("expected");
         QTest::addColumn<bool>("answered");
 
         const QByteArray none;
-        const QString no; // no file
-        const QString ok = QStringLiteral("present");
-        const QString absent = QStringLiteral("absent");
-        const QString b = QStringLiteral("b.gif");
-        const QString v = QStringLiteral("v.mp4");
-        const QString cb = QStringLiteral("cached-banner.gif");
-        const QString cv = QStringLiteral("cached-video.mp4");
-        const QString ad = QStringLiteral("adserver");
-        const QByteArray table = "\"/api/v1/banners\"";
+        const auto onTable = [](const char *fault) { return "{\"/api/v1/banners\": {" + QByteArray(fault) + "}}"; };
+        const auto onMedia = [](const char *path, const char *fault) {
+            return "{\"" + QByteArray(path) + "\": {" + QByteArray(fault) + "}}";
+        };
+        const auto manifest = [](const char *banner) { return manifestWith(QString::fromLatin1(banner)); };
         const QString mb1(1024 * 1024, QLatin1Char('a'));
 
-        QTest::newRow("healthy server") << ad << none << none << false << ok << b << v << true;
-        QTest::newRow("connection refused") << "refused" << none << none << false << absent << no << no << true;
+        QTest::newRow("connection refused") << QByteArray("refused") << none << false << "absent - -" << true;
         QTest::newRow("connection refused, cached table")
-            << "refused" << none << none << true << absent << cb << cv << true;
-        QTest::newRow("reset before any answer")
-            << ad << "{" + table + ": {\"reset\": true}}" << none << false << absent << no << no << true;
+            << QByteArray("refused") << none << true << "absent cached-banner.gif cached-video.mp4" << true;
+        QTest::newRow("reset before any answer") << onTable("\"reset\": true") << none << false << "absent - -" << true;
         QTest::newRow("cut mid-body (adserver)")
-            << ad << "{" + table + ": {\"truncateAt\": 30}}" << none << false << absent << no << no << true;
-        QTest::newRow("reset mid-body (raw)") << "raw-reset" << none << none << false << absent << no << no << true;
-        QTest::newRow("reply never comes") << "raw-silent" << none << none << false << ok << no << no << false;
+            << onTable("\"truncateAt\": 30") << none << false << "absent - -" << true;
+        QTest::newRow("reset mid-body (raw)") << QByteArray("raw-reset") << none << false << "absent - -" << true;
+        QTest::newRow("reply never comes") << QByteArray("raw-silent") << none << false << "present - -" << false;
         QTest::newRow("reply never comes, cached table")
-            << ad << "{" + table + ": {\"delayMs\": 600000}}" << none << true << ok << cb << cv << false;
-        QTest::newRow("404 with HTML body")
-            << ad << "{" + table + ": {\"status\": 404}}" << none << false << absent << no << no << true;
+            << onTable("\"delayMs\": 600000") << none << true << "present cached-banner.gif cached-video.mp4" << false;
+        QTest::newRow("404 with HTML body") << onTable("\"status\": 404") << none << false << "absent - -" << true;
         QTest::newRow("500 with HTML body, cached table")
-            << ad << "{" + table + ": {\"status\": 500}}" << none << true << absent << cb << cv << true;
+            << onTable("\"status\": 500") << none << true << "absent cached-banner.gif cached-video.mp4" << true;
         QTest::newRow("503 HTML as JSON content type")
-            << ad << "{" + table + ": {\"status\": 503, \"body\": \"<html><body>busy</body></html>\"}}" << none << false
-            << absent << no << no << true;
-        QTest::newRow("truncated JSON") << ad << none << QByteArray("{\"standard\": [{\"priority\": 1, \"image_72")
-                                        << false << absent << no << no << true;
+            << onTable("\"status\": 503, \"body\": \"<html><body>busy</body></html>\"") << none << false << "absent - -"
+            << true;
+        QTest::newRow("truncated JSON") << none << QByteArray("{\"standard\": [{\"priority\": 1, \"image_72") << false
+                                        << "absent - -" << true;
         QTest::newRow("top level is an array")
-            << ad << none << QByteArray("[{\"standard\": []}]") << false << absent << no << no << true;
-        QTest::newRow("placements of the wrong shape")
-            << ad << none << QByteArray("{\"standard\": {\"priority\": 1}, \"video\": \"x\"}") << false << ok << no
-            << no << true;
-        QTest::newRow("priorities as objects")
-            << ad << none
-            << QByteArray("{\"standard\": [{\"priority\": {\"n\": 1}, \"image_728x90\": \"/media/b.gif\"}],"
-                          " \"video\": [{\"priority\": [1], \"video_file_landscape\": \"/media/v.mp4\","
-                          " \"image\": \"/media/s.jpg\"}]}")
-            << false << ok << no << no << true;
-        QTest::newRow("media fields missing")
-            << ad << none << QByteArray("{\"standard\": [{\"priority\": 1}], \"video\": [{\"priority\": 1}]}") << false
-            << ok << no << no << true;
-        QTest::newRow("1 MB media path") << ad << none << manifestWith(QStringLiteral("/media/") + mb1) << false << ok
-                                         << no << v << true;
-        QTest::newRow("1 MB name field") << ad << none
-                                         << QByteArray(manifestWith(QStringLiteral("/media/b.gif")))
-                                                .replace("\"name\":\"B\"", "\"name\":\"" + mb1.toUtf8() + "\"")
-                                         << false << ok << b << v << true;
+            << none << QByteArray("[{\"standard\": []}]") << false << "absent - -" << true;
+        QTest::newRow("1 MB media path") << none << manifestWith(QStringLiteral("/media/") + mb1) << false
+                                         << "present - v.mp4" << true;
+        QTest::newRow("1 MB name field")
+            << none << manifest("/media/b.gif").replace("\"name\":\"B\"", "\"name\":\"" + mb1.toUtf8() + "\"") << false
+            << "present b.gif v.mp4" << true;
         // Each byte of an invalid sequence becomes one replacement character.
-        QTest::newRow("invalid UTF-8") << "raw-utf8" << none << none << false << ok
-                                       << QStringLiteral("b\uFFFD\uFFFD\uFFFD.gif") << no << true;
+        QTest::newRow("invalid UTF-8") << QByteArray("raw-utf8") << none << false
+                                       << QStringLiteral("present b\uFFFD\uFFFD\uFFFD.gif -") << true;
         QTest::newRow("100 MB table (Content-Length)")
-            << ad << "{" + table + ": {\"repeatBody\": 104857600}}" << none << false << absent << no << no << true;
-        QTest::newRow("100 MB table (streamed)") << "raw-stream" << none << none << false << absent << no << no << true;
-        QTest::newRow("100 MB media")
-            << ad << QByteArray("{\"/media/huge.gif\": {\"repeatBody\": 104857600, \"contentType\": \"image/gif\"}}")
-            << manifestWith(QStringLiteral("/media/huge.gif")) << false << ok << no << v << true;
+            << onTable("\"repeatBody\": 104857600") << none << false << "absent - -" << true;
+        QTest::newRow("100 MB table (streamed)") << QByteArray("raw-stream") << none << false << "absent - -" << true;
         // As large as media may be: joined, written and synced off the main thread.
         QTest::newRow("64 MiB media arrives")
-            << ad << QByteArray("{\"/media/big.gif\": {\"repeatBody\": 67108864, \"contentType\": \"image/gif\"}}")
-            << manifestWith(QStringLiteral("/media/big.gif")) << false << ok << "big.gif" << v << true;
+            << onMedia("/media/big.gif", "\"repeatBody\": 67108864, \"contentType\": \"image/gif\"")
+            << manifest("/media/big.gif") << false << "present big.gif v.mp4" << true;
         QTest::newRow("media that is not media")
-            << ad << none << manifestWith(QStringLiteral("/media/not-a-gif.gif"), QStringLiteral("/media/b.gif"))
-            << false << ok << "not-a-gif.gif" << b << true;
-        QTest::newRow("media URL redirects")
-            << ad << QByteArray("{\"/media/old.gif\": {\"redirect\": \"/media/b.gif\"}}")
-            << manifestWith(QStringLiteral("/media/old.gif")) << false << ok << "old.gif" << v << true;
+            << none << manifestWith(QStringLiteral("/media/not-a-gif.gif"), QStringLiteral("/media/b.gif")) << false
+            << "present not-a-gif.gif b.gif" << true;
+        QTest::newRow("media URL redirects") << onMedia("/media/old.gif", "\"redirect\": \"/media/b.gif\"")
+                                             << manifest("/media/old.gif") << false << "present old.gif v.mp4" << true;
         QTest::newRow("media redirects to a closed port")
-            << ad << QByteArray("{\"/media/old.gif\": {\"redirect\": \"http://127.0.0.1:1/x/../../esc.gif\"}}")
-            << manifestWith(QStringLiteral("/media/old.gif")) << false << ok << no << v << true;
+            << onMedia("/media/old.gif", "\"redirect\": \"http://127.0.0.1:1/x/../../esc.gif\"")
+            << manifest("/media/old.gif") << false << "present - v.mp4" << true;
         QTest::newRow("media names that climb out")
-            << ad << none
+            << none
             << manifestWith(QStringLiteral("/media/..%2F..%2F..%2Fescape.gif"), QStringLiteral("/media/%2e%2e"),
                             QStringLiteral("/media/..%5Cescape.jpg"))
-            << false << ok << no << no << true;
+            << false << "present - -" << true;
         QTest::newRow("dot segments in the media path")
-            << ad << none << manifestWith(QStringLiteral("/../../../b.gif")) << false << ok << b << v << true;
+            << none << manifest("/../../../b.gif") << false << "present b.gif v.mp4" << true;
     }
 
     void matrix()
     {
-        QFETCH(QString, server);
-        QFETCH(QByteArray, faults);
+        QFETCH(QByteArray, server);
         QFETCH(QByteArray, manifest);
         QFETCH(bool, cached);
-        QFETCH(QString, table);
-        QFETCH(QString, banner);
-        QFETCH(QString, video);
         QFETCH(bool, answered);
 
         // A clean cache, seeded when the row asks for it.
@@ -549,29 +457,27 @@ private Q_SLOTS:
                 file.write("cached media");
             }
         }
-        writeManifest(manifest.isEmpty() ? manifestWith(QStringLiteral("/media/b.gif")) : manifest);
+        QFile table(m_ads.filePath(QStringLiteral("manifest.json")));
+        QVERIFY(table.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        table.write(manifest.isEmpty() ? manifestWith(QStringLiteral("/media/b.gif")) : manifest);
+        table.close();
         QVERIFY(m_server.resetFaults());
-        if (!faults.isEmpty()) {
-            QJsonParseError error;
-            const QJsonDocument document = QJsonDocument::fromJson(faults, &error);
-            QVERIFY2(document.isObject(), qPrintable(error.errorString()));
+        if (server.startsWith('{')) {
+            const QJsonDocument document = QJsonDocument::fromJson(server);
+            QVERIFY2(document.isObject(), server.constData());
             QVERIFY(m_server.setFaults(document.object()));
         }
 
+        // The raw server answers tables only: the media still come from the ad server.
         std::unique_ptr<RawServer> raw;
         QString base = m_server.baseUrl().toString();
-        if (server == QLatin1String("refused")) {
-            QTcpServer probe;
-            QVERIFY(probe.listen(QHostAddress::LocalHost));
-            base = QStringLiteral("http://127.0.0.1:%1").arg(probe.serverPort());
-        } else if (server.startsWith(QLatin1String("raw-"))) {
-            const QString mode = server.mid(4);
-            raw = std::make_unique<RawServer>(mode == QLatin1String("reset")        ? RawServer::ResetMidBody
-                                                  : mode == QLatin1String("silent") ? RawServer::Silent
-                                                  : mode == QLatin1String("utf8")   ? RawServer::InvalidUtf8
-                                                                                    : RawServer::Stream100MB);
+        if (server == "refused") {
+            QTcpServer closed; // a port that listened once and is closed again
+            QVERIFY(closed.listen(QHostAddress::LocalHost));
+            base = QStringLiteral("http://127.0.0.1:%1").arg(closed.serverPort());
+        } else if (server.startsWith("raw-")) {
+            raw = std::make_unique<RawServer>(QString::fromLatin1(server.mid(4)));
             base = raw->url();
-            // The media still come from the ad server: the raw server answers tables only.
         }
 
         const Snapshot before = snapshot(TestEnvironment::root());
@@ -579,7 +485,7 @@ private Q_SLOTS:
                                                          { "VELMORA_AD_SERVER_URL", base },
                                                          { "VELMORA_FAULT_ANSWER_MS", answered ? "30000" : "3000" } },
                                                        90000);
-        const Snapshot after = snapshot(TestEnvironment::root());
+        const QStringList outside = changedOutside(before, snapshot(TestEnvironment::root()), m_cache);
 
         QJsonObject report;
         for (const QByteArray &line : child.out.split('\n')) {
@@ -587,20 +493,18 @@ private Q_SLOTS:
                 report = QJsonDocument::fromJson(line.mid(7)).object();
         }
         const auto field = [&report](const char *key) { return report.value(QLatin1String(key)); };
-        const auto shown = [](const QString &name) { return name.isEmpty() ? QStringLiteral("-") : printable(name); };
-        const QStringList outside = changedOutside(before, after, m_cache);
+        const auto file = [&field](const char *key) {
+            const QString name = field(key).toString();
+            return name.isEmpty() ? QStringLiteral("-") : name;
+        };
+        const QString got = QStringLiteral("%1 %2 %3").arg(field("table").toString(), file("banner"), file("video"));
         const double stall = field("stallMs").toDouble();
         // Without the body caps a 100 MB body costs several times its size; with them the
         // process stays well below this even when it reads ahead before abandoning.
         const double rssMb = field("maxRssKb").toDouble() / 1024;
-        const QString gotBanner = field("banner").toString();
-        const QString gotVideo = field("video").toString();
-        const QString bannerPath = field("bannerPath").toString();
         outcome = child.ok() && !report.isEmpty()
-            ? QStringLiteral("table=%1 answered=%2 banner=%3 video=%4 stall=%5ms@%6s (machine %7) rss=%8MB outside=%9")
-                  .arg(field("table").toString(),
-                       field("answered").toBool() ? QStringLiteral("yes") : QStringLiteral("no"),
-                       shown(gotBanner.left(24)), shown(gotVideo))
+            ? QStringLiteral("%1 answered=%2 stall=%3ms@%4s (machine %5) rss=%6MB outside=%7")
+                  .arg(got.left(40), field("answered").toBool() ? QStringLiteral("yes") : QStringLiteral("no"))
                   .arg(stall, 0, 'f', 1)
                   .arg(field("stallAtS").toDouble(), 0, 'f', 1)
                   .arg(field("machineStallMs").toDouble(), 0, 'f', 1)
@@ -611,7 +515,7 @@ private Q_SLOTS:
             longestStall = stall;
             longestStallCase = QString::fromLatin1(QTest::currentDataTag());
         }
-        if (raw && server == QLatin1String("raw-stream"))
+        if (raw && server == "raw-stream")
             qInfo("raw server sent %lld MiB before the client gave up", raw->sent() / MiB);
 
         QVERIFY2(child.ok(), child.err.right(4000).constData());
@@ -620,20 +524,18 @@ private Q_SLOTS:
         QVERIFY2(stall < m_stallLimitMs, qPrintable(QStringLiteral("event loop stalled %1 ms").arg(stall)));
         QVERIFY2(rssMb < maxRssMb, qPrintable(QStringLiteral("peak memory %1 MB").arg(rssMb)));
         QCOMPARE(field("answered").toBool(), answered);
-        QCOMPARE(field("table").toString(), table);
-        QCOMPARE(gotBanner, banner);
-        QCOMPARE(gotVideo, video);
-        if (!bannerPath.isEmpty())
-            QCOMPARE(QFileInfo(bannerPath).absolutePath(), m_cache);
-        // Abandoned bodies never reach the disk.
-        QVERIFY(!QFile::exists(m_cache + QStringLiteral("/huge.gif")));
+        QTEST(got, "expected");
+        if (const QString banner = field("bannerPath").toString(); !banner.isEmpty())
+            QCOMPARE(QFileInfo(banner).absolutePath(), m_cache);
     }
 
     void cleanupTestCase()
     {
         std::printf("\n%-40s | %-92s | %s\n", "case", "outcome", "result");
         for (const auto &[name, ended, pass] : rows)
-            std::printf("%-40s | %-92s | %s\n", qPrintable(name.left(40)), qPrintable(ended), pass ? "pass" : "FAIL");
+            // In Latin-1, so that every character takes one column.
+            std::printf("%-40s | %-92s | %s\n", name.left(40).toLatin1().constData(), ended.toLatin1().constData(),
+                        pass ? "pass" : "FAIL");
         std::printf("longest stall: %.1f ms (%s); limit %d ms\n\n", longestStall, qPrintable(longestStallCase),
                     m_stallLimitMs);
         std::fflush(stdout);

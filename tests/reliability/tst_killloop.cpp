@@ -21,7 +21,6 @@
 
 #include <QCryptographicHash>
 #include <QElapsedTimer>
-#include <QProcess>
 #include <QRandomGenerator>
 #include <QRegularExpression>
 #include <QSettings>
@@ -60,9 +59,7 @@ QVariantMap tableFor(qint64 generation)
 qint64 generationOf(const QVariantMap &table)
 {
     const qint64 generation = table.value(QStringLiteral("generation"), -1).toLongLong();
-    if (generation < 0)
-        return -1;
-    return table == tableFor(generation) ? generation : -1;
+    return generation >= 0 && table == tableFor(generation) ? generation : -1;
 }
 
 QList<QUrl> stackFor(qint64 generation)
@@ -75,10 +72,8 @@ QList<QUrl> stackFor(qint64 generation)
 
 qint64 generationOf(const QList<QUrl> &stack)
 {
-    if (stack.isEmpty())
-        return -1;
-    const qint64 generation = QUrlQuery(stack.constFirst()).queryItemValue(QStringLiteral("g")).toLongLong();
-    return stack == stackFor(generation) ? generation : -1;
+    const qint64 generation = QUrlQuery(stack.value(0)).queryItemValue(QStringLiteral("g")).toLongLong();
+    return !stack.isEmpty() && stack == stackFor(generation) ? generation : -1;
 }
 
 // ---- The writer ------------------------------------------------------------------------------
@@ -110,17 +105,15 @@ int writerMain()
         QCoreApplication::sendPostedEvents(logger);
 
         QFile::remove(local);
-        bool done = false;
-        bool ok = false;
+        std::optional<bool> ok;
         QEventLoop loop;
         downloader->downloadDataToCacheDirectoryFromURL(media, [&](const QUrl &file) {
-            done = true;
             ok = !file.isEmpty();
             loop.quit();
         });
-        if (!done)
+        if (!ok.has_value())
             loop.exec();
-        if (!ok) {
+        if (!ok.value_or(false)) {
             std::printf("MEDIA FAILED\n");
             return 2;
         }
@@ -180,53 +173,43 @@ private:
                  { "VELMORA_KILL_GENERATIONS", QString::number(generations) } };
     }
 
-    // Problems with the files, given what the writer reported.
-    QStringList check(State *state, bool started, qint64 start, qint64 acked) const
+    // Problems with the files, given what the writer reported; `state` keeps the generations
+    // found, for the next check.
+    QStringList check(State *state, const WriterReport &report) const
     {
         QStringList problems;
-        const auto allowed = [&](qint64 previous) {
-            if (!started)
-                return QList<qint64> { previous };
-            if (acked == start)
-                return QList<qint64> { previous, start, start + 1 };
-            return QList<qint64> { acked, acked + 1 };
+        // A file present holds a whole generation: the one found before when the writer never
+        // started, else the one last reported or the next; one found before never vanishes.
+        const auto judge = [&](const QString &name, bool present, qint64 generation, qint64 *found) {
+            const QList<qint64> allowed = !report.started ? QList<qint64> { *found }
+                : report.acked == report.start            ? QList<qint64> { *found, report.start, report.start + 1 }
+                                                          : QList<qint64> { report.acked, report.acked + 1 };
+            if (present && (generation < 0 || !allowed.contains(generation)))
+                problems << QStringLiteral("%1 holds generation %2 (last reported %3)")
+                                .arg(name)
+                                .arg(generation)
+                                .arg(report.acked);
+            else if (present)
+                *found = generation;
+            else if (*found >= 0)
+                problems << name + QStringLiteral(" vanished");
         };
 
         QFile saved(AdsCacheInfoStorage::storageURL().toLocalFile());
-        if (saved.exists()) {
-            const std::optional<QVariantMap> table
-                = saved.open(QIODevice::ReadOnly) ? AdsCacheInfoStorage::decode(saved.readAll()) : std::nullopt;
-            const qint64 generation = table ? generationOf(*table) : -2;
-            if (generation < 0 || !allowed(state->saved).contains(generation))
-                problems
-                    << QStringLiteral("savedAds holds generation %1 (last reported %2)").arg(generation).arg(acked);
-            else
-                state->saved = generation;
-        } else if (state->saved >= 0) {
-            problems << QStringLiteral("savedAds vanished");
-        }
+        const std::optional<QVariantMap> table
+            = saved.open(QIODevice::ReadOnly) ? AdsCacheInfoStorage::decode(saved.readAll()) : std::nullopt;
+        judge(QStringLiteral("savedAds"), saved.exists(), table ? generationOf(*table) : -2, &state->saved);
 
         const auto settings = VLMUserDefaults();
         settings->sync();
         if (settings->status() != QSettings::NoError)
             problems << QStringLiteral("settings file unreadable (status %1)").arg(settings->status());
-        if (settings->contains(stackKey)) {
-            const QList<QUrl> stack = AdsEventLogger::unarchive(settings->value(stackKey).toByteArray());
-            const qint64 generation = generationOf(stack);
-            if (generation < 0 || !allowed(state->events).contains(generation))
-                problems << QStringLiteral("eventStackData holds generation %1").arg(generation);
-            else
-                state->events = generation;
-        } else if (state->events >= 0) {
-            problems << QStringLiteral("eventStackData vanished");
-        }
+        judge(stackKey, settings->contains(stackKey),
+              generationOf(AdsEventLogger::unarchive(settings->value(stackKey).toByteArray())), &state->events);
 
         QFile media(m_cache + QLatin1Char('/') + mediaName);
-        if (media.exists()) {
-            if (!media.open(QIODevice::ReadOnly) || media.readAll() != m_media)
-                problems
-                    << QStringLiteral("media file incomplete (%1 of %2 bytes)").arg(media.size()).arg(m_media.size());
-        }
+        if (media.exists() && (!media.open(QIODevice::ReadOnly) || media.readAll() != m_media))
+            problems << QStringLiteral("media file incomplete (%1 of %2 bytes)").arg(media.size()).arg(m_media.size());
         const QStringList entries
             = QDir(m_cache).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
         for (const QString &entry : entries) {
@@ -245,17 +228,15 @@ private Q_SLOTS:
     {
         QVERIFY(m_ads.isValid());
         QDir().mkpath(m_ads.filePath(QStringLiteral("media")));
-        QFile manifest(m_ads.filePath(QStringLiteral("manifest.json")));
-        QVERIFY(manifest.open(QIODevice::WriteOnly));
-        manifest.write("{}");
-        manifest.close();
         // 2 MiB that differ everywhere, so a partial file cannot pass for a whole one.
         for (int i = 0; m_media.size() < 2 * 1024 * 1024; ++i)
             m_media += QCryptographicHash::hash(QByteArray::number(i), QCryptographicHash::Sha256);
-        QFile media(m_ads.filePath(QStringLiteral("media/") + mediaName));
-        QVERIFY(media.open(QIODevice::WriteOnly));
-        media.write(m_media);
-        media.close();
+        const auto write = [this](const QString &name, const QByteArray &bytes) {
+            QFile file(m_ads.filePath(name));
+            return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+        };
+        QVERIFY(write(QStringLiteral("manifest.json"), "{}"));
+        QVERIFY(write(QStringLiteral("media/") + mediaName, m_media));
         QVERIFY2(m_server.start(m_ads.path()), qPrintable(m_server.errorString()));
         m_cache = AdsDownloader::cacheDirectory();
     }
@@ -285,25 +266,15 @@ private Q_SLOTS:
         qint64 generations = 0;
         QStringList findings;
         while (kills < maxKills && clock.elapsed() < qint64(budgetSeconds) * 1000) {
-            QProcess writer;
-            QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-            for (const auto &[name, value] : writerVariables(0))
-                env.insert(name, value);
-            writer.setProcessEnvironment(env);
-            writer.start(QCoreApplication::applicationFilePath());
-            QVERIFY(writer.waitForStarted(10000));
-            // Anywhere from start-up to well into the write loop.
+            // SIGKILL anywhere from start-up to well into the write loop.
             const int delay = random.bounded(10, 300);
-            writer.waitForFinished(delay);
-            if (writer.state() != QProcess::NotRunning) {
-                writer.kill(); // SIGKILL
-                QVERIFY(writer.waitForFinished(10000));
+            const test::ChildResult writer = test::runChild(writerVariables(0), delay);
+            if (writer.finished)
+                findings
+                    << QStringLiteral("writer ended by itself: %1").arg(QString::fromLocal8Bit(writer.err.right(2000)));
+            else
                 ++kills;
-            } else {
-                findings << QStringLiteral("writer ended by itself: %1")
-                                .arg(QString::fromLocal8Bit(writer.readAllStandardError().right(2000)));
-            }
-            const WriterReport report = readReport(writer.readAllStandardOutput());
+            const WriterReport report = readReport(writer.out);
             if (report.found.startsWith("unloadable"))
                 ++unloadable;
             if (report.started && !report.found.endsWith(" clean"))
@@ -313,7 +284,7 @@ private Q_SLOTS:
                 generations += report.acked - report.start;
             if (!QFile::exists(m_cache + QLatin1Char('/') + mediaName))
                 ++mediaKills;
-            const QStringList problems = check(&state, report.started, report.start, report.acked);
+            const QStringList problems = check(&state, report);
             if (!problems.isEmpty()) {
                 ++corrupt;
                 findings << QStringLiteral("after kill %1 (%2 ms): %3")
@@ -326,7 +297,7 @@ private Q_SLOTS:
         // The next run starts from what the killed ones left and completes.
         const test::ChildResult last = test::runChild(writerVariables(3));
         const WriterReport lastReport = readReport(last.out);
-        const QStringList lastProblems = check(&state, lastReport.started, lastReport.start, lastReport.acked);
+        const QStringList lastProblems = check(&state, lastReport);
         findings << lastProblems;
         const bool cleanStart = last.ok() && lastReport.found == "loaded clean"
             && lastReport.acked == lastReport.start + 3 && lastProblems.isEmpty() && state.saved == lastReport.acked

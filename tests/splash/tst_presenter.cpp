@@ -23,72 +23,53 @@ using namespace velmora;
 
 namespace {
 
-// Stands in for a window's splash screen: writes every call the presenter makes into its
-// own list and into a journal shared with the test (which also logs notifications), so
-// the order across windows and notifications can be checked.
+// Stands in for a window's splash screen: records the calls of the presenter's sequence.
 class RecordingController final : public SplashScreenControllerProtocolInput {
 public:
-    RecordingController(QWidget *window, QString name, QStringList *journal)
+    explicit RecordingController(QWidget *window)
         : m_window(window)
-        , m_name(std::move(name))
-        , m_journal(journal)
     {
     }
 
     QStringList calls;
+    // Texts change every second; kept apart from the calls so that those stay readable.
+    QStringList timerTexts;
+    QStringList videoTimerTexts;
     SplashScreenControllerProtocolOutput *output = nullptr;
-    QString lastTimerText() const { return m_timerText; }
-    QString lastVideoTimerText() const { return m_videoTimerText; }
-    unsigned int backgroundImageScaling = 99;
+    QString lastTimerText() const { return timerTexts.value(timerTexts.size() - 1); }
+    QString lastVideoTimerText() const { return videoTimerTexts.value(videoTimerTexts.size() - 1); }
 
     QWidget *window() const override { return m_window; }
     void setOutput(SplashScreenControllerProtocolOutput *o) override { output = o; }
-    void showStartScreen() override { record(QStringLiteral("showStartScreen")); }
-    void showStartVideoWithoutStartScreen() override { record(QStringLiteral("showStartVideoWithoutStartScreen")); }
-    void showVideo() override { record(QStringLiteral("showVideo")); }
-    void showEndScreen() override { record(QStringLiteral("showEndScreen")); }
-    void hide() override { record(QStringLiteral("hide")); }
-    void removeFromWindow() override { record(QStringLiteral("removeFromWindow")); }
-    void pauseShowVideo() override { record(QStringLiteral("pauseShowVideo")); }
-    void continueShowVideo() override { record(QStringLiteral("continueShowVideo")); }
-    void pauseShow() override { record(QStringLiteral("pauseShow")); }
-    void continueShow() override { record(QStringLiteral("continueShow")); }
-    void setVideoUrl(const QUrl &url) override
-    {
-        m_videoUrl = url;
-        record(QStringLiteral("setVideoUrl ") + url.toString());
-    }
-    QUrl videoUrl() const override { return m_videoUrl; }
-    void setInterstitialUrl(const QUrl &url) override
-    {
-        m_interstitialUrl = url;
-        record(QStringLiteral("setInterstitialUrl ") + url.toString());
-    }
-    QUrl interstitialUrl() const override { return m_interstitialUrl; }
-    void setMuted(bool muted) override
-    {
-        m_muted = muted;
-        record(QStringLiteral("setMuted %1").arg(muted));
-    }
-    bool isMuted() const override { return m_muted; }
-    void setFocus(bool focus) override { m_focus = focus; }
-    bool isFocus() const override { return m_focus; }
-    // Texts change every second; kept apart from the journal so it stays readable.
-    void setTimerText(const QString &text) override { m_timerText = text, timerTexts << text; }
-    void setVideoTimerText(const QString &text) override { m_videoTimerText = text, videoTimerTexts << text; }
-    void startTimerViewFromSec(int from, int end) override
-    {
-        record(QStringLiteral("startTimerViewFromSec %1 %2").arg(from).arg(end));
-    }
-    void startVideoTimerViewFromSec(int from, int end) override
-    {
-        record(QStringLiteral("startVideoTimerViewFromSec %1 %2").arg(from).arg(end));
-    }
-    // What else of the appearance arrives is checked on real controllers through the facade.
+    void showStartScreen() override { calls << QStringLiteral("showStartScreen"); }
+    void showStartVideoWithoutStartScreen() override { calls << QStringLiteral("showStartVideoWithoutStartScreen"); }
+    void showVideo() override { calls << QStringLiteral("showVideo"); }
+    void showEndScreen() override { calls << QStringLiteral("showEndScreen"); }
+    void hide() override { calls << QStringLiteral("hide"); }
+    void removeFromWindow() override { calls << QStringLiteral("removeFromWindow"); }
+    void pauseShowVideo() override { calls << QStringLiteral("pauseShowVideo"); }
+    void continueShowVideo() override { calls << QStringLiteral("continueShowVideo"); }
+    void pauseShow() override { calls << QStringLiteral("pauseShow"); }
+    void continueShow() override { calls << QStringLiteral("continueShow"); }
+    void setVideoUrl(const QUrl &url) override { record("setVideoUrl", url.toString()); }
+    void setInterstitialUrl(const QUrl &url) override { record("setInterstitialUrl", url.toString()); }
+    void startTimerViewFromSec(int from, int end) override { record("startTimerViewFromSec", from, end); }
+    void startVideoTimerViewFromSec(int from, int end) override { record("startVideoTimerViewFromSec", from, end); }
+    void setTimerText(const QString &text) override { timerTexts << text; }
+    void setVideoTimerText(const QString &text) override { videoTimerTexts << text; }
+    // The presenter reads none of these back. What it passes on of muting and appearance is
+    // checked on the framework's own controllers (defaultControllersAreTheFrameworksSplashScreens,
+    // and the facade's tests).
+    QUrl videoUrl() const override { return {}; }
+    QUrl interstitialUrl() const override { return {}; }
+    void setMuted(bool) override { }
+    bool isMuted() const override { return false; }
+    void setFocus(bool) override { }
+    bool isFocus() const override { return false; }
     void setTopInset(double) override { }
     void setBackgroundColor(const QColor &) override { }
     void setBackgroundImage(const QImage &) override { }
-    void setBackgroundImageScaling(unsigned int scaling) override { backgroundImageScaling = scaling; }
+    void setBackgroundImageScaling(unsigned int) override { }
     void setIcon(const QImage &) override { }
     void setTextColor(const QColor &) override { }
     void setTimerTextColor(const QColor &) override { }
@@ -106,30 +87,16 @@ public:
     void setHiddenButtonBeforeVideo(bool) override { }
     void setHiddenButtonAfterVideo(bool) override { }
 
-    QStringList timerTexts;
-    QStringList videoTimerTexts;
-
 private:
-    void record(const QString &call)
-    {
-        calls << call;
-        if (m_journal)
-            *m_journal << m_name + QLatin1Char(':') + call;
-    }
+    // A call with its arguments, as in "startTimerViewFromSec 0 10".
+    void record(const char *call, const QString &args) { calls << QString::fromLatin1(call) + QLatin1Char(' ') + args; }
+    void record(const char *call, int from, int end) { record(call, QStringLiteral("%1 %2").arg(from).arg(end)); }
 
     QPointer<QWidget> m_window;
-    QString m_name;
-    QStringList *m_journal;
-    QUrl m_videoUrl;
-    QUrl m_interstitialUrl;
-    QString m_timerText;
-    QString m_videoTimerText;
-    bool m_muted = false;
-    bool m_focus = false;
 };
 
 // One presenter per test on virtual time, with recording controllers on real (offscreen)
-// top-level windows, and every notification written into the same journal.
+// top-level windows, and the name and object of every notification posted.
 class PresenterFixture {
 public:
     void setUp()
@@ -138,20 +105,15 @@ public:
         Clock::install(clock.get());
         Switches::setADSRemoved(false);
         Switches::setARCToWindows(false);
-        AdsDownloader *downloader = AdsDownloader::sharedInstance();
-        downloader->setVideoURL(QUrl());
-        downloader->setLinkVideoURL(QUrl());
-        downloader->setInterstitialVideoURL(QUrl());
-        downloader->setVideoInfo({});
+        download(QUrl());
         presenter = std::make_unique<SplashScreenPresenter>([this](QWidget *window, bool) {
-            auto controller = std::make_unique<RecordingController>(
-                window, QStringLiteral("c%1").arg(controllers.size()), &journal);
+            auto controller = std::make_unique<RecordingController>(window);
             controllers << controller.get();
             return controller;
         });
         notifications = QObject::connect(NotificationCenter::defaultCenter(), &NotificationCenter::notificationPosted,
                                          [this](const QString &name, const QVariant &object) {
-                                             journal << QStringLiteral("post:") + name;
+                                             posted << name;
                                              postedObjects << object;
                                          });
     }
@@ -162,12 +124,23 @@ public:
         presenter.reset();
         windows.clear();
         controllers.clear();
-        journal.clear();
+        posted.clear();
         postedObjects.clear();
         Switches::setADSRemoved(false);
         Switches::setARCToWindows(false);
         Clock::install(nullptr);
         clock.reset();
+    }
+
+    // What the downloader holds for the next video phase.
+    static void download(const QUrl &video, const QUrl &interstitial = QUrl(), const QUrl &link = QUrl(),
+                         const QVariantMap &info = QVariantMap())
+    {
+        AdsDownloader *downloader = AdsDownloader::sharedInstance();
+        downloader->setVideoURL(video);
+        downloader->setInterstitialVideoURL(interstitial);
+        downloader->setLinkVideoURL(link);
+        downloader->setVideoInfo(info);
     }
 
     // A top-level window; a shown one is made active by the offscreen platform as soon as
@@ -190,6 +163,14 @@ public:
         QApplication::setActiveWindow(window);
     }
 
+    // Makes `window` key the way a click would, then lets the deferred focus steps run.
+    static void makeKey(QWidget *window)
+    {
+        activate(window);
+        turnMainLoop();
+        QCOMPARE(QApplication::activeWindow(), window);
+    }
+
     // Registers a new window, shown and made key first when `key`.
     RecordingController *addWindow(bool key = true)
     {
@@ -201,15 +182,12 @@ public:
         return controllers.last();
     }
 
-    // Notification names posted so far, in order.
-    QStringList posts() const
+    // Registers a new key window and forces a showing on it.
+    RecordingController *showOnNewWindow()
     {
-        QStringList names;
-        for (const QString &entry : journal) {
-            if (entry.startsWith(QLatin1String("post:")))
-                names << entry.mid(5);
-        }
-        return names;
+        RecordingController *controller = addWindow();
+        presenter->needForceShowSplashScreens();
+        return controller;
     }
 
     // Runs the main loop's pending turns (deferred focus steps, deferred deletions).
@@ -223,7 +201,7 @@ public:
     std::unique_ptr<SplashScreenPresenter> presenter;
     std::vector<std::unique_ptr<QWidget>> windows;
     QList<RecordingController *> controllers;
-    QStringList journal;
+    QStringList posted;
     QVariantList postedObjects;
     QMetaObject::Connection notifications;
 };
@@ -284,11 +262,10 @@ private Q_SLOTS:
     {
         QFETCH(qint64, loadTime);
         QFETCH(bool, withoutSplash);
-        AdsDownloader::sharedInstance()->setVideoURL(kVideo);
+        f.download(kVideo);
         f.presenter->setLoadTime(loadTime);
         f.presenter->setWithoutSplash(withoutSplash);
-        RecordingController *c = f.addWindow();
-        f.presenter->needForceShowSplashScreens();
+        RecordingController *c = f.showOnNewWindow();
         QTEST(c->lastTimerText(), "firstText");
 
         QFETCH(double, videoAt);
@@ -324,16 +301,14 @@ private Q_SLOTS:
     void videoEnd()
     {
         QFETCH(double, endAt);
-        AdsDownloader::sharedInstance()->setVideoURL(kVideo);
-        AdsDownloader::sharedInstance()->setInterstitialVideoURL(kInterstitial);
-        RecordingController *c = f.addWindow();
-        f.presenter->needForceShowSplashScreens();
+        f.download(kVideo, kInterstitial);
+        RecordingController *c = f.showOnNewWindow();
         f.clock->advance(endAt);
         c->output->didVideoEnded();
         QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateEnd));
         QVERIFY(f.presenter->isShowEnd());
         QVERIFY(!f.presenter->isShowVideo());
-        QCOMPARE(f.posts().last(), name(VLMadsVideoDidStop));
+        QCOMPARE(f.posted.last(), name(VLMadsVideoDidStop));
         QTEST(int(c->calls.count(QStringLiteral("showEndScreen"))), "endScreensAtEnd");
 
         f.clock->advance(std::max(0.0, 10.0 - endAt) + 0.5);
@@ -345,23 +320,25 @@ private Q_SLOTS:
     void pauseAndResume_data()
     {
         QTest::addColumn<double>("pauseAt");
-        QTest::addColumn<double>("firstTickAfterResume");
-        QTest::addColumn<double>("videoAfterResume"); // negative: already playing
-        QTest::addColumn<double>("closeAfterResume");
-        QTest::newRow("2.4 s into the start screen") << 2.4 << 0.6 << 2.6 << 7.6;
-        QTest::newRow("2.3 s into the video") << 7.3 << 0.7 << -1.0 << 2.7;
-        QTest::newRow("on a whole second") << 3.0 << 0.0 << 2.0 << 7.0;
+        QTest::addColumn<bool>("adsRemoved"); // while paused: nothing resumes
+        // Seconds after the resume; the video's is negative when it already plays.
+        QTest::addColumn<double>("firstTick");
+        QTest::addColumn<double>("video");
+        QTest::addColumn<double>("closeButton");
+        QTest::newRow("2.4 s into the start screen") << 2.4 << false << 0.6 << 2.6 << 7.6;
+        QTest::newRow("2.3 s into the video") << 7.3 << false << 0.7 << -1.0 << 2.7;
+        QTest::newRow("on a whole second") << 3.0 << false << 0.0 << 2.0 << 7.0;
+        QTest::newRow("ads removed during the pause") << 1.5 << true << 0.0 << 0.0 << 0.0;
     }
 
     void pauseAndResume()
     {
         QFETCH(double, pauseAt);
-        QFETCH(double, firstTickAfterResume);
-        QFETCH(double, videoAfterResume);
-        QFETCH(double, closeAfterResume);
-        const double eps = 0.001;
-        RecordingController *c = f.addWindow();
-        f.presenter->needForceShowSplashScreens();
+        QFETCH(bool, adsRemoved);
+        QFETCH(double, firstTick);
+        QFETCH(double, video);
+        QFETCH(double, closeButton);
+        RecordingController *c = f.showOnNewWindow();
         f.clock->advance(pauseAt);
         const qint64 state = f.presenter->stateSplashScreen();
         f.presenter->pauseSplashScreens();
@@ -375,46 +352,40 @@ private Q_SLOTS:
         QCOMPARE(f.presenter->passedTime(), passed);
         QCOMPARE(f.presenter->stateSplashScreen(), state);
 
+        Switches::setADSRemoved(adsRemoved);
         f.presenter->resumeSplashScreen();
         QVERIFY(!f.presenter->needsResumeSplashScreen());
-        double elapsed = 0;
-        if (firstTickAfterResume > eps) {
-            f.clock->advance(firstTickAfterResume - eps);
-            elapsed += firstTickAfterResume - eps;
+        if (adsRemoved) {
+            f.clock->advance(60);
+            QCOMPARE(f.presenter->passedTime(), passed);
+            QCOMPARE(f.presenter->stateSplashScreen(), state);
+            return;
+        }
+        // Each step is checked just before and just after its moment.
+        const double eps = 0.001;
+        double now = 0;
+        const auto at = [&](double seconds) {
+            f.clock->advance(seconds - now);
+            now = seconds;
+        };
+        if (firstTick > eps) {
+            at(firstTick - eps);
             QCOMPARE(f.presenter->passedTime(), passed);
         }
-        f.clock->advance(2 * eps);
-        elapsed += 2 * eps;
+        at(firstTick + eps);
         QCOMPARE(f.presenter->passedTime(), passed + 1);
-        f.clock->advance(1.0);
-        elapsed += 1.0;
+        at(firstTick + 1 + eps);
         QCOMPARE(f.presenter->passedTime(), passed + 2);
-
-        if (videoAfterResume > 0) {
-            f.clock->advance(videoAfterResume - eps - elapsed);
+        if (video > 0) {
+            at(video - eps);
             QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateStart));
-            f.clock->advance(2 * eps);
+            at(video + eps);
             QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideo));
-            elapsed = videoAfterResume + eps;
         }
-        f.clock->advance(closeAfterResume - eps - elapsed);
+        at(closeButton - eps);
         QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideo));
-        f.clock->advance(2 * eps);
+        at(closeButton + eps);
         QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideoCloseButton));
-    }
-
-    void resumeWhileAdsRemovedDoesNothing()
-    {
-        f.addWindow();
-        f.presenter->needForceShowSplashScreens();
-        f.clock->advance(1.5);
-        f.presenter->pauseSplashScreens();
-        Switches::setADSRemoved(true);
-        f.presenter->resumeSplashScreen();
-        QVERIFY(!f.presenter->needsResumeSplashScreen());
-        f.clock->advance(60);
-        QCOMPARE(f.presenter->passedTime(), qint64(1));
-        QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateStart));
     }
 
     void forcedShowCancelsGateTimersFirst_data()
@@ -451,28 +422,35 @@ private Q_SLOTS:
         QVERIFY(f.presenter->isWaitTimeLeft());
     }
 
-    void softShowWaitsForTheFirstStartDelay()
+    // A soft show waits for the first-start delay and, without a key window, for an activation.
+    void softShow_data()
     {
-        f.presenter->setDelayForFirstStart(30);
-        f.addWindow();
-        f.presenter->showSplashScreens();
-        QVERIFY(!f.presenter->isShow());
-        QVERIFY(!f.presenter->isNeedShow());
-        f.clock->advance(30);
-        QVERIFY(f.presenter->isAdsReady());
-        f.presenter->showSplashScreens();
-        QVERIFY(f.presenter->isShow());
-        QVERIFY(!f.presenter->isAdsReady());
+        QTest::addColumn<qint64>("delay");
+        QTest::addColumn<bool>("key");
+        QTest::addColumn<double>("showAt");
+        QTest::addColumn<bool>("shown");
+        QTest::addColumn<bool>("kept"); // for the next activation
+        QTest::newRow("before the first-start delay: refused") << qint64(30) << true << 29.9 << false << false;
+        QTest::newRow("after the first-start delay") << qint64(30) << true << 30.0 << true << false;
+        QTest::newRow("without a key window: kept") << qint64(0) << false << 1.0 << false << true;
     }
 
-    void softShowWithoutKeyWindowIsKept()
+    void softShow()
     {
-        f.addWindow(false);
-        f.clock->advance(1);
+        QFETCH(qint64, delay);
+        QFETCH(bool, key);
+        QFETCH(double, showAt);
+        QFETCH(bool, shown);
+        QFETCH(bool, kept);
+        f.presenter->setDelayForFirstStart(delay);
+        f.addWindow(key);
+        f.clock->advance(showAt);
         f.presenter->showSplashScreens();
-        QVERIFY(!f.presenter->isShow());
-        QVERIFY(f.presenter->isNeedShow());
-        QVERIFY(f.posts().isEmpty());
+        QCOMPARE(f.presenter->isShow(), shown);
+        QCOMPARE(f.presenter->isNeedShow(), kept);
+        QCOMPARE(f.posted.contains(name(VLMsplashScreenWillShow)), shown);
+        // A showing uses the readiness up; a refused or kept one leaves it as it was.
+        QCOMPARE(f.presenter->isAdsReady(), !shown && showAt >= double(delay));
     }
 
     void windowJoiningRunningSequence_data()
@@ -496,11 +474,9 @@ private Q_SLOTS:
     {
         QFETCH(double, joinAt);
         QFETCH(bool, videoEnded);
-        AdsDownloader::sharedInstance()->setVideoURL(kVideo);
-        AdsDownloader::sharedInstance()->setInterstitialVideoURL(kInterstitial);
+        f.download(kVideo, kInterstitial);
         f.presenter->setLoadTime(8);
-        RecordingController *first = f.addWindow();
-        f.presenter->needForceShowSplashScreens();
+        RecordingController *first = f.showOnNewWindow();
         QVERIFY(first->calls.contains(QStringLiteral("startTimerViewFromSec 0 13")));
         f.clock->advance(joinAt);
         if (videoEnded)
@@ -534,19 +510,17 @@ private Q_SLOTS:
         QFETCH(QUrl, downloaded);
         QFETCH(QUrl, fallback);
         QFETCH(QUrl, played);
-        AdsDownloader::sharedInstance()->setVideoURL(downloaded);
+        f.download(downloaded);
         f.presenter->setDefaultVideoWithURL(fallback, kFallbackLink);
-        RecordingController *c = f.addWindow();
-        f.presenter->needForceShowSplashScreens();
+        RecordingController *c = f.showOnNewWindow();
         f.clock->advance(5);
         QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateVideo));
-        QCOMPARE(f.posts().last(), name(VLMadsVideoDidStart));
+        QCOMPARE(f.posted.last(), name(VLMadsVideoDidStart));
         const QStringList sinceStart = c->calls.mid(c->calls.lastIndexOf(QStringLiteral("pauseShow")));
         if (played.isEmpty()) {
             QVERIFY(!c->calls.contains(QStringLiteral("showVideo")));
             QVERIFY(sinceStart.contains(QStringLiteral("startTimerViewFromSec 5 10")));
         } else {
-            QCOMPARE(c->videoUrl(), played);
             QCOMPARE(sinceStart.mid(1, 3),
                      (QStringList { QStringLiteral("setVideoUrl ") + played.toString(), QStringLiteral("showVideo"),
                                     QStringLiteral("startVideoTimerViewFromSec 5 10") }));
@@ -588,41 +562,28 @@ private Q_SLOTS:
         QFETCH(QUrl, fallbackLink);
         QFETCH(QVariantMap, info);
         QFETCH(QUrl, opened);
-        AdsDownloader::sharedInstance()->setVideoURL(video);
-        AdsDownloader::sharedInstance()->setLinkVideoURL(link);
-        AdsDownloader::sharedInstance()->setVideoInfo(info);
+        f.download(video, QUrl(), link, info);
         f.presenter->setDefaultVideoWithURL(kFallbackVideo, fallbackLink);
         // The store lookup runs off the main thread; a click carries its answer once it came.
         if (video.isEmpty())
             QTRY_COMPARE(f.presenter->defaultVideoName(), QStringLiteral("null"));
-        RecordingController *c = f.addWindow();
-        f.presenter->needForceShowSplashScreens();
+        RecordingController *c = f.showOnNewWindow();
         f.clock->advance(6);
         const qint64 state = f.presenter->stateSplashScreen();
-        const QStringList before = f.posts();
+        const QStringList before = f.posted;
         c->output->didClickOnVideo();
         QCOMPARE(f.presenter->stateSplashScreen(), state);
         if (opened.isEmpty()) {
             QVERIFY(m_opened.isEmpty());
-            QCOMPARE(f.posts(), before);
+            QCOMPARE(f.posted, before);
             return;
         }
         QCOMPARE(m_opened, QList<QUrl> { opened });
-        QCOMPARE(f.posts().last(), name(VLMclickForVideo));
+        QCOMPARE(f.posted.last(), name(VLMclickForVideo));
         QTEST(f.postedObjects.last(), "object");
     }
 
-    void removeAdsClickOnlyPosts()
-    {
-        RecordingController *c = f.addWindow();
-        f.presenter->needForceShowSplashScreens();
-        const QStringList calls = c->calls;
-        c->output->didClickRemoveAds();
-        QCOMPARE(f.posts().last(), name(VLMtryRemoveAds));
-        QCOMPARE(c->calls, calls);
-        QVERIFY(f.presenter->isShow());
-    }
-
+    // The delay runs from the first registration; removing every window stops no timer.
     void firstStartDelayRunsFromTheFirstWindow()
     {
         f.presenter->setDelayForFirstStart(30);
@@ -635,22 +596,7 @@ private Q_SLOTS:
         f.presenter->refreshWaitAgain();
         f.presenter->removeAllSplashScreens();
         f.clock->advance(120);
-        QVERIFY(f.presenter->isAdsReady()); // removing all stops no timer
-        f.presenter->setWaitTime(1000);
-        f.presenter->refreshWaitAgain();
-        f.addWindow(); // but a running waiting period goes on
-        f.clock->advance(30);
-        QVERIFY(!f.presenter->isAdsReady());
-        f.clock->advance(970);
         QVERIFY(f.presenter->isAdsReady());
-    }
-
-    // Hosts and the facade keep the scaling under this spelling; a new controller must get it.
-    void imageScalingTravelsUnderTheSharedKey()
-    {
-        f.presenter->setSplashScreenOption(QStringLiteral("backgoundImageScaling"), 3u);
-        RecordingController *c = f.addWindow();
-        QCOMPARE(c->backgroundImageScaling, 3u);
     }
 
     void keyWindowChange_data()
@@ -668,7 +614,7 @@ private Q_SLOTS:
         QFETCH(bool, resignFirst);
         QWidget *a = f.newWindow();
         QWidget *b = f.newWindow();
-        makeKey(a);
+        f.makeKey(a);
         QVERIFY(f.presenter->addSplashScreenForWindow(a, false));
         if (registered)
             QVERIFY(f.presenter->addSplashScreenForWindow(b, false));
@@ -681,7 +627,7 @@ private Q_SLOTS:
             QApplication::setActiveWindow(nullptr);
             QVERIFY(!f.presenter->isFocus());
         }
-        makeKey(b);
+        f.makeKey(b);
         // Moving between the host's registered windows goes on; leaving them pauses.
         QCOMPARE(f.presenter->isFocus(), registered);
         QCOMPARE(f.presenter->needsResumeSplashScreen(), !registered);
@@ -694,7 +640,7 @@ private Q_SLOTS:
         QCOMPARE(f.presenter->stateSplashScreen(), qint64(P::SplashScreenStateStart));
 
         // Coming back resumes with the half second the pause kept.
-        makeKey(a);
+        f.makeKey(a);
         QVERIFY(f.presenter->isFocus());
         QVERIFY(!f.presenter->needsResumeSplashScreen());
         f.clock->advance(0.51);
@@ -702,39 +648,39 @@ private Q_SLOTS:
     }
 
     // Without a factory the presenter makes the framework's own splash screens and is
-    // their output: their buttons reach it.
+    // their output: their buttons reach it. The options reach them under the keys that
+    // hosts and the facade use, the scaling's spelt so.
     void defaultControllersAreTheFrameworksSplashScreens()
     {
         SplashScreenPresenter presenter;
+        presenter.setSplashScreenOption(QStringLiteral("backgoundImageScaling"), 3u);
         QWidget *a = f.newWindow();
         QWidget *b = f.newWindow();
-        makeKey(a);
+        f.makeKey(a);
         QVERIFY(presenter.addSplashScreenForWindow(a, false));
         QVERIFY(presenter.addSplashScreenForWindow(b, true));
         auto *first = dynamic_cast<SplashScreenController *>(presenter.SSControllers().value(0));
         auto *second = dynamic_cast<SplashScreenController *>(presenter.SSControllers().value(1));
         QVERIFY(first && second);
         QCOMPARE(first->window(), a);
+        QCOMPARE(second->backgroundImageScaling(), 3u);
 
         presenter.needForceShowSplashScreens();
         QVERIFY(presenter.isShow());
         second->soundButton()->click();
         QCOMPARE(first->isMuted(), second->soundButton()->isChecked());
         QCOMPARE(presenter.isMuted(), second->soundButton()->isChecked());
+        // Remove ads only asks the host; the showing goes on.
+        first->removeAdsButton()->click();
+        QCOMPARE(f.posted.last(), name(VLMtryRemoveAds));
+        QVERIFY(presenter.isShow());
+        QCOMPARE(presenter.stateSplashScreen(), qint64(P::SplashScreenStateStart));
         first->closeButton()->click();
         QVERIFY(!presenter.isShow());
         QCOMPARE(presenter.stateSplashScreen(), qint64(P::SplashScreenStateClosed));
     }
 
 private:
-    // Makes `window` key the way a click would, then lets the deferred focus steps run.
-    void makeKey(QWidget *window)
-    {
-        PresenterFixture::activate(window);
-        PresenterFixture::turnMainLoop();
-        QCOMPARE(QApplication::activeWindow(), window);
-    }
-
     PresenterFixture f;
     QList<QUrl> m_opened;
 };
