@@ -81,15 +81,7 @@ QThreadPool *storageThread()
 // for it leaves the core to it anyway.
 void startOnStorageThread(std::function<void()> work)
 {
-    PoolTask::start(storageThread(),
-                    [niceness = BackgroundPriority::niceness(), hostCore = BackgroundPriority::currentCore(),
-                     work = std::move(work)] {
-                        BackgroundPriority::apply(0, niceness);
-                        const bool moved = BackgroundPriority::keepOffCore(0, hostCore);
-                        work();
-                        if (moved)
-                            BackgroundPriority::allowHostCores(0);
-                    });
+    PoolTask::start(storageThread(), BackgroundPriority::awayFromCaller(std::move(work)));
 }
 } // namespace
 

@@ -309,7 +309,7 @@ AdsDownloader::AdsDownloader()
     checkInternetConnection();
     // The request and the house banners need the host's Info.plist: read it ahead, off the
     // host's main thread, whose first read would also page in the XML reader's code.
-    PoolTask::start(PicturePool::instance(), [] { (void)VLMMainAppBundle(); });
+    PicturePool::start([] { (void)VLMMainAppBundle(); });
 }
 
 AdsDownloader::~AdsDownloader()

@@ -2,7 +2,6 @@
 
 #include "controls/BannerFrameDecoder.h"
 #include "support/PicturePool.h"
-#include "support/PoolTask.h"
 #include "support/PostCall.h"
 
 #include <QCoreApplication>
@@ -243,21 +242,20 @@ void BannerImageView::requestFrame()
     if (m_candidate)
         expected = m_candidate->stamp;
     QPointer<BannerImageView> self(this);
-    PoolTask::start(PicturePool::instance(),
-                    [decoder = m_decoder, job, first, expected, path = m_source, self]() mutable {
-                        if (first) {
-                            job.stamp = BannerFrameCache::FileStamp::of(path);
-                            job.candidateMatches = expected && job.stamp.exists && *expected == job.stamp;
-                        }
-                        if (!job.candidateMatches)
-                            job.frame = decoder->next();
-                        job.sourceSize = decoder->sourceSize();
-                        job.loopCount = decoder->loopCount();
-                        postCall(qApp, [self = std::move(self), job = std::move(job)]() mutable {
-                            if (self)
-                                self->frameDecoded(std::move(job));
-                        });
-                    });
+    PicturePool::start([decoder = m_decoder, job, first, expected, path = m_source, self]() mutable {
+        if (first) {
+            job.stamp = BannerFrameCache::FileStamp::of(path);
+            job.candidateMatches = expected && job.stamp.exists && *expected == job.stamp;
+        }
+        if (!job.candidateMatches)
+            job.frame = decoder->next();
+        job.sourceSize = decoder->sourceSize();
+        job.loopCount = decoder->loopCount();
+        postCall(qApp, [self = std::move(self), job = std::move(job)]() mutable {
+            if (self)
+                self->frameDecoded(std::move(job));
+        });
+    });
 }
 
 void BannerImageView::frameDecoded(Decoded decoded)

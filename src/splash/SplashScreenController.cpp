@@ -7,7 +7,6 @@
 #include "support/MainThread.h"
 #include "support/PictureFormat.h"
 #include "support/PicturePool.h"
-#include "support/PoolTask.h"
 #include "support/PostCall.h"
 #include "support/ResourceIcon.h"
 
@@ -34,7 +33,6 @@
 #include <QPropertyAnimation>
 #include <QSet>
 #include <QThread>
-#include <QThreadPool>
 #include <QTimer>
 
 namespace velmora {
@@ -1146,7 +1144,7 @@ void SplashScreenController::prepareStill()
         return;
     m_preparedStill = { key, QImage() };
     QPointer<SplashScreenController> self(this);
-    PoolTask::start(PicturePool::instance(), [key, self]() mutable {
+    PicturePool::start([key, self]() mutable {
         QImage still = scaledImage(loadImage(key.url), key.size, ImageScaleProportionallyUpOrDown, key.ratio);
         postCall(qApp, [self = std::move(self), key, still = std::move(still)]() mutable {
             if (self && self->m_preparedStill.key == key)

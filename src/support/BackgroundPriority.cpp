@@ -69,4 +69,15 @@ void BackgroundPriority::allowHostCores(qint64 task)
 #endif
 }
 
+std::function<void()> BackgroundPriority::awayFromCaller(std::function<void()> work)
+{
+    return [niceness = niceness(), callerCore = currentCore(), work = std::move(work)] {
+        apply(0, niceness);
+        const bool moved = keepOffCore(0, callerCore);
+        work();
+        if (moved)
+            allowHostCores(0);
+    };
+}
+
 } // namespace velmora

@@ -2,6 +2,8 @@
 
 #include <QtGlobal>
 
+#include <functional>
+
 namespace velmora {
 
 // Work the host never waits for (video decoding, media downloads) runs nicer than the host
@@ -28,6 +30,11 @@ public:
     static bool keepOffCore(qint64 task, int core);
     // Lets a task run on every core the host's main thread may use again.
     static void allowHostCores(qint64 task);
+    // Work that the calling thread hands to a worker thread, wrapped so that it runs there at
+    // niceness() and off the caller's core, and the worker gets its cores back afterwards.
+    // Once the scheduler's tick has handed a core to a worker, even an idle-priority one, a
+    // main thread that wants that core back may wait for the next tick (4 ms at 250 Hz).
+    static std::function<void()> awayFromCaller(std::function<void()> work);
 };
 
 } // namespace velmora

@@ -1,5 +1,8 @@
 #include "support/PicturePool.h"
 
+#include "support/BackgroundPriority.h"
+#include "support/PoolTask.h"
+
 #include <QCoreApplication>
 #include <QThreadPool>
 
@@ -24,6 +27,11 @@ QThreadPool *PicturePool::instance()
         });
     });
     return &pool;
+}
+
+void PicturePool::start(std::function<void()> work)
+{
+    PoolTask::start(instance(), BackgroundPriority::awayFromCaller(std::move(work)));
 }
 
 } // namespace velmora

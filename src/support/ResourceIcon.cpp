@@ -2,7 +2,6 @@
 
 #include "support/MainThread.h"
 #include "support/PicturePool.h"
-#include "support/PoolTask.h"
 #include "support/PostCall.h"
 
 #include <velmora/Bundle.h>
@@ -127,7 +126,7 @@ QIcon ResourceIcon::load(const QString &name)
     // them while the host goes on, long before a button is shown.
     if (!decoded().contains(name) && !reading().contains(name)) {
         reading().insert(name);
-        PoolTask::start(PicturePool::instance(), [name, paths = pathsOf(name)] {
+        PicturePool::start([name, paths = pathsOf(name)] {
             postCall(QCoreApplication::instance(), [name, images = read(paths)] {
                 reading().remove(name);
                 if (!decoded().contains(name))

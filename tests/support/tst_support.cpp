@@ -1,6 +1,7 @@
 #include "TestEnvironment.h"
 
 #include "support/ManualClock.h"
+#include "support/PicturePool.h"
 #include "support/PropertyList.h"
 #include "support/StandardNames.h"
 #include "support/Switches.h"
@@ -11,6 +12,9 @@
 #include <velmora/Timer.h>
 
 #include <QTemporaryDir>
+
+#include <sched.h>
+#include <semaphore>
 
 using namespace velmora;
 
@@ -180,6 +184,45 @@ private Q_SLOTS:
         }
         for (int t = 0; t < 4; ++t)
             QCOMPARE(VLMObjForKey(QStringLiteral("thread%1").arg(t)).toInt(), 19);
+    }
+
+    // A picture decodes off the core of the thread that asked for it, and the picture thread
+    // may use every core again afterwards.
+    void picturesDecodeOffTheAskingCore()
+    {
+        cpu_set_t every;
+        QCOMPARE(sched_getaffinity(0, sizeof every, &every), 0);
+        if (CPU_COUNT(&every) < 2)
+            QSKIP("one core only");
+        std::binary_semaphore ran(0), unpinned(0);
+        qint64 worker = 0;
+        PicturePool::start([&] {
+            worker = gettid();
+            ran.release();
+        });
+        ran.acquire(); // the thread exists, with every core
+        int core = 0;
+        while (!CPU_ISSET(core, &every))
+            ++core;
+        cpu_set_t only, during;
+        CPU_ZERO(&only);
+        CPU_SET(core, &only);
+        QCOMPARE(sched_setaffinity(0, sizeof only, &only), 0);
+        PicturePool::start([&] {
+            sched_getaffinity(0, sizeof during, &during);
+            ran.release();
+            unpinned.acquire();
+        });
+        sched_setaffinity(0, sizeof every, &every);
+        unpinned.release();
+        ran.acquire();
+        QVERIFY(!CPU_ISSET(core, &during));
+        QCOMPARE(CPU_COUNT(&during), CPU_COUNT(&every) - 1);
+        const auto everyCore = [&] {
+            cpu_set_t now;
+            return sched_getaffinity(pid_t(worker), sizeof now, &now) == 0 && CPU_EQUAL(&now, &every);
+        };
+        QTRY_VERIFY(everyCore());
     }
 
     void hostBundleReadsInfoPlistAndResources()
