@@ -1,6 +1,5 @@
 #include "AdServerProcess.h"
 
-#include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QFile>
 #include <QJsonDocument>
@@ -9,11 +8,6 @@
 #include <QTimer>
 
 namespace velmora::test {
-
-AdServerProcess::~AdServerProcess()
-{
-    stop();
-}
 
 bool AdServerProcess::start(const QString &rootDir, const Options &options)
 {
@@ -45,20 +39,13 @@ bool AdServerProcess::start(const QString &rootDir, const Options &options)
     expected.setScheme(QLatin1String(options.https ? "https" : "http"));
     expected.setHost(options.address.isEmpty() ? QStringLiteral("127.0.0.1") : options.address);
     const QByteArray prefix = "listening on " + expected.toEncoded() + ':';
-    QDeadlineTimer deadline(10000);
-    while (!m_process.canReadLine()) {
-        if (deadline.hasExpired() || !m_process.waitForReadyRead(int(deadline.remainingTime()))) {
-            m_error
-                = QStringLiteral("no listening line: %1").arg(QString::fromLocal8Bit(m_process.readAllStandardError()));
-            stop();
-            return false;
-        }
-    }
+    while (!m_process.canReadLine() && m_process.waitForReadyRead(10000)) { }
     const QByteArray line = m_process.readLine().trimmed();
     bool ok = false;
     m_port = line.startsWith(prefix) ? line.mid(prefix.size()).toUShort(&ok) : 0;
     if (!ok) {
-        m_error = QStringLiteral("unexpected first line: %1").arg(QString::fromLocal8Bit(line));
+        m_error = QStringLiteral("no listening line (first line: \"%1\"): %2")
+                      .arg(QString::fromLocal8Bit(line), QString::fromLocal8Bit(m_process.readAllStandardError()));
         stop();
         return false;
     }
@@ -82,11 +69,6 @@ QUrl AdServerProcess::url(const QString &path) const
     QUrl url = m_baseUrl;
     url.setPath(path);
     return url;
-}
-
-QString AdServerProcess::logPath() const
-{
-    return m_dir.filePath(QStringLiteral("requests.jsonl"));
 }
 
 QList<QJsonObject> AdServerProcess::logLines() const

@@ -23,7 +23,7 @@ public:
     };
 
     AdServerProcess() = default;
-    ~AdServerProcess();
+    ~AdServerProcess() { stop(); }
     AdServerProcess(const AdServerProcess &) = delete;
     AdServerProcess &operator=(const AdServerProcess &) = delete;
 
@@ -32,11 +32,10 @@ public:
     bool start(const QString &rootDir) { return start(rootDir, Options()); }
     void stop();
 
-    bool isRunning() const { return m_process.state() == QProcess::Running; }
     quint16 port() const { return m_port; }
     QUrl baseUrl() const { return m_baseUrl; } // no trailing slash
     QUrl url(const QString &path) const; // path begins with "/"
-    QString logPath() const;
+    QString logPath() const { return m_dir.filePath(QStringLiteral("requests.jsonl")); }
     QString errorString() const { return m_error; }
 
     // Requests received so far, oldest first; or only those with `method` (and `path`).

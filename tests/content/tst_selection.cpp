@@ -40,24 +40,35 @@ class SelectionTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void frequenciesFollowPriorities()
+    // Each ad's share of the draws follows its weight. 2.4 + 2.4 makes a total of 5 but two
+    // intervals of 2: a draw of 4 matches nothing.
+    void frequencies_data()
     {
-        const QVariantMap ads
-            = table(QStringLiteral("standard"),
-                    { ad(QStringLiteral("a"), 1), ad(QStringLiteral("b"), 2), ad(QStringLiteral("c"), 3) });
+        QTest::addColumn<QVariantList>("ads");
+        QTest::addColumn<QVariantMap>("shares"); // name → expected share of the draws
+        QTest::newRow("priorities 1:2:3") << QVariantList { ad("a", 1), ad("b", 2), ad("c", 3) }
+                                          << QVariantMap { { "a", 1 / 6.0 }, { "b", 2 / 6.0 }, { "c", 3 / 6.0 } };
+        QTest::newRow("fractional weights can miss every interval")
+            << QVariantList { ad("a", 2.4), ad("b", 2.4) }
+            << QVariantMap { { "a", 0.4 }, { "b", 0.4 }, { "<nothing>", 0.2 } };
+    }
+
+    void frequencies()
+    {
+        QFETCH(QVariantList, ads);
+        QFETCH(QVariantMap, shares);
+        const QVariantMap banners = table(QStringLiteral("standard"), ads);
         const auto random = seeded(42);
         QHash<QString, int> counts;
         const int draws = 60000;
         for (int i = 0; i < draws; ++i)
-            ++counts[drawName(ads, QStringLiteral("standard"), {}, random)];
-        QCOMPARE(counts.size(), 3);
-        // Expected 10000 / 20000 / 30000; a 2 % band is over 8 standard deviations wide.
-        for (const auto &[name, share] : { std::pair { "a", 1 }, std::pair { "b", 2 }, std::pair { "c", 3 } }) {
-            const double expected = draws * share / 6.0;
-            QVERIFY2(std::abs(counts.value(QString::fromLatin1(name)) - expected) < expected * 0.02,
-                     qPrintable(QStringLiteral("%1: %2")
-                                    .arg(QString::fromLatin1(name))
-                                    .arg(counts.value(QString::fromLatin1(name)))));
+            ++counts[drawName(banners, QStringLiteral("standard"), {}, random)];
+        QCOMPARE(counts.size(), shares.size());
+        // A band of 1 % of the draws is about five standard deviations wide for every share here.
+        for (auto share = shares.cbegin(); share != shares.cend(); ++share) {
+            const int count = counts.value(share.key());
+            QVERIFY2(std::abs(count - share.value().toDouble() * draws) < draws * 0.01,
+                     qPrintable(QStringLiteral("%1: %2").arg(share.key()).arg(count)));
         }
     }
 
@@ -69,29 +80,24 @@ private Q_SLOTS:
         QTest::addColumn<QString>("expected");
         const QString banners = QStringLiteral("standard");
         const QString videos = QStringLiteral("video");
-        const QVariantMap a = ad(QStringLiteral("a"), 1);
-        const QVariantMap b = ad(QStringLiteral("b"), 1);
+        const QVariantMap a = ad("a", 1);
+        const QVariantMap b = ad("b", 1);
         QTest::newRow("banner on screen is left out") << table(banners, { a, b }) << banners << a << "b";
         QTest::newRow("a single banner is shown again") << table(banners, { a }) << banners << a << "a";
         QTest::newRow("videos are never filtered") << table(videos, { a }) << videos << a << "a";
         QTest::newRow("weights pair by position: the unweighted ad takes the next weight")
-            << table(banners, { ad(QStringLiteral("a")), ad(QStringLiteral("b"), 5) }) << banners << QVariantMap()
-            << "a";
+            << table(banners, { ad("a"), ad("b", 5) }) << banners << QVariantMap() << "a";
         QTest::newRow("numeric string priority counts")
-            << table(banners, { ad(QStringLiteral("a"), 0), ad(QStringLiteral("b"), QStringLiteral("4")) }) << banners
-            << QVariantMap() << "b";
-        QTest::newRow("all weights zero") << table(banners, { ad(QStringLiteral("a"), 0), ad(QStringLiteral("b"), 0) })
-                                          << banners << QVariantMap() << "<nothing>";
-        QTest::newRow("negative total") << table(banners, { ad(QStringLiteral("a"), -3) }) << banners << QVariantMap()
-                                        << "<nothing>";
-        QTest::newRow("no weights at all")
-            << table(banners, { ad(QStringLiteral("a")) }) << banners << QVariantMap() << "<nothing>";
+            << table(banners, { ad("a", 0), ad("b", QStringLiteral("4")) }) << banners << QVariantMap() << "b";
+        QTest::newRow("all weights zero")
+            << table(banners, { ad("a", 0), ad("b", 0) }) << banners << QVariantMap() << "<nothing>";
+        QTest::newRow("negative total") << table(banners, { ad("a", -3) }) << banners << QVariantMap() << "<nothing>";
+        QTest::newRow("no weights at all") << table(banners, { ad("a") }) << banners << QVariantMap() << "<nothing>";
         QTest::newRow("empty placement") << table(banners, {}) << banners << QVariantMap() << "<nothing>";
         QTest::newRow("missing placement") << table(videos, { a }) << banners << QVariantMap() << "<nothing>";
-        QTest::newRow("priority of the wrong shape weighs nothing") << table(
-            banners,
-            { ad(QStringLiteral("a"), QVariantMap { { QStringLiteral("x"), 1 } }), ad(QStringLiteral("b"), 2) })
-                                                                    << banners << QVariantMap() << "b";
+        QTest::newRow("priority of the wrong shape weighs nothing")
+            << table(banners, { ad("a", QVariantMap { { QStringLiteral("x"), 1 } }), ad("b", 2) }) << banners
+            << QVariantMap() << "b";
     }
 
     void draws()
@@ -103,25 +109,8 @@ private Q_SLOTS:
         const auto random = seeded(7);
         for (int i = 0; i < 50; ++i)
             QCOMPARE(drawName(ads, key, current, random), expected);
-    }
-
-    // 2.4 + 2.4 makes a total of 5 but two intervals of 2: a draw of 4 matches nothing.
-    void fractionalWeightsCanMissEveryInterval()
-    {
-        const QVariantMap ads
-            = table(QStringLiteral("standard"), { ad(QStringLiteral("a"), 2.4), ad(QStringLiteral("b"), 2.4) });
-        const auto random = seeded(3);
-        QHash<QString, int> counts;
-        for (int i = 0; i < 5000; ++i)
-            ++counts[drawName(ads, QStringLiteral("standard"), {}, random)];
-        QCOMPARE(counts.size(), 3);
-        QVERIFY(std::abs(counts.value(QStringLiteral("<nothing>")) - 1000) < 150);
-    }
-
-    void absentTableGivesNothing()
-    {
-        QVERIFY(!AdsSelection::getInfoObjectWithConsideringWeightForKey(std::nullopt, QStringLiteral("standard"), {},
-                                                                        seeded(1)));
+        // Without any table there is nothing to draw.
+        QVERIFY(!AdsSelection::getInfoObjectWithConsideringWeightForKey(std::nullopt, key, current, random));
     }
 };
 

@@ -5,13 +5,11 @@
 #include "controls/CloseButtonCell.h"
 #include "controls/ColoredView.h"
 #include "controls/RemoveAdsButton.h"
+#include "support/StandardNames.h"
 
 #include <QDir>
-#include <QFile>
 #include <QPainter>
 #include <QPainterPath>
-#include <QRegularExpression>
-#include <QStringDecoder>
 
 using namespace velmora;
 using velmora::test::Backdrop;
@@ -22,15 +20,7 @@ namespace {
 
 const QColor kBlack(Qt::black);
 
-enum class State { Normal, Highlighted, Disabled };
-
-void applyState(QAbstractButton &button, State state)
-{
-    button.setDown(state == State::Highlighted);
-    button.setEnabled(state != State::Disabled);
-}
-
-// The mean colour of a row segment, to find the shine's bands.
+// The red of a pixel, to find the shine's bands.
 int redAt(const QImage &image, int x, int y)
 {
     return image.pixelColor(x, y).red();
@@ -38,65 +28,86 @@ int redAt(const QImage &image, int x, int y)
 
 } // namespace
 
-Q_DECLARE_METATYPE(State)
-
 class ControlsTest : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void face_data()
+    // Controls drawn alone on the black backdrop. The remove-ads button's face is sampled on the
+    // vertical middle line near the top and bottom edges (inside the ellipse for the circle),
+    // where no title or shine is drawn, and at a corner; the coloured view has square top and
+    // rounded bottom corners; the close button draws its image inside its circle.
+    void drawing_data()
     {
-        const QColor top(0, 200, 0);
-        const QColor green = RemoveAdsButton::green();
-        const QColor pressedGreen = over(RemoveAdsButton::green(0.8), kBlack);
-        QTest::addColumn<bool>("circle");
-        QTest::addColumn<State>("state");
-        QTest::addColumn<QColor>("topPixel");
-        QTest::addColumn<QColor>("bottomPixel");
-        QTest::addColumn<QColor>("cornerPixel");
-        QTest::newRow("flat green") << false << State::Normal << green << green << green;
-        QTest::newRow("flat pressed is darker")
-            << false << State::Highlighted << pressedGreen << pressedGreen << pressedGreen;
-        QTest::newRow("circle filled with the top colour, corners cut")
-            << true << State::Normal << top << top << kBlack;
+        QTest::addColumn<QString>("control");
+        QTest::addColumn<QPoint>("pixel");
+        QTest::addColumn<QColor>("expected");
+        const auto row = [](const char *control, QPoint pixel, const QColor &expected) {
+            QTest::addRow("%s at %d,%d", control, pixel.x(), pixel.y())
+                << QString::fromLatin1(control) << pixel << expected;
+        };
+        const QColor red(Qt::red);
+        for (const QPoint pixel : { QPoint(80, 2), QPoint(80, 57), QPoint(1, 1) }) {
+            row("flat button", pixel, RemoveAdsButton::green());
+            row("pressed flat button: darker", pixel, over(RemoveAdsButton::green(0.8), kBlack));
+        }
+        row("circle button: the top colour", QPoint(80, 2), QColor(0, 200, 0));
+        row("circle button: the top colour", QPoint(80, 57), QColor(0, 200, 0));
+        row("circle button: corners cut", QPoint(1, 1), kBlack);
+        for (const QPoint pixel : { QPoint(0, 0), QPoint(99, 0), QPoint(3, 56), QPoint(50, 59), QPoint(0, 52) })
+            row("coloured view", pixel, red);
+        row("coloured view: bottom rounded off", QPoint(0, 59), kBlack);
+        row("coloured view: bottom rounded off", QPoint(99, 59), kBlack);
+        row("uncoloured view: nothing drawn", QPoint(50, 30), kBlack);
+        row("close button", QPoint(16, 16), red);
+        row("close button", QPoint(16, 4), red);
+        row("close button: outside the circle", QPoint(1, 1), kBlack);
+        row("close button: outside the circle", QPoint(30, 30), kBlack);
     }
 
-    void face()
+    void drawing()
     {
-        QFETCH(bool, circle);
-        QFETCH(State, state);
+        QFETCH(QString, control);
+        QFETCH(QPoint, pixel);
+        QFETCH(QColor, expected);
         Backdrop backdrop;
-        auto *button = new RemoveAdsButton(&backdrop);
-        button->setGeometry(0, 0, 160, 60);
-        button->setIsCircle(circle);
-        applyState(*button, state);
-        const QImage image = backdrop.render();
-        // Sample the vertical middle line near the top and bottom edges (inside the
-        // ellipse for the circle), where no title or shine is drawn.
-        QFETCH(QColor, topPixel);
-        QFETCH(QColor, bottomPixel);
-        QFETCH(QColor, cornerPixel);
-        VERIFY_NEAR(image.pixelColor(80, 2), topPixel);
-        VERIFY_NEAR(image.pixelColor(80, 57), bottomPixel);
-        VERIFY_NEAR(image.pixelColor(1, 1), cornerPixel);
+        if (control.contains(QLatin1String("view"))) {
+            auto *view = new ColoredView(&backdrop);
+            view->setGeometry(0, 0, 100, 60);
+            view->setColor(control.startsWith(QLatin1String("coloured")) ? QColor(Qt::red) : QColor());
+        } else if (control.startsWith(QLatin1String("close"))) {
+            QPixmap red(32, 32);
+            red.fill(Qt::red);
+            auto *button = new CloseButtonCell(&backdrop);
+            button->setIcon(QIcon(red));
+            button->setIconSize(QSize(32, 32));
+            button->setGeometry(0, 0, 32, 32);
+        } else {
+            auto *button = new RemoveAdsButton(&backdrop);
+            button->setGeometry(0, 0, 160, 60);
+            button->setIsCircle(control.startsWith(QLatin1String("circle")));
+            button->setDown(control.startsWith(QLatin1String("pressed")));
+        }
+        VERIFY_NEAR(backdrop.render().pixelColor(pixel), expected);
     }
 
     void titleColourFollowsTheState_data()
     {
-        QTest::addColumn<State>("state");
+        QTest::addColumn<bool>("down");
+        QTest::addColumn<bool>("enabled");
         QTest::addColumn<QColor>("expected");
-        QTest::newRow("normal: string colour") << State::Normal << QColor(Qt::white);
+        QTest::newRow("normal: string colour") << false << true << QColor(Qt::white);
         QTest::newRow("disabled: string colour at 0.8")
-            << State::Disabled << over(QColor::fromRgbF(1, 1, 1, 0.8f), RemoveAdsButton::green());
+            << false << false << over(QColor::fromRgbF(1, 1, 1, 0.8f), RemoveAdsButton::green());
         QColor control = QApplication::palette().color(QPalette::Button);
         control.setAlphaF(0.8f);
         QTest::newRow("pressed: control background at 0.8")
-            << State::Highlighted << over(control, over(RemoveAdsButton::green(0.8), kBlack));
+            << true << true << over(control, over(RemoveAdsButton::green(0.8), kBlack));
     }
 
     void titleColourFollowsTheState()
     {
-        QFETCH(State, state);
+        QFETCH(bool, down);
+        QFETCH(bool, enabled);
         QFETCH(QColor, expected);
         Backdrop backdrop;
         auto *button = new RemoveAdsButton(QStringLiteral("HHHH"), &backdrop);
@@ -105,7 +116,8 @@ private Q_SLOTS:
         button->setFont(font);
         button->setGeometry(0, 0, 200, 60);
         button->setStringColor(Qt::white);
-        applyState(*button, state);
+        button->setDown(down);
+        button->setEnabled(enabled);
         const QImage image = backdrop.render();
         int matching = 0;
         for (int x = 0; x < image.width(); ++x)
@@ -129,8 +141,7 @@ private Q_SLOTS:
             const double w = 300;
             return qRound(w / 3 + w / 6 - w / 14 + RemoveAdsButton::shineOffset(w, ms));
         };
-        const int early = 350;
-        const int later = 800;
+        const int early = 350, later = 800;
         QVERIFY(bandCentre(later) - bandCentre(early) > 100);
         QVERIFY(bandCentre(early) > 10 && bandCentre(later) < 290);
 
@@ -195,15 +206,13 @@ private Q_SLOTS:
     {
         QTest::addColumn<QString>("title");
         QTest::addColumn<bool>("circle");
-        const QRegularExpression entry(QStringLiteral("\"RemoveAdsText\"\\s*=\\s*\"([^\"]*)\""));
         const QDir resources(test::TestEnvironment::sourcePath(QStringLiteral("src/resources")));
         const QStringList languages = resources.entryList({ QStringLiteral("*.lproj") });
         QVERIFY(languages.size() >= 10);
         for (const QString &language : languages) {
-            QFile file(resources.filePath(language + QStringLiteral("/Localizable.strings")));
-            QVERIFY(file.open(QIODevice::ReadOnly));
-            const QString strings = QStringDecoder(QStringDecoder::Utf16)(file.readAll());
-            const QString text = entry.match(strings).captured(1);
+            const QUrl file
+                = QUrl::fromLocalFile(resources.filePath(language + QStringLiteral("/Localizable.strings")));
+            const QString text = StandardNames::getInfoFromURL(file).value(QStringLiteral("RemoveAdsText"));
             QVERIFY2(!text.isEmpty(), qPrintable(language));
             QTest::addRow("%s, circle", qPrintable(language))
                 << text.split(QLatin1Char(' ')).join(QLatin1Char('\n')).toUpper() << true;
@@ -248,34 +257,6 @@ private Q_SLOTS:
         QCOMPARE(outside, 0);
     }
 
-    void coloredViewSquareTopRoundedBottom_data()
-    {
-        QTest::addColumn<QColor>("colour");
-        QTest::addColumn<QPoint>("pixel");
-        QTest::addColumn<QColor>("expected");
-        const QColor red(Qt::red);
-        QTest::newRow("top left square") << red << QPoint(0, 0) << red;
-        QTest::newRow("top right square") << red << QPoint(99, 0) << red;
-        QTest::newRow("bottom left rounded off") << red << QPoint(0, 59) << kBlack;
-        QTest::newRow("bottom right rounded off") << red << QPoint(99, 59) << kBlack;
-        QTest::newRow("just inside the bottom left curve") << red << QPoint(3, 56) << red;
-        QTest::newRow("bottom edge middle") << red << QPoint(50, 59) << red;
-        QTest::newRow("left edge above the curve") << red << QPoint(0, 52) << red;
-        QTest::newRow("no colour draws nothing") << QColor() << QPoint(50, 30) << kBlack;
-    }
-
-    void coloredViewSquareTopRoundedBottom()
-    {
-        QFETCH(QColor, colour);
-        QFETCH(QPoint, pixel);
-        QFETCH(QColor, expected);
-        Backdrop backdrop;
-        auto *view = new ColoredView(&backdrop);
-        view->setGeometry(0, 0, 100, 60);
-        view->setColor(colour);
-        VERIFY_NEAR(backdrop.render().pixelColor(pixel), expected);
-    }
-
     void coloredViewRepaintsWhenItsColourChanges()
     {
         ColoredView view;
@@ -286,22 +267,6 @@ private Q_SLOTS:
         PaintCounter counter(&view);
         view.setColor(Qt::blue);
         QTRY_VERIFY(counter.count > 0);
-    }
-
-    void closeButtonDrawsItsImageInACircle()
-    {
-        QPixmap red(32, 32);
-        red.fill(Qt::red);
-        Backdrop backdrop;
-        auto *button = new CloseButtonCell(&backdrop);
-        button->setIcon(QIcon(red));
-        button->setIconSize(QSize(32, 32));
-        button->setGeometry(0, 0, 32, 32);
-        const QImage image = backdrop.render();
-        VERIFY_NEAR(image.pixelColor(16, 16), QColor(Qt::red));
-        VERIFY_NEAR(image.pixelColor(16, 4), QColor(Qt::red));
-        VERIFY_NEAR(image.pixelColor(1, 1), kBlack);
-        VERIFY_NEAR(image.pixelColor(30, 30), kBlack);
     }
 
     // The layer fills a copy of its shape only, first colour at the top, at the position given.

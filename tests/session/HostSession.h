@@ -1,7 +1,7 @@
 #pragma once
 
-#include "HostCanvas.h"
 #include "SoundStreams.h"
+#include "TestEnvironment.h"
 #include "controls/BannerImageView.h"
 #include "controls/ColoredView.h"
 #include "facade/FacadeState.h"
@@ -35,30 +35,38 @@
 
 namespace velmora::test {
 
-namespace {
+// A host window that is its own content, as a canvas host's is: it takes and counts the
+// input that reaches it, so that input meant for an ad that falls through shows.
+class HostCanvas : public QWidget {
+public:
+    int inputEvents = 0;
 
-const char *const kHostProperty = "velmoraTestHost";
+protected:
+    bool event(QEvent *event) override
+    {
+        switch (event->type()) {
+        case QEvent::MouseButtonPress:
+        case QEvent::MouseButtonRelease:
+        case QEvent::MouseButtonDblClick:
+        case QEvent::Wheel:
+            ++inputEvents;
+            event->accept();
+            return true;
+        default:
+            return QWidget::event(event);
+        }
+    }
+};
+
+namespace {
 
 using P = SplashScreenPresenter;
 
-bool timerPending(const Timer *timer)
-{
-    return timer && timer->isValid();
-}
-
 QString name(const QWidget *widget)
 {
-    if (!widget)
-        return QStringLiteral("(none)");
     const QString object = widget->objectName();
     return QString::fromLatin1(widget->metaObject()->className())
         + (object.isEmpty() ? QString() : QLatin1Char(' ') + object);
-}
-
-// Whether a visible widget of a host window belongs to the host rather than to Velmora.
-bool isHostWidget(const QWidget *widget)
-{
-    return widget->property(kHostProperty).toBool();
 }
 
 bool isFadingOut(const QWidget *widget)
@@ -81,21 +89,13 @@ bool isFadingOut(const QWidget *widget)
 // session checks what a host or its user could notice. A new session starts from scratch.
 class HostSession {
 public:
-    struct Clips {
-        QUrl blink; // well under a second, with sound
-        QUrl shortClip; // under the five seconds to the close button, with sound
-        QUrl longClip; // longer than five seconds, with sound
-    };
-
-    explicit HostSession(const Clips &clips)
-        : m_clips(clips)
+    HostSession()
     {
         Clock::install(&m_clock);
         FacadeState::reset();
         Velmora::resetAds();
         Velmora::setARCToWindows(false);
-        m_other = std::make_unique<QWidget>();
-        m_other->setProperty(kHostProperty, true);
+        m_other = std::make_unique<HostCanvas>();
         m_other->setWindowTitle(QStringLiteral("unregistered window"));
         m_other->resize(200, 150);
         m_other->show();
@@ -195,8 +195,7 @@ public:
             return QStringLiteral("empty step");
         m_posted.clear();
         m_clickSource = ClickSource::None;
-        m_forcedStep = words.first() == QLatin1String("force") || words.first() == QLatin1String("without");
-        m_withoutStep = words.first() == QLatin1String("without");
+        m_step = words.first();
         const QString error = perform(words);
         if (!error.isEmpty())
             return error;
@@ -220,98 +219,97 @@ private:
 
     QString perform(const QStringList &words)
     {
-        const QString &op = words.first();
+        const auto is = [&words](const char *op) { return words.first() == QLatin1String(op); };
         const auto number = [&words](int i) { return words.value(i).toDouble(); };
-        const auto slotOf = [&words]() { return qBound(0, words.value(1).toInt(), kWindows - 1); };
+        const int slot = qBound(0, words.value(1).toInt(), kWindows - 1);
+        QWidget *window = windowAt(slot);
 
-        if (op == QLatin1String("time")) {
+        if (is("time")) {
             advance(number(1));
-        } else if (op == QLatin1String("media")) {
+        } else if (is("media")) {
             pumpRealTime(int(number(1)));
-        } else if (op == QLatin1String("audio")) {
+        } else if (is("audio")) {
             return checkAudioStreams();
-        } else if (op == QLatin1String("force")) {
+        } else if (is("force")) {
             Velmora::forceShow();
-        } else if (op == QLatin1String("show")) {
+        } else if (is("show")) {
             Velmora::show();
-        } else if (op == QLatin1String("without")) {
+        } else if (is("without")) {
             Velmora::showWithouSplash();
-        } else if (op == QLatin1String("refresh")) {
+        } else if (is("refresh")) {
             Velmora::refreshWaitAgain();
-        } else if (op == QLatin1String("open")) {
-            openWindow(slotOf());
-        } else if (op == QLatin1String("register")) {
-            if (QWidget *window = windowAt(slotOf()))
+        } else if (is("open")) {
+            openWindow(slot);
+        } else if (is("register")) {
+            if (window)
                 Velmora::addSplashScreenToWindow(window);
-        } else if (op == QLatin1String("unregister")) {
-            if (QWidget *window = windowAt(slotOf()))
+        } else if (is("unregister")) {
+            if (window)
                 Velmora::removeSplashScreenFromWindow(window);
-        } else if (op == QLatin1String("destroy")) {
-            delete windowAt(slotOf());
-        } else if (op == QLatin1String("closewindow")) {
-            if (QWidget *window = windowAt(slotOf()))
+        } else if (is("destroy")) {
+            delete window;
+        } else if (is("closewindow")) {
+            if (window)
                 window->close();
-        } else if (op == QLatin1String("arc")) {
+        } else if (is("arc")) {
             Velmora::setARCToWindows(number(1) != 0);
-        } else if (op == QLatin1String("activate")) {
-            QWidget *target = words.value(1) == QLatin1String("other") ? m_other.get()
-                : words.value(1) == QLatin1String("none")              ? nullptr
-                                                                       : windowAt(slotOf());
-            if (target) {
-                target->activateWindow();
-                QApplication::setActiveWindow(target);
-            } else if (words.value(1) == QLatin1String("none")) {
+        } else if (is("activate")) {
+            QWidget *target = words.value(1) == QLatin1String("other") ? m_other.get() : window;
+            if (words.value(1) == QLatin1String("none"))
                 QApplication::setActiveWindow(nullptr);
-            }
-        } else if (op == QLatin1String("click") || op == QLatin1String("dclick") || op == QLatin1String("wheel")) {
-            return input(words);
-        } else if (op == QLatin1String("removeads")) {
+            else if (target)
+                activate(target);
+        } else if (is("click") || is("dclick") || is("wheel")) {
+            return input(words.first(), slot, words.value(2));
+        } else if (is("removeads")) {
             Velmora::removeAdsNow();
             m_sequence = Sequence::Idle;
-        } else if (op == QLatin1String("resetads")) {
+        } else if (is("resetads")) {
             Velmora::resetAds();
-        } else if (op == QLatin1String("loadtime")) {
+        } else if (is("loadtime")) {
             Velmora::setSplashScreenLoadTime(qint64(number(1)));
             if (m_sequence != Sequence::Idle) {
                 const double load = double(Velmora::SSPresenter()->loadTime());
                 m_closeDue = qMax(m_closeDue, load + 5);
                 m_videoDue = qMin(m_videoDue, m_withoutSplash ? 0 : load);
             }
-        } else if (op == QLatin1String("waittime")) {
+        } else if (is("waittime")) {
             Velmora::setSplashScreenWaitingVideoTimeSeconds(qint64(number(1)));
-        } else if (op == QLatin1String("delay")) {
+        } else if (is("delay")) {
             Velmora::setSplashScreenDelay(number(1));
-        } else if (op == QLatin1String("hidebutton")) {
+        } else if (is("hidebutton")) {
             if (words.value(1) == QLatin1String("before"))
                 Velmora::setSplashScreenHiddenButtonBeforeVideo(number(2) != 0);
             else
                 Velmora::setSplashScreenHiddenButtonAfterVideo(number(2) != 0);
-        } else if (op == QLatin1String("topinset")) {
+        } else if (is("topinset")) {
             Velmora::setSplashScreenTopInset(number(1));
-        } else if (op == QLatin1String("resizable")) {
+        } else if (is("resizable")) {
             // The host changes its window's size policy only between showings, so that what a
             // close must restore is plain.
-            const int slot = slotOf();
-            QWidget *window = windowAt(slot);
             if (window && !Velmora::SSPresenter()->isShow()) {
-                m_resizable[slot] = number(2) != 0;
-                if (m_resizable[slot]) {
+                m_resizable[size_t(slot)] = number(2) != 0;
+                if (m_resizable[size_t(slot)]) {
                     window->setMinimumSize(160, 120);
                     window->setMaximumSize(QWIDGETSIZE_MAX, QWIDGETSIZE_MAX);
                 } else {
                     window->setFixedSize(window->size());
                 }
             }
-        } else if (op == QLatin1String("banner")) {
-            if (QWidget *window = windowAt(slotOf()))
+        } else if (is("banner")) {
+            if (window)
                 Velmora::addBannerForWindow(window);
-        } else if (op == QLatin1String("video")) {
-            const QString which = words.value(1);
-            const QUrl clip = which == QLatin1String("blink") ? m_clips.blink
-                : which == QLatin1String("short")             ? m_clips.shortClip
-                : which == QLatin1String("long")              ? m_clips.longClip
-                                                              : QUrl();
-            Velmora::setDefaultVideoURL(clip, QStringLiteral("id4242"));
+        } else if (is("video")) {
+            // blink: well under a second; short: under the five seconds to the close button;
+            // long: longer than five seconds; all with sound. Any other word: none.
+            const QString clip = QHash<QString, QString> {
+                { QStringLiteral("blink"), QStringLiteral("tests/data/media/test-video-blink.mp4") },
+                { QStringLiteral("short"), QStringLiteral("tests/data/media/test-video.mp4") },
+                { QStringLiteral("long"), QStringLiteral("examples/sample-ads/media/video-cascade.mp4") },
+            }.value(words.value(1));
+            Velmora::setDefaultVideoURL(clip.isEmpty() ? QUrl()
+                                                       : QUrl::fromLocalFile(TestEnvironment::sourcePath(clip)),
+                                        QStringLiteral("id4242"));
         } else {
             return QStringLiteral("unknown step");
         }
@@ -320,19 +318,18 @@ private:
 
     // A click, double click or wheel turn at the centre of one element of a window's splash
     // screen or banner, delivered to the window as the platform would, so that it lands on
-    // whatever is on top there. Input aimed at an ad must not reach the host.
-    QString input(const QStringList &words)
+    // whatever is on top there. The host puts nothing into its windows: whatever is under the
+    // point is an ad's, and input aimed at it must not reach the host.
+    QString input(const QString &op, int slot, const QString &which)
     {
-        const int slot = qBound(0, words.value(1).toInt(), kWindows - 1);
         QWidget *window = windowAt(slot);
-        QWidget *target = element(slot, words.value(2));
+        QWidget *target = element(slot, which);
         if (!window || !target || !window->isVisible() || !window->windowHandle())
             return {};
         const QPoint point = target->mapTo(window, target->rect().center());
         QWidget *under = window->childAt(point);
         if (!under)
             return {};
-        const bool aimedAtAd = !isHostWidget(under);
         // Whatever is on top at that point takes the input, whichever element was aimed at.
         BannerController *banner = Velmora::isADSRemoved() ? nullptr : Velmora::BControllFromWindow(window);
         SplashScreenController *splash = controllerOf(slot);
@@ -343,8 +340,6 @@ private:
                 m_clickSource = ClickSource::Splash;
         }
         const int before = m_windows[size_t(slot)]->inputEvents;
-
-        const QString &op = words.first();
         if (op == QLatin1String("click")) {
             QTest::mouseClick(window->windowHandle(), Qt::LeftButton, {}, point);
         } else if (op == QLatin1String("dclick")) {
@@ -357,7 +352,7 @@ private:
         }
         // The click may have taken the window away.
         HostCanvas *canvas = m_windows[size_t(slot)];
-        if (aimedAtAd && canvas && canvas->inputEvents != before)
+        if (canvas && canvas->inputEvents != before)
             return QStringLiteral("input aimed at %1 reached the host's canvas").arg(name(under));
         return {};
     }
@@ -369,20 +364,26 @@ private:
         // The window is its own content view, as in a canvas host: input that an ad lets
         // through goes to it.
         auto *window = new HostCanvas;
-        window->setProperty(kHostProperty, true);
         window->setWindowTitle(QStringLiteral("host window %1").arg(slot));
         window->resize(480 + 40 * slot, 360);
         m_windows[size_t(slot)] = window;
         m_resizable[size_t(slot)] = true;
         window->show();
+        activate(window);
+    }
+
+    static void activate(QWidget *window)
+    {
         window->activateWindow();
         QApplication::setActiveWindow(window);
     }
 
-    // Virtual time passes; the sequence's clock runs only while one of its windows is key.
+    // Virtual time passes; the sequence's clock runs only while one of its windows is key (in
+    // the presenter's own notion of focus: a window removed while key keeps it).
     void advance(double seconds)
     {
-        const bool running = sequenceHasFocus();
+        P *presenter = Velmora::SSPresenter();
+        const bool running = presenter->isShow() && presenter->isFocus() && !presenter->needsResumeSplashScreen();
         m_clock.advance(seconds);
         if (running)
             m_running += seconds;
@@ -411,9 +412,9 @@ private:
     SplashScreenController *controllerOf(int slot) const
     {
         QWidget *window = windowAt(slot);
-        if (!window)
-            return nullptr;
-        return dynamic_cast<SplashScreenController *>(Velmora::SSPresenter()->splashScreenControllerWithWindow(window));
+        return window
+            ? dynamic_cast<SplashScreenController *>(Velmora::SSPresenter()->splashScreenControllerWithWindow(window))
+            : nullptr;
     }
 
     QWidget *element(int slot, const QString &which) const
@@ -428,15 +429,14 @@ private:
         SplashScreenController *controller = controllerOf(slot);
         if (!controller)
             return nullptr;
-        if (which == QLatin1String("close"))
-            return controller->closeButton();
-        if (which == QLatin1String("removeads"))
-            return controller->removeAdsButton();
-        if (which == QLatin1String("removeadsvideo"))
-            return controller->removeAdsImageButton();
-        if (which == QLatin1String("sound"))
-            return controller->soundButton();
-        return controller->urlButton();
+        // Any other word: the link under the video.
+        return QHash<QString, QAbstractButton *> {
+            { QStringLiteral("close"), controller->closeButton() },
+            { QStringLiteral("removeads"), controller->removeAdsButton() },
+            { QStringLiteral("removeadsvideo"), controller->removeAdsImageButton() },
+            { QStringLiteral("sound"), controller->soundButton() },
+        }
+            .value(which, controller->urlButton());
     }
 
     // Every controller the presenter can still address, also one whose window was removed.
@@ -454,29 +454,16 @@ private:
         return all;
     }
 
-    bool sequenceHasFocus() const
-    {
-        // The presenter's own notion of focus: a window removed while key keeps it.
-        P *presenter = Velmora::SSPresenter();
-        return presenter->isShow() && presenter->isFocus() && !presenter->needsResumeSplashScreen();
-    }
-
     // What the sound server says: no stream of this process may be open and running.
     QString checkAudioStreams()
     {
         // The helper plays in a process of its own: it hears "stop" a moment after the host said
         // it, and has a second to fall silent.
-        std::optional<int> running = runningSoundStreams();
-        QElapsedTimer waited;
-        waited.start();
-        while (running && *running > 0 && waited.elapsed() < 1000) {
-            QTest::qWait(100);
-            running = runningSoundStreams();
-        }
-        if (!running)
-            return {};
-        ++m_checks;
-        if (*running == 0)
+        std::optional<int> running; // nothing without a sound server to ask
+        const bool silent
+            = QTest::qWaitFor([&running] { return (running = runningSoundStreams()).value_or(0) == 0; }, 1000);
+        m_checks += running ? 1 : 0;
+        if (silent)
             return {};
         int helpers = 0;
         for (SplashScreenController *controller : liveControllers())
@@ -506,48 +493,44 @@ private:
     {
         for (const QString &posted : std::as_const(m_posted)) {
             const QByteArray n = posted.toLatin1();
-            const auto wrong = [&posted, this] {
-                return QStringLiteral("\"%1\" out of order (sequence state %2)").arg(posted).arg(int(m_sequence));
-            };
+            const Sequence was = m_sequence;
+            const bool inOrder = n == VLMsplashScreenWillShow ? was == Sequence::Idle
+                : n == VLMsplashScreenDidShow                 ? was == Sequence::WillShow
+                : n == VLMsplashScreenShowMoreOne             ? was == Sequence::DidShow && m_expectSecondStart
+                : n == VLMadsVideoDidStart                    ? was == Sequence::DidShow && !m_expectSecondStart
+                : n == VLMadsVideoDidStop                     ? was == Sequence::VideoStarted
+                : n == VLMsplashScreenDidClose ? was == Sequence::VideoStarted || was == Sequence::VideoStopped
+                                               : true;
+            if (!inOrder)
+                return QStringLiteral("\"%1\" out of order (sequence state %2)").arg(posted).arg(int(was));
             if (n == VLMsplashScreenWillShow) {
-                if (m_sequence != Sequence::Idle)
-                    return wrong();
                 m_sequence = Sequence::WillShow;
                 ++m_sequencesStarted;
             } else if (n == VLMsplashScreenDidShow) {
-                if (m_sequence != Sequence::WillShow)
-                    return wrong();
                 m_sequence = Sequence::DidShow;
                 m_expectSecondStart = m_sequencesStarted >= 2;
-                if (!m_forcedStep && !m_softShowPending && m_clock.now() < m_readyAt - 1e-6)
+                const bool forced = m_step == QLatin1String("force") || m_step == QLatin1String("without");
+                if (!forced && !m_softShowPending && m_clock.now() < m_readyAt - 1e-6)
                     return QStringLiteral("a soft show started %1 s before the waiting period ended")
                         .arg(m_readyAt - m_clock.now());
                 // Only an accepted request without the start screen skips it; a close ends that.
-                if (m_withoutStep)
+                if (m_step == QLatin1String("without"))
                     m_withoutSplash = true;
                 const double load = double(Velmora::SSPresenter()->loadTime());
                 m_running = 0;
                 m_videoDue = m_withoutSplash ? 0 : load;
                 m_closeDue = m_videoDue + 5;
             } else if (n == VLMsplashScreenShowMoreOne) {
-                if (m_sequence != Sequence::DidShow || !m_expectSecondStart)
-                    return wrong();
                 m_expectSecondStart = false;
             } else if (n == VLMadsVideoDidStart) {
-                if (m_sequence != Sequence::DidShow || m_expectSecondStart)
-                    return wrong();
                 if (m_running < m_videoDue - 1e-6)
                     return QStringLiteral("the video started %1 s into the sequence, due at %2 s")
                         .arg(m_running)
                         .arg(m_videoDue);
                 m_sequence = Sequence::VideoStarted;
             } else if (n == VLMadsVideoDidStop) {
-                if (m_sequence != Sequence::VideoStarted)
-                    return wrong();
                 m_sequence = Sequence::VideoStopped;
             } else if (n == VLMsplashScreenDidClose) {
-                if (m_sequence != Sequence::VideoStarted && m_sequence != Sequence::VideoStopped)
-                    return wrong();
                 m_sequence = Sequence::Idle;
                 m_withoutSplash = false;
                 m_readyAt = m_clock.now() + double(Velmora::SSPresenter()->waitTime());
@@ -572,7 +555,7 @@ private:
     QString checkTopLevels()
     {
         for (QWidget *top : QApplication::topLevelWidgets()) {
-            if (top->isVisible() && !isHostWidget(top))
+            if (top->isVisible() && !dynamic_cast<HostCanvas *>(top))
                 return QStringLiteral("a top-level %1 is on screen").arg(name(top));
         }
         return {};
@@ -624,15 +607,15 @@ private:
         if (!Velmora::isADSRemoved())
             return {};
         P *presenter = Velmora::SSPresenter();
-        if (timerPending(presenter->tickTimer()) || timerPending(presenter->videoTimer())
-            || timerPending(presenter->resumeTickTimer()))
-            return QStringLiteral("a sequence timer is pending after the ads were removed");
+        for (const Timer *timer : { presenter->tickTimer(), presenter->videoTimer(), presenter->resumeTickTimer() }) {
+            if (timer && timer->isValid())
+                return QStringLiteral("a sequence timer is pending after the ads were removed");
+        }
         for (const QPointer<HostCanvas> &window : m_windows) {
             if (!window)
                 continue;
-            for (QWidget *child : window->findChildren<QWidget *>()) {
-                if (child->isVisible() && !isHostWidget(child) && child->parentWidget() == window
-                    && !isFadingOut(child))
+            for (QWidget *child : window->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly)) {
+                if (child->isVisible() && !isFadingOut(child))
                     return QStringLiteral("%1 is on screen after the ads were removed").arg(name(child));
             }
         }
@@ -674,7 +657,6 @@ private:
         return {};
     }
 
-    Clips m_clips;
     ManualClock m_clock;
     // Each host window is its own content view, as in a canvas host.
     std::array<QPointer<HostCanvas>, kWindows> m_windows;
@@ -694,8 +676,7 @@ private:
     // Virtual time before which a soft show must not start a sequence.
     double m_readyAt = 0;
     bool m_withoutSplash = false;
-    bool m_forcedStep = false;
-    bool m_withoutStep = false;
+    QString m_step; // the word of the step that runs
     bool m_softShowPending = false;
     int m_checks = 0;
 };

@@ -1,9 +1,7 @@
 // Seeded random host sessions over the real framework, checked after every step.
 //
-//   tst_explore [--sequences N] [--steps M] [--seed S]   random sessions from seed S on
-//                                                       (N defaults to VELMORA_EXPLORE_SESSIONS,
-//                                                       else 200)
-//   tst_explore --replay FILE...                          sessions written down, one step a line
+//   tst_explore [--seed S]          VELMORA_EXPLORE_SESSIONS (else 200) random sessions from seed S on
+//   tst_explore --replay FILE...    sessions written down, one step a line
 //
 // A failing session is shrunk to the fewest steps that still fail and printed as a replay;
 // keep it under tests/session/replays/ so that CTest runs it from then on.
@@ -35,18 +33,13 @@ public Q_SLOTS:
     void open(const QUrl &) { }
 };
 
-HostSession::Clips clips()
-{
-    const auto clip = [](const char *path) { return QUrl::fromLocalFile(TestEnvironment::sourcePath(path)); };
-    return { clip("tests/data/media/test-video-blink.mp4"), clip("tests/data/media/test-video.mp4"),
-             clip("examples/sample-ads/media/video-cascade.mp4") };
-}
-
 int totalChecks = 0;
 
 std::optional<Failure> runSession(const QStringList &steps)
 {
-    HostSession session(clips());
+    if (steps.isEmpty())
+        return Failure { -1, QStringLiteral("no steps") };
+    HostSession session;
     std::optional<Failure> failure;
     for (int i = 0; i < steps.size() && !failure; ++i) {
         const QString violation = session.run(steps.at(i));
@@ -87,15 +80,6 @@ QStringList shrink(QStringList steps, Failure &failure)
     return steps;
 }
 
-void printReplay(const QString &title, const QStringList &steps, const Failure &failure)
-{
-    std::printf("FAIL %s: %s at step %d\n# replay (%lld steps):\n", qPrintable(title), qPrintable(failure.violation),
-                failure.step + 1, qlonglong(steps.size()));
-    for (const QString &step : steps)
-        std::printf("%s\n", qPrintable(step));
-    std::fflush(stdout);
-}
-
 QStringList readReplay(const QString &path)
 {
     QFile file(path);
@@ -120,58 +104,41 @@ int main(int argc, char **argv)
     for (const char *scheme : { "macappstores", "https", "http" })
         QDesktopServices::setUrlHandler(QString::fromLatin1(scheme), &sink, "open");
 
-    QStringList args = app.arguments().mid(1);
-    const int sessionsAsked = qEnvironmentVariableIntValue("VELMORA_EXPLORE_SESSIONS");
-    int sequences = sessionsAsked > 0 ? sessionsAsked : 200;
-    int stepsPerSequence = 60;
-    quint32 seed = 1;
-    QStringList replays;
-    for (int i = 0; i < args.size(); ++i) {
-        if (args[i] == QLatin1String("--sequences"))
-            sequences = args.value(++i).toInt();
-        else if (args[i] == QLatin1String("--steps"))
-            stepsPerSequence = args.value(++i).toInt();
-        else if (args[i] == QLatin1String("--seed"))
-            seed = args.value(++i).toUInt();
-        else if (args[i] == QLatin1String("--replay"))
-            replays = args.mid(i + 1), i = int(args.size());
+    // Each session's title and steps: the replays named, else seeded random sessions.
+    const QStringList args = app.arguments().mid(1);
+    const qsizetype replayAt = args.indexOf(QStringLiteral("--replay"));
+    QList<std::pair<QString, QStringList>> sessions;
+    for (const QString &path : args.mid(replayAt < 0 ? args.size() : replayAt + 1))
+        sessions.append({ path, readReplay(path) });
+    if (replayAt < 0) {
+        const qsizetype seedAt = args.indexOf(QStringLiteral("--seed"));
+        const quint32 first = seedAt < 0 ? 1 : args.value(seedAt + 1).toUInt();
+        const int count = qEnvironmentVariableIntValue("VELMORA_EXPLORE_SESSIONS");
+        for (quint32 seed = first; seed < first + quint32(count > 0 ? count : 200); ++seed)
+            sessions.append({ QStringLiteral("seed %1").arg(seed), HostSession::randomSteps(seed, 60) });
     }
 
     QElapsedTimer elapsed;
     elapsed.start();
     int failed = 0;
-    int runs = 0;
     long long steps = 0;
-    if (!replays.isEmpty()) {
-        for (const QString &path : std::as_const(replays)) {
-            const QStringList replay = readReplay(path);
-            if (replay.isEmpty()) {
-                std::printf("FAIL %s: no steps\n", qPrintable(path));
-                ++failed;
-                continue;
-            }
-            ++runs;
-            steps += replay.size();
-            if (const std::optional<Failure> failure = runSession(replay)) {
-                printReplay(path, replay.mid(0, failure->step + 1), *failure);
-                ++failed;
-            }
-        }
-    } else {
-        for (int i = 0; i < sequences; ++i, ++seed) {
-            const QStringList session = HostSession::randomSteps(seed, stepsPerSequence);
-            ++runs;
-            steps += session.size();
-            if (std::optional<Failure> failure = runSession(session)) {
-                ++failed;
-                const QStringList replay = shrink(session, *failure);
-                printReplay(QStringLiteral("seed %1").arg(seed), replay, *failure);
-            }
-        }
+    for (const auto &[title, session] : std::as_const(sessions)) {
+        steps += session.size();
+        std::optional<Failure> failure = runSession(session);
+        if (!failure)
+            continue;
+        ++failed;
+        // A random session is shrunk; a replay is shown as it is, up to the failing step.
+        const QStringList replay = replayAt < 0 ? shrink(session, *failure) : session.mid(0, failure->step + 1);
+        std::printf("FAIL %s: %s at step %d\n# replay (%lld steps):\n", qPrintable(title),
+                    qPrintable(failure->violation), failure->step + 1, qlonglong(replay.size()));
+        for (const QString &step : replay)
+            std::printf("%s\n", qPrintable(step));
+        std::fflush(stdout);
     }
-    std::printf("explore: %d sessions, %lld steps, %d invariant checks, %.1f s\n", runs, steps, totalChecks,
-                double(elapsed.elapsed()) / 1000.0);
-    std::printf("explore: %d of %d sessions failed\n", failed, runs);
+    std::printf("explore: %lld sessions, %lld steps, %d invariant checks, %.1f s\n", qlonglong(sessions.size()), steps,
+                totalChecks, double(elapsed.elapsed()) / 1000.0);
+    std::printf("explore: %d of %lld sessions failed\n", failed, qlonglong(sessions.size()));
     return failed == 0 ? 0 : 1;
 }
 

