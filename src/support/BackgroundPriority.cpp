@@ -1,14 +1,38 @@
 #include "support/BackgroundPriority.h"
 
 #if defined(Q_OS_LINUX)
+#include <dirent.h>
 #include <sched.h>
 #include <sys/resource.h>
 #include <unistd.h>
 #endif
 
 #include <algorithm>
+#include <cstdlib>
+#include <vector>
 
 namespace velmora {
+
+namespace {
+
+// The process's threads, sorted; empty where unknown.
+std::vector<qint64> tasksOfProcess()
+{
+    std::vector<qint64> tasks;
+#if defined(Q_OS_LINUX)
+    if (DIR *folder = opendir("/proc/self/task")) {
+        while (const dirent *entry = readdir(folder)) {
+            if (entry->d_name[0] != '.')
+                tasks.push_back(std::strtoll(entry->d_name, nullptr, 10));
+        }
+        closedir(folder);
+    }
+    std::sort(tasks.begin(), tasks.end());
+#endif
+    return tasks;
+}
+
+} // namespace
 
 int BackgroundPriority::niceness()
 {
@@ -69,14 +93,37 @@ void BackgroundPriority::allowHostCores(qint64 task)
 #endif
 }
 
+std::function<void()> BackgroundPriority::offCallersCore(std::function<void()> work)
+{
+    return [callerCore = currentCore(), work = std::move(work)] {
+        if (!keepOffCore(0, callerCore)) {
+            work();
+            return;
+        }
+#if defined(Q_OS_LINUX)
+        cpu_set_t kept;
+        sched_getaffinity(0, sizeof kept, &kept);
+        const std::vector<qint64> before = tasksOfProcess();
+        work();
+        // Only the threads that took their cores from this one.
+        for (const qint64 task : tasksOfProcess()) {
+            cpu_set_t cores;
+            if (!std::binary_search(before.begin(), before.end(), task)
+                && sched_getaffinity(pid_t(task), sizeof cores, &cores) == 0 && CPU_EQUAL(&cores, &kept))
+                allowHostCores(task);
+        }
+#else
+        work();
+#endif
+        allowHostCores(0);
+    };
+}
+
 std::function<void()> BackgroundPriority::awayFromCaller(std::function<void()> work)
 {
-    return [niceness = niceness(), callerCore = currentCore(), work = std::move(work)] {
+    return [niceness = niceness(), work = offCallersCore(std::move(work))] {
         apply(0, niceness);
-        const bool moved = keepOffCore(0, callerCore);
         work();
-        if (moved)
-            allowHostCores(0);
     };
 }
 

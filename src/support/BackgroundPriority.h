@@ -30,10 +30,15 @@ public:
     static bool keepOffCore(qint64 task, int core);
     // Lets a task run on every core the host's main thread may use again.
     static void allowHostCores(qint64 task);
-    // Work that the calling thread hands to a worker thread, wrapped so that it runs there at
-    // niceness() and off the caller's core, and the worker gets its cores back afterwards.
-    // Once the scheduler's tick has handed a core to a worker, even an idle-priority one, a
-    // main thread that wants that core back may wait for the next tick (4 ms at 250 Hz).
+    // Work that the calling thread hands to a worker thread, wrapped so that it runs there off
+    // the caller's core and the worker gets its cores back afterwards. Once the scheduler's
+    // tick has handed a core to a worker, even an idle-priority one, a main thread that wants
+    // that core back may wait for the next tick (4 ms at 250 Hz). Threads that the work starts
+    // meanwhile get every core back too: Qt spreads a large image operation over its global
+    // pool, and a pool thread inherits the cores of the thread that started it.
+    static std::function<void()> offCallersCore(std::function<void()> work);
+    // offCallersCore, and at niceness(): for a thread of the framework's own that starts no
+    // other. Niceness cannot be taken back, and a thread started meanwhile would keep it.
     static std::function<void()> awayFromCaller(std::function<void()> work);
 };
 

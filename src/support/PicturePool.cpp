@@ -16,7 +16,6 @@ QThreadPool *PicturePool::instance()
     static std::once_flag once;
     std::call_once(once, [] {
         pool.setMaxThreadCount(1);
-        pool.setThreadPriority(QThread::IdlePriority);
         // A thread that stays lets later pictures skip the thread's start-up.
         pool.setExpiryTimeout(-1);
         // A host that quits while a picture is read: Qt's plugins and the application must
@@ -31,7 +30,7 @@ QThreadPool *PicturePool::instance()
 
 void PicturePool::start(std::function<void()> work)
 {
-    PoolTask::start(instance(), BackgroundPriority::awayFromCaller(std::move(work)));
+    PoolTask::start(instance(), BackgroundPriority::offCallersCore(std::move(work)));
 }
 
 } // namespace velmora
