@@ -199,8 +199,19 @@ private Q_SLOTS:
         if (CPU_COUNT(&every) < 2)
             QSKIP("one core only");
         std::binary_semaphore ran(0), unpinned(0);
-        PicturePool::start([&] { ran.release(); });
-        ran.acquire(); // the picture thread exists, with every core
+        qint64 worker = 0;
+        PicturePool::start([&] {
+            worker = gettid();
+            ran.release();
+        });
+        ran.acquire();
+        // The picture thread exists and, its task wrapped up, has every core again: pinned
+        // before that, this thread would hand it only the one core.
+        const auto everyCore = [&] {
+            cpu_set_t cores;
+            return sched_getaffinity(pid_t(worker), sizeof cores, &cores) == 0 && CPU_EQUAL(&cores, &every);
+        };
+        QTRY_VERIFY(everyCore());
         int core = 0;
         while (!CPU_ISSET(core, &every))
             ++core;
