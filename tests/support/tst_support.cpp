@@ -15,6 +15,7 @@
 #include <QImage>
 #include <QTemporaryDir>
 
+#include <memory>
 #include <sched.h>
 #include <semaphore>
 #include <sys/resource.h>
@@ -198,37 +199,43 @@ private Q_SLOTS:
         QCOMPARE(sched_getaffinity(0, sizeof every, &every), 0);
         if (CPU_COUNT(&every) < 2)
             QSKIP("one core only");
-        std::binary_semaphore ran(0), unpinned(0);
-        qint64 worker = 0;
-        PicturePool::start([&] {
-            worker = gettid();
-            ran.release();
+        // Shared with the tasks, which may still be leaving a semaphore when this returns.
+        struct Handover {
+            std::binary_semaphore ran { 0 }, unpinned { 0 };
+            qint64 worker = 0;
+            cpu_set_t during;
+        };
+        const auto handover = std::make_shared<Handover>();
+        PicturePool::start([handover] {
+            handover->worker = gettid();
+            handover->ran.release();
         });
-        ran.acquire();
+        handover->ran.acquire();
         // The picture thread exists and, its task wrapped up, has every core again: pinned
         // before that, this thread would hand it only the one core.
         const auto everyCore = [&] {
             cpu_set_t cores;
-            return sched_getaffinity(pid_t(worker), sizeof cores, &cores) == 0 && CPU_EQUAL(&cores, &every);
+            return sched_getaffinity(pid_t(handover->worker), sizeof cores, &cores) == 0 && CPU_EQUAL(&cores, &every);
         };
         QTRY_VERIFY(everyCore());
         int core = 0;
         while (!CPU_ISSET(core, &every))
             ++core;
-        cpu_set_t only, during;
+        cpu_set_t only;
         CPU_ZERO(&only);
         CPU_SET(core, &only);
         QCOMPARE(sched_setaffinity(0, sizeof only, &only), 0);
-        PicturePool::start([&] {
-            sched_getaffinity(0, sizeof during, &during);
+        PicturePool::start([handover] {
+            sched_getaffinity(0, sizeof handover->during, &handover->during);
             (void)QImage(1280, 720, QImage::Format_RGB32)
                 .scaled(640, 360, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-            ran.release();
-            unpinned.acquire();
+            handover->unpinned.acquire();
+            handover->ran.release();
         });
         sched_setaffinity(0, sizeof every, &every);
-        unpinned.release();
-        ran.acquire();
+        handover->unpinned.release();
+        handover->ran.acquire();
+        const cpu_set_t during = handover->during;
         QVERIFY(!CPU_ISSET(core, &during));
         QCOMPARE(CPU_COUNT(&during), CPU_COUNT(&every) - 1);
         const int niceness = getpriority(PRIO_PROCESS, 0);
