@@ -9,7 +9,9 @@
 #include <algorithm>
 #include <optional>
 
+#include <sched.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 namespace velmora::test {
 
@@ -62,6 +64,23 @@ inline QStringList threadsNamed(const QByteArray &name)
     for (const QString &task : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
         QFile comm(tasks.filePath(task + QStringLiteral("/comm")));
         if (comm.open(QIODevice::ReadOnly) && comm.readAll().trimmed() == name)
+            found << task;
+    }
+    return found;
+}
+
+// The task ids of this process's threads that run at the idle policy or may not use every
+// core the main thread may (the main thread's task id is the process id).
+inline QStringList threadsBelowTheMainThread()
+{
+    cpu_set_t mains;
+    CPU_ZERO(&mains);
+    sched_getaffinity(getpid(), sizeof mains, &mains);
+    QStringList found;
+    for (const QString &task : QDir(QStringLiteral("/proc/self/task")).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        cpu_set_t cores;
+        if (sched_getscheduler(pid_t(task.toInt())) == SCHED_IDLE
+            || sched_getaffinity(pid_t(task.toInt()), sizeof cores, &cores) != 0 || !CPU_EQUAL(&cores, &mains))
             found << task;
     }
     return found;

@@ -32,6 +32,19 @@ std::vector<qint64> tasksOfProcess()
     return tasks;
 }
 
+// Whether `task` may run on exactly the cores the calling thread may.
+bool hasMyCores(qint64 task)
+{
+#if defined(Q_OS_LINUX)
+    cpu_set_t mine, its;
+    return sched_getaffinity(0, sizeof mine, &mine) == 0 && sched_getaffinity(pid_t(task), sizeof its, &its) == 0
+        && CPU_EQUAL(&mine, &its);
+#else
+    Q_UNUSED(task);
+    return false;
+#endif
+}
+
 } // namespace
 
 int BackgroundPriority::niceness()
@@ -100,21 +113,13 @@ std::function<void()> BackgroundPriority::offCallersCore(std::function<void()> w
             work();
             return;
         }
-#if defined(Q_OS_LINUX)
-        cpu_set_t kept;
-        sched_getaffinity(0, sizeof kept, &kept);
         const std::vector<qint64> before = tasksOfProcess();
         work();
-        // Only the threads that took their cores from this one.
+        // Only the threads started meanwhile that took their cores from this one.
         for (const qint64 task : tasksOfProcess()) {
-            cpu_set_t cores;
-            if (!std::binary_search(before.begin(), before.end(), task)
-                && sched_getaffinity(pid_t(task), sizeof cores, &cores) == 0 && CPU_EQUAL(&cores, &kept))
+            if (!std::binary_search(before.begin(), before.end(), task) && hasMyCores(task))
                 allowHostCores(task);
         }
-#else
-        work();
-#endif
         allowHostCores(0);
     };
 }

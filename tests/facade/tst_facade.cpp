@@ -477,6 +477,9 @@ private Q_SLOTS:
         QCOMPARE(velmora::test::runningSoundStreams(), std::optional<int>(0));
         // No helper holds memory between ads.
         QTRY_VERIFY_WITH_TIMEOUT(velmora::test::childProcesses("velmora-media").isEmpty(), 10000);
+        // The host's threads keep their policy and cores: the ad's pictures were decoded on a
+        // thread that works off the main thread's core, and the pool threads it started meanwhile.
+        QTRY_COMPARE(velmora::test::threadsBelowTheMainThread(), QStringList());
         QObject::disconnect(observer);
         Velmora::removeSplashScreenFromWindow(&window);
     }
